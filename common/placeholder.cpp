@@ -1,0 +1,1 @@
+namespace { [[maybe_unused]] const int placeholder = 0; }
