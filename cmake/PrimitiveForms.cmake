@@ -6,6 +6,16 @@
 
 set(QRX_FORM_SOURCES
     primitives/core/version.cpp
+    primitives/colour/forward.cpp
+    primitives/colour/inverse.cpp
+    primitives/huffman/encode_baseline.cpp
+    primitives/huffman/encode_tables.cpp
+    primitives/movers/convert.cpp
+    primitives/movers/copy.cpp
+    primitives/movers/vector.cpp
+    primitives/sampling/sampling.cpp
+    primitives/transform/forward.cpp
+    primitives/transform/quant_tables.cpp
     primitives/not_built.cpp)
 list(TRANSFORM QRX_FORM_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)
 

@@ -1,0 +1,78 @@
+// Fixed-point colour arithmetic, and the rule which pixels of a row use which form of it.
+#ifndef QRX_PRIMITIVES_COLOUR_COLOUR_REF_H_
+#define QRX_PRIMITIVES_COLOUR_COLOUR_REF_H_
+
+#include "primitives/checks.h"
+
+namespace {
+
+struct YCbCr {
+  Ipp8u y, cb, cr;
+};
+
+struct Rgb {
+  Ipp8u r, g, b;
+};
+
+// Forward, 15 fraction bits: the pixels of whole blocks.
+inline Ipp8u lumaOfBlock(int r, int g, int b) {
+  return clampTo8u((9798 * r + 19235 * g + 3736 * b + 16266) >> 15);
+}
+
+inline YCbCr forwardOfBlock(int r, int g, int b) {
+  return {lumaOfBlock(r, g, b), clampTo8u((-5529 * r - 10855 * g + 16384 * b + 4210688) >> 15),
+          clampTo8u((16384 * r - 13720 * g - 2664 * b + 4210704) >> 15)};
+}
+
+// Forward, 14 fraction bits: the pixels that are left over, and CMYK.
+inline YCbCr forwardOfRest(int r, int g, int b) {
+  return {clampTo8u((4899 * r + 9617 * g + 1868 * b + 8192) >> 14),
+          clampTo8u((-2764 * r - 5428 * g + 8192 * b + 2105344) >> 14),
+          clampTo8u((8192 * r - 6860 * g - 1332 * b + 2105344) >> 14)};
+}
+
+constexpr int kForwardBlock = 8;
+inline int pixelsInForwardBlocks(int width) { return width - width % kForwardBlock; }
+
+// Inverse, 14 fraction bits: the pixels of whole blocks.
+inline Rgb inverseOfBlock(int y, int cb, int cr) {
+  return {clampTo8u(y + ((22970 * cr - 2932015) >> 14)),
+          clampTo8u(y + ((-5638 * cb - 11700 * cr + 2227566) >> 14)),
+          clampTo8u(y + ((29032 * cb - 3707961) >> 14))};
+}
+
+// The same for the way to CMYK, whose rounding terms are its own.
+inline Rgb inverseToCmyOfBlock(int y, int cb, int cr) {
+  return {clampTo8u(y + ((22970 * cr - 2932015) >> 14)),
+          clampTo8u(y - ((5638 * cb + 11700 * cr - 2211182) >> 14)),
+          clampTo8u(y + ((29032 * cb - 3708561) >> 14))};
+}
+
+struct ChromaTable {
+  int entries[256];
+  constexpr int operator[](int chroma) const { return entries[chroma]; }
+};
+
+constexpr ChromaTable chromaTable(int factor, int rounding, int shift) {
+  ChromaTable table{};
+  for (int i = 0; i < 256; ++i) table.entries[i] = (factor * (i - 128) + rounding) >> shift;
+  return table;
+}
+
+constexpr ChromaTable cr_r_tbl = chromaTable(91881, 32768, 16);
+constexpr ChromaTable cb_b_tbl = chromaTable(116130, 32768, 16);
+constexpr ChromaTable cr_g_tbl = chromaTable(-46802, 0, 0);  // 16 fraction bits
+constexpr ChromaTable cb_g_tbl = chromaTable(-22554, 32768, 0);
+
+// Inverse by table: the pixels that are left over.
+inline Rgb inverseOfRest(int y, int cb, int cr) {
+  return {clampTo8u(y + cr_r_tbl[cr]), clampTo8u(y + ((cb_g_tbl[cb] + cr_g_tbl[cr]) >> 16)),
+          clampTo8u(y + cb_b_tbl[cb])};
+}
+
+constexpr int kInverseBlock = 4;
+inline int pixelsInInverseBlocks(int width) { return width - width % kInverseBlock; }
+
+}  // namespace
+
+#endif  // QRX_PRIMITIVES_COLOUR_COLOUR_REF_H_

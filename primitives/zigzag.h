@@ -1,0 +1,18 @@
+// The zig-zag sequence of T.81 figure A.6.
+#ifndef QRX_PRIMITIVES_ZIGZAG_H_
+#define QRX_PRIMITIVES_ZIGZAG_H_
+
+#include "qrx/primitive_types.h"
+
+namespace {
+
+// Natural index of each zig-zag place. The eight spare entries catch runs that lead past the last
+// coefficient.
+constexpr Ipp32s own_pj_izigzag_index[72] = {
+    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48, 41, 34,
+    27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
+    58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63, 63, 63, 63, 63, 63, 63, 63, 63};
+
+}  // namespace
+
+#endif  // QRX_PRIMITIVES_ZIGZAG_H_
