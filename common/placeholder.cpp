@@ -1,1 +1,0 @@
-namespace { [[maybe_unused]] const int placeholder = 0; }
