@@ -147,10 +147,10 @@ class Codec {
  public:
   virtual ~Codec() = default;
 
-  virtual const char* getName() = 0;      // "JPEG"
-  virtual bool getIsLossless() = 0;       // false
-  virtual bool getSupportsUDP() = 0;      // true
-  virtual std::uint32_t id() = 0;         // 65536
+  virtual const char* getName() = 0;  // "JPEG"
+  virtual bool getIsLossless() = 0;   // false
+  virtual bool getSupportsUDP() = 0;  // true
+  virtual std::uint32_t id() = 0;     // 65536
   // Made on first use and owned by the codec; the same object on every call.
   virtual Compressor* getCompressor() = 0;
   virtual Decompressor* getDecompressor() = 0;

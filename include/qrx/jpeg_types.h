@@ -26,11 +26,7 @@ enum _JPEG_SAMPLING {
   JPEG_SAMPLING_OTHER = 3  // any other layout; only the decoder produces it
 };
 
-enum _JPEG_MODE {
-  JPEG_MODE_BASELINE = 0,
-  JPEG_MODE_PROGRESSIVE = 1,
-  JPEG_MODE_LOSSLESS = 2
-};
+enum _JPEG_MODE { JPEG_MODE_BASELINE = 0, JPEG_MODE_PROGRESSIVE = 1, JPEG_MODE_LOSSLESS = 2 };
 
 enum _JPEG_ERROR {
   JPEG_NO_ERROR = 0,
@@ -58,8 +54,8 @@ QRX_API const char* GetErrorStr(_JPEG_ERROR code);
 // the end of the buffer, when a read leaves its target as it was.
 class QRX_API _bitstream {
  public:
-  int _WRITE_BYTE(int value);   // the low 8 bits
-  int _WRITE_WORD(int value);   // the low 16 bits
+  int _WRITE_BYTE(int value);  // the low 8 bits
+  int _WRITE_WORD(int value);  // the low 16 bits
   int _WRITE_32BIT(int value);
   int _READ_BYTE(int* value);
   int _READ_WORD(int* value);
@@ -82,9 +78,9 @@ class QRX_API CJPEGColorComponent {
   CJPEGColorComponent(const CJPEGColorComponent&) = delete;
   CJPEGColorComponent& operator=(const CJPEGColorComponent&) = delete;
 
-  int id = 0;            // identifier in SOF and SOS
-  int comp_no = 0;       // index of the component
-  int hsampling = 0;     // sampling factors of the frame header
+  int id = 0;         // identifier in SOF and SOS
+  int comp_no = 0;    // index of the component
+  int hsampling = 0;  // sampling factors of the frame header
   int vsampling = 0;
   int h_factor = 0;      // 2 where the component is reduced across, else 1
   int v_factor = 0;      // 2 where it is reduced down, else 1
@@ -96,9 +92,9 @@ class QRX_API CJPEGColorComponent {
   Ipp16s last_dc = 0;    // DC predictor
 
   // From ippMalloc, owned.
-  Ipp8u* cc_buffer = nullptr;     // full-size samples before (encoder) or after (decoder) sampling
-  Ipp8u* ss_buffer = nullptr;     // samples at the component's own resolution
-  Ipp8u* row_buffer = nullptr;    // encoder: lossless differences; decoder: last reduced line
+  Ipp8u* cc_buffer = nullptr;   // full-size samples before (encoder) or after (decoder) sampling
+  Ipp8u* ss_buffer = nullptr;   // samples at the component's own resolution
+  Ipp8u* row_buffer = nullptr;  // encoder: lossless differences; decoder: last reduced line
   Ipp8u* spare_buffer = nullptr;
 
   // Lossless mode: the current and the previous line, inside the buffers above.

@@ -1,0 +1,24 @@
+// What the codec has to say goes to the standard error stream, here and nowhere else.
+#ifndef QRX_CODECS_JPEG_DIAGNOSTICS_H_
+#define QRX_CODECS_JPEG_DIAGNOSTICS_H_
+
+#include <cstdio>
+
+namespace qrx::codec {
+
+inline void printError(const char* text) { std::fputs(text, stderr); }
+
+inline constexpr char kNoCoders[] = "QRX JPEG: no coders for this thread\n";
+inline constexpr char kInvalidArgument[] = "QRX JPEG: invalid argument\n";
+inline constexpr char kInvalidSize[] = "QRX JPEG: invalid image size\n";
+inline constexpr char kInvalidFormat[] = "QRX JPEG: invalid pixel format\n";
+inline constexpr char kInvalidChannels[] = "QRX JPEG: invalid num channels\n";
+
+// "QRX JPEG: <operation>() failed\n", for an operation of a coder.
+inline void printFailed(const char* operation) {
+  std::fprintf(stderr, "QRX JPEG: %s() failed\n", operation);
+}
+
+}  // namespace qrx::codec
+
+#endif  // QRX_CODECS_JPEG_DIAGNOSTICS_H_

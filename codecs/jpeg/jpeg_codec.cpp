@@ -1,0 +1,55 @@
+// Entry points, and the codec object that the host gets from them.
+#include "codecs/jpeg/jpeg_codec.h"
+
+#include "codecs/jpeg/thread_coders.h"
+#include "qrx/front_end.h"
+
+namespace qrx::codec {
+namespace {
+
+constexpr std::uint32_t kCodecId = 0x10000;
+
+}  // namespace
+
+JpegCodec::JpegCodec() : compressor_(nullptr), decompressor_(nullptr) {}
+
+JpegCodec::~JpegCodec() {
+  delete compressor_;
+  delete decompressor_;
+}
+
+const char* JpegCodec::getName() { return "JPEG"; }
+
+bool JpegCodec::getIsLossless() { return false; }
+
+bool JpegCodec::getSupportsUDP() { return true; }
+
+std::uint32_t JpegCodec::id() { return kCodecId; }
+
+Compressor* JpegCodec::getCompressor() {
+  if (compressor_ == nullptr) compressor_ = new JpegCompressor(this);
+  return compressor_;
+}
+
+Decompressor* JpegCodec::getDecompressor() {
+  if (decompressor_ == nullptr) decompressor_ = new JpegDecompressor(this);
+  return decompressor_;
+}
+
+void JpegCodec::release() { delete this; }
+
+}  // namespace qrx::codec
+
+extern "C" {
+
+int version() { return 1; }
+
+int initCodec() {
+  jpeg_init();
+  if (!qrx::codec::tilesStarted()) tiles_init();
+  return 1;
+}
+
+qrx::codec::Codec* createCodec() { return new qrx::codec::JpegCodec; }
+
+}  // extern "C"

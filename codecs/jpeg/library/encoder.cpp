@@ -1,0 +1,262 @@
+// The encoder object: what a frame is made of, from SetSource to Init.
+#include <x86intrin.h>
+
+#include <algorithm>
+#include <climits>
+
+#include "codecs/jpeg/library/default_tables.h"
+#include "codecs/jpeg/library/mcu_grid.h"
+#include "qrx/jpeg_encoder.h"
+#include "qrx/primitives.h"
+
+namespace {
+
+constexpr int kMaxImageSide = 65535;  // the frame header has 16 bits for each
+constexpr int kMaxRestartInterval = 65535;
+// Room per MCU in the coefficient store: 20 blocks, more than any sampling uses.
+constexpr int kCoefficientBytesPerMCU = 2560;
+
+// Components of a stream; `current` where the colour space does not tell.
+int componentsOf(_JPEG_COLOR color, int current) {
+  switch (color) {
+    case JPEG_COLOR_GRAY: return 1;
+    case JPEG_COLOR_RGB:
+    case JPEG_COLOR_YCBCR: return 3;
+    case JPEG_COLOR_CMYK:
+    case JPEG_COLOR_YCCK: return 4;
+    case JPEG_COLOR_NONE:
+    case JPEG_COLOR_BGR: break;
+  }
+  return current;
+}
+
+bool sizeFitsHeader(int size) { return size >= 0 && size <= kMaxImageSide; }
+
+}  // namespace
+
+CJPEGEncoder::CJPEGEncoder()
+    : source_data(nullptr),
+      source_width(0),
+      source_height(0),
+      source_step(0),
+      source_channels(0),
+      source_color(JPEG_COLOR_NONE),
+      component_count(0),
+      precision(8),
+      sampling(JPEG_SAMPLING_444),
+      jpeg_color(JPEG_COLOR_NONE),
+      quality(100),
+      restart_interval(0),
+      mode(JPEG_MODE_BASELINE),
+      mcus_across(0),
+      mcus_down(0),
+      mcu_width(0),
+      mcu_height(0),
+      strip_stride(0),
+      strip_rows(0),
+      pad_columns(0),
+      pad_rows(0),
+      restarts_to_go(0),
+      next_restart(0),
+      scan_count(0),
+      scan_start(0),
+      scan_end(63),
+      approx_low(0),
+      approx_high(0),
+      predictor(1),
+      point_transform(0),
+      scan_script(nullptr),
+      coefficients(nullptr),
+      components{} {}
+
+CJPEGEncoder::~CJPEGEncoder() { Clean(); }
+
+int CJPEGEncoder::Clean() {
+  for (CJPEGColorComponent*& component : components) {
+    delete component;
+    component = nullptr;
+  }
+  delete[] scan_script;
+  scan_script = nullptr;
+  ippFree(coefficients);
+  coefficients = nullptr;
+
+  source_data = nullptr;
+  source_width = source_height = source_channels = source_step = 0;
+  stream = _bitstream();
+  component_count = 0;
+  sampling = JPEG_SAMPLING_444;
+  jpeg_color = JPEG_COLOR_NONE;
+  restart_interval = 0;
+  mode = JPEG_MODE_BASELINE;
+  mcus_across = mcus_down = mcu_width = mcu_height = 0;
+  strip_stride = strip_rows = pad_columns = pad_rows = 0;
+  restarts_to_go = next_restart = 0;
+  scan_count = 0;
+  quality = 100;
+  return JPEG_NO_ERROR;
+}
+
+int CJPEGEncoder::SetSource(const Ipp8u* pSrc, int srcStep, IppiSize srcSize, int srcChannels,
+                            _JPEG_COLOR srcColor) {
+  source_data = pSrc;
+  source_step = srcStep;
+  source_width = srcSize.width;
+  source_height = srcSize.height;
+  source_channels = srcChannels;
+  source_color = srcColor;
+  return JPEG_NO_ERROR;
+}
+
+int CJPEGEncoder::SetDestination(Ipp8u* pDst, int dstSize, int dstQuality,
+                                 _JPEG_SAMPLING dstSampling, _JPEG_COLOR jpegColor,
+                                 _JPEG_MODE dstMode, int restartInterval) {
+  return SetDestinationTiles(pDst, dstSize, dstQuality, dstSampling, jpegColor, dstMode,
+                             restartInterval, 0);
+}
+
+int CJPEGEncoder::SetDestinationTiles(Ipp8u* pDst, int dstSize, int dstQuality,
+                                      _JPEG_SAMPLING dstSampling, _JPEG_COLOR jpegColor,
+                                      _JPEG_MODE dstMode, int restartInterval, int startPosition) {
+  stream.data = pDst;
+  stream.capacity = dstSize;
+  stream.position = startPosition;
+  quality = dstQuality;
+  sampling = dstSampling;
+  jpeg_color = jpegColor;
+  mode = dstMode;
+  restart_interval = std::clamp(restartInterval, 0, kMaxRestartInterval);
+  restarts_to_go = restart_interval;
+  setGrid();
+  return JPEG_NO_ERROR;
+}
+
+// A stream of one component is coded 1x1: in a scan of a single component T.81 A.2.2 has no other
+// block order.
+_JPEG_SAMPLING CJPEGEncoder::codedSampling() const {
+  return componentsOf(jpeg_color, component_count) == 1 ? JPEG_SAMPLING_444 : sampling;
+}
+
+void CJPEGEncoder::setGrid() {
+  const MCUSize mcu = mcuSize(mode, codedSampling());
+  mcu_width = mcu.width;
+  mcu_height = mcu.height;
+  mcus_across = mcuCount(source_width, mcu_width);
+  mcus_down = mcuCount(source_height, mcu_height);
+}
+
+int CJPEGEncoder::Init() {
+  if (!sizeFitsHeader(source_width) || !sizeFitsHeader(source_height)) return JPEG_NOT_SUPPORTED;
+  component_count = componentsOf(jpeg_color, component_count);
+  pad_columns = mcu_width * mcus_across - source_width;
+  pad_rows = mcu_height * mcus_down - source_height;
+  strip_rows = mcu_height;
+  strip_stride = mcus_across * mcu_width;
+
+  if (component_count > 0) {
+    std::int64_t bufferSize = 0;
+    switch (mode) {
+      case JPEG_MODE_BASELINE: bufferSize = std::int64_t{strip_rows} * strip_stride; break;
+      case JPEG_MODE_PROGRESSIVE:
+        bufferSize = std::int64_t{mcu_height} * mcus_down * strip_stride;
+        break;
+      case JPEG_MODE_LOSSLESS: bufferSize = std::int64_t{2} * strip_stride; break;
+      default: return JPEG_INTERNAL_ERROR;
+    }
+    if (bufferSize > INT_MAX) return JPEG_OUT_OF_MEMORY;
+    for (int i = 0; i < component_count; ++i) {
+      const int result = initComponent(i, static_cast<int>(bufferSize));
+      if (result != JPEG_NO_ERROR) return result;
+    }
+  }
+
+  if (mode == JPEG_MODE_PROGRESSIVE) {
+    SelectScanScripts();
+    if (coefficients == nullptr) {
+      const std::int64_t size = std::int64_t{mcus_across} * mcus_down * kCoefficientBytesPerMCU;
+      if (size > INT_MAX) return JPEG_OUT_OF_MEMORY;
+      coefficients = static_cast<Ipp16s*>(ippMalloc(static_cast<int>(size)));
+      if (coefficients == nullptr) return JPEG_OUT_OF_MEMORY;
+      ippsZero_8u(reinterpret_cast<Ipp8u*>(coefficients), static_cast<int>(size));
+    }
+  }
+  return initTables();
+}
+
+// Init for a writer of one mode: buffers and grid of another mode would not fit its walk.
+int CJPEGEncoder::initFor(_JPEG_MODE writerMode) {
+  const int result = Init();
+  if (result != JPEG_NO_ERROR) return result;
+  return mode == writerMode ? JPEG_NO_ERROR : JPEG_NOT_SUPPORTED;
+}
+
+int CJPEGEncoder::initComponent(int index, int bufferSize) {
+  delete components[index];
+  components[index] = nullptr;
+  CJPEGColorComponent* c = components[index] = new CJPEGColorComponent;
+  c->id = index;
+  c->comp_no = index;
+
+  const ComponentSampling factors = componentSampling(codedSampling(), index);
+  c->hsampling = factors.horizontal;
+  c->vsampling = factors.vertical;
+  c->h_factor = factors.reductionAcross;
+  c->v_factor = factors.reductionDown;
+  c->nblocks = c->hsampling * c->vsampling;
+
+  const bool chroma = index == 1 || index == 2;
+  const bool chromaTable = jpeg_color == JPEG_COLOR_YCBCR || jpeg_color == JPEG_COLOR_YCCK;
+  c->q_selector = chroma && chromaTable ? 1 : 0;
+  c->dc_selector = chroma ? 1 : 0;
+  c->ac_selector = chroma ? 1 : 0;
+
+  for (Ipp8u** buffer : {&c->cc_buffer, &c->ss_buffer, &c->row_buffer}) {
+    *buffer = static_cast<Ipp8u*>(ippMalloc(bufferSize));
+    if (*buffer == nullptr) return JPEG_OUT_OF_MEMORY;
+  }
+  // A pair of colours without a conversion fills no buffer: what is coded then must not be memory
+  // that was never written.
+  if (mode != JPEG_MODE_LOSSLESS && !hasColorConversion(source_color, jpeg_color)) {
+    ippsZero_8u(c->cc_buffer, bufferSize);
+  }
+  c->curr_row = reinterpret_cast<Ipp16s*>(c->cc_buffer);
+  c->prev_row = reinterpret_cast<Ipp16s*>(c->ss_buffer);
+  return JPEG_NO_ERROR;
+}
+
+int CJPEGEncoder::initTables() {
+  // A table or state without memory stays null, and the primitive that needs it reports.
+  for (int i = 0; i < 2; ++i) dc_tables[i].Create();
+  for (int i = 0; i < 2; ++i) ac_tables[i].Create();
+
+  const Ipp8u* const quantSources[] = {DefaultLuminanceQuant, DefaultChrominanceQuant};
+  if (mode != JPEG_MODE_LOSSLESS) {
+    for (int i = 0; i < 2; ++i) {
+      const int result = quant_tables[i].Init(i, quality, quantSources[i]);
+      if (result != JPEG_NO_ERROR) return result;
+    }
+  }
+
+  const struct {
+    CJPEGEncoderHuffmanTable& table;
+    int id, hclass;
+    const Ipp8u *bits, *values;
+  } huffmanSources[] = {
+      {dc_tables[0], 0, 0, DefaultLuminanceDCBits, DefaultLuminanceDCValues},
+      {dc_tables[1], 1, 0, DefaultChrominanceDCBits, DefaultChrominanceDCValues},
+      {ac_tables[0], 0, 1, DefaultLuminanceACBits, DefaultLuminanceACValues},
+      {ac_tables[1], 1, 1, DefaultChrominanceACBits, DefaultChrominanceACValues},
+  };
+  for (const auto& source : huffmanSources) {
+    const int result = source.table.Init(source.id, source.hclass, source.bits, source.values);
+    if (result != JPEG_NO_ERROR) return result;
+  }
+  huffman_state.Create();
+  return JPEG_NO_ERROR;
+}
+
+std::uint64_t CJPEGEncoder::getRTClock() { return __rdtsc(); }
+
+int CJPEGEncoder::PrintProgress(const char*) { return 0; }
+
+int CJPEGEncoder::OutputProgress() { return 0; }

@@ -1,0 +1,26 @@
+// Pixel and stream buffers of the front end, from malloc.
+#ifndef QRX_CODECS_JPEG_MALLOC_BUFFER_H_
+#define QRX_CODECS_JPEG_MALLOC_BUFFER_H_
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+namespace qrx::codec {
+
+struct FreeDeleter {
+  void operator()(void* memory) const { std::free(memory); }
+};
+using MallocBuffer = std::unique_ptr<std::uint8_t[], FreeDeleter>;
+
+// `size` bytes, uninitialised. Throws std::bad_alloc.
+inline MallocBuffer allocateBuffer(std::int64_t size) {
+  auto* memory = static_cast<std::uint8_t*>(std::malloc(static_cast<std::size_t>(size)));
+  if (memory == nullptr && size > 0) throw std::bad_alloc();
+  return MallocBuffer(memory);
+}
+
+}  // namespace qrx::codec
+
+#endif  // QRX_CODECS_JPEG_MALLOC_BUFFER_H_

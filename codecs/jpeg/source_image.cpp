@@ -1,0 +1,51 @@
+// Pixel formats, and the copy that drops the fourth byte of a pixel.
+#include "codecs/jpeg/source_image.h"
+
+#include <algorithm>
+#include <climits>
+
+#include "qrx/primitives.h"
+
+namespace qrx::codec {
+namespace {
+
+constexpr int kFormatRgb = 6407;
+constexpr int kFormatRgba = 6408;
+constexpr int kFormatBgra = 32993;
+constexpr std::int64_t kSmallestStream = 4096;
+
+}  // namespace
+
+bool isKnownFormat(int format) {
+  return format == kFormatRgb || format == kFormatRgba || format == kFormatBgra;
+}
+
+PixelLayout pixelLayout(const qrxJPEGArgs_type& args) {
+  if (args.format == kFormatRgb) return {3, JPEG_COLOR_RGB, JPEG_COLOR_YCBCR};
+  if (args.useAlpha == 0) return {3, JPEG_COLOR_BGR, JPEG_COLOR_YCBCR};
+  return {4, JPEG_COLOR_CMYK, JPEG_COLOR_YCCK};
+}
+
+std::int64_t rawSize(const PixelLayout& layout, int width, int height) {
+  return std::int64_t{layout.channels} * width * height;
+}
+
+std::int64_t streamCapacity(const PixelLayout& layout, int width, int height) {
+  return std::max(rawSize(layout, width, height), kSmallestStream);
+}
+
+bool isCodableSize(const PixelLayout& layout, int width, int height, int maxSide) {
+  return width >= 0 && width <= maxSide && height >= 0 && height <= maxSide &&
+         rawSize(layout, width, height) <= INT_MAX;
+}
+
+SourceImage::SourceImage(const std::uint8_t* image, int channels, int width, int height,
+                         const PixelLayout& layout, bool useAlpha)
+    : data_(image) {
+  if (channels != 4 || useAlpha) return;
+  copy_ = allocateBuffer(streamCapacity(layout, width, height));
+  ippiCopy_8u_AC4C3R(image, 4 * width, copy_.get(), layout.channels * width, {width, height});
+  data_ = copy_.get();
+}
+
+}  // namespace qrx::codec
