@@ -1,0 +1,177 @@
+// Environment variables with a default.
+#include "qrx/env.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <string>
+
+#include "qrx/settings.h"
+#include "tests/unit/common/support.h"
+
+namespace {
+
+using qrx::Env;
+using qrx::test::runInChild;
+using qrx::test::runOnThreads;
+
+constexpr char kName[] = "QRX_TEST_VARIABLE";
+
+void set(const char* value) {
+  if (value == nullptr) {
+    unsetenv(kName);
+  } else {
+    setenv(kName, value, 1);
+  }
+}
+
+TEST(Env, NumbersAndSwitches) {
+  const std::string digits255 = std::string(254, '0') + "7";
+  const std::string digits256 = std::string(255, '0') + "7";
+  const struct {
+    const char* text;
+    int number;  // with the default 5
+    bool on;     // with the default true
+  } rows[] = {
+      {nullptr, 5, true},
+      {"", 5, true},
+      {"<null>", 5, true},
+      {"42", 42, true},
+      {"  42  ", 42, true},
+      {"12abc", 12, true},
+      {"-3", -3, true},
+      {"+1", 1, true},
+      {"+-1", 5, false},
+      {"abc", 5, false},
+      {"TRUE", 5, false},
+      {"0", 0, false},
+      {"1x", 1, true},
+      {"2147483647", 2147483647, true},
+      {"-2147483648", -2147483647 - 1, true},
+      {"2147483648", 5, true},
+      {"99999999999999999999", 5, true},
+      {"0x10", 0, false},
+      {digits255.c_str(), 7, true},
+      {digits256.c_str(), 5, true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text == nullptr ? "unset" : row.text);
+    set(row.text);
+    EXPECT_EQ(Env::getInt(kName, 5), row.number);
+    EXPECT_EQ(Env::getBool(kName, true), row.on);
+  }
+  set("2");
+  EXPECT_FALSE(Env::getBool(kName, false));
+  EXPECT_EQ(Env::getInt(nullptr, 9), 9);
+  EXPECT_TRUE(Env::getBool(nullptr, true));
+  EXPECT_EQ(Env::getDouble(nullptr, 0.5), 0.5);
+}
+
+TEST(Env, FloatingPoint) {
+  const struct {
+    const char* text;
+    double number;  // with the default 7
+  } rows[] = {{"1.5", 1.5}, {" -2.25e1 ", -22.5}, {"3,5", 3},    {".5x", 0.5},
+              {"e5", 7},    {"1e999", 7},         {"-1e999", 7}, {"nan", 7},
+              {"inf", 7},   {"1e-310", 1e-310},   {"1e-999", 7}, {"<null>", 7}};
+  for (const auto& row : rows) {
+    set(row.text);
+    EXPECT_EQ(Env::getDouble(kName, 7), row.number) << row.text;
+  }
+}
+
+// Switches to a locale whose decimal point is a comma, made for this test if need be.
+bool useCommaLocale(const std::filesystem::path& folder) {
+  for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE.utf8", "fr_FR.utf8"}) {
+    if (std::setlocale(LC_ALL, name) != nullptr) return true;
+  }
+  const std::string make =
+      "localedef -i de_DE -f UTF-8 " + (folder / "de_DE.UTF-8").string() + " >/dev/null 2>&1";
+  if (std::system(make.c_str()) != 0) return false;
+  setenv("LOCPATH", folder.c_str(), 1);
+  return std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
+}
+
+class LocaleTest : public qrx::test::CommonTest {};
+
+TEST_F(LocaleTest, DecimalPointDoesNotDependOnIt) {
+  if (!useCommaLocale(folder)) GTEST_SKIP() << "no locale with a decimal comma on this machine";
+  char text[16];
+  std::snprintf(text, sizeof text, "%.1f", 1.5);
+  EXPECT_STREQ(text, "1,5");
+  set("1.5");
+  EXPECT_EQ(Env::getDouble(kName, 7), 1.5);
+  bool failed = true;
+  EXPECT_EQ(qrx::Settings::toDouble("1.5", &failed), 1.5);
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(qrx::Settings::toDouble("1,5", &failed), 0.0);
+  EXPECT_TRUE(failed);
+  std::setlocale(LC_ALL, "C");
+}
+
+TEST(Env, Strings) {
+  const struct {
+    const char* value;
+    int size;
+    const char* defaultValue;
+    const char* expected;
+  } rows[] = {
+      {"123456789", 10, "x", "123456789"}, {"123456789", 9, "x", "x"},
+      {"123456789", 9, nullptr, "before"}, {"123456789", 0, "x", "before"},
+      {"123456789", -1, "x", "before"},    {nullptr, 10, "default", "default"},
+      {"", 8, "default", "default"},       {"<null>", 7, "default", ""},
+      {nullptr, 10, nullptr, "before"},
+  };
+  for (const auto& row : rows) {
+    set(row.value);
+    char buffer[16] = "before";
+    Env::getString(kName, buffer, row.size, row.defaultValue);
+    EXPECT_STREQ(buffer, row.expected);
+  }
+  set("value");
+  Env::getString(kName, nullptr, 10, "x");
+  Env::getString(kName, nullptr, 0, "x");
+  char own[16] = "own";
+  Env::getString(nullptr, own, sizeof own, own);
+  EXPECT_STREQ(own, "own");
+}
+
+TEST(Env, SetDefaultRespectsOverwrite) {
+  runInChild([] {
+    unsetenv("QRX_DISABLE_SETENV");
+    set("old");
+    EXPECT_TRUE(Env::setDefault(kName, "new", false));
+    EXPECT_STREQ(getenv(kName), "old");
+    EXPECT_TRUE(Env::setDefault(kName, "new", true));
+    EXPECT_STREQ(getenv(kName), "new");
+    EXPECT_FALSE(Env::setDefault(nullptr, "new", true));
+    EXPECT_FALSE(Env::setDefault(kName, nullptr, true));
+    EXPECT_FALSE(Env::setDefault("a=b", "new", true));
+    setenv("QRX_DISABLE_SETENV", "1", 1);
+    EXPECT_TRUE(Env::setDefault(kName, "newer", true));
+    EXPECT_STREQ(getenv(kName), "newer");
+  });
+}
+
+TEST(Env, DisabledSetDefaultStaysSo) {
+  runInChild([] {
+    setenv("QRX_DISABLE_SETENV", "1", 1);
+    set("old");
+    EXPECT_TRUE(Env::setDefault(nullptr, "new", true));
+    unsetenv("QRX_DISABLE_SETENV");
+    EXPECT_TRUE(Env::setDefault(kName, "new", true));
+    EXPECT_STREQ(getenv(kName), "old");
+  });
+}
+
+TEST(Env, FirstSetDefaultsMayRace) {
+  runInChild([] {
+    setenv("QRX_DISABLE_SETENV", "1", 1);
+    set("old");
+    runOnThreads(8, [](int) { EXPECT_TRUE(Env::setDefault(kName, "new", true)); });
+    EXPECT_STREQ(getenv(kName), "old");
+  });
+}
+
+}  // namespace

@@ -1,0 +1,253 @@
+// The grammar of configuration files, and the store of their entries.
+#include "qrx/ini_file.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "common/map.h"
+#include "tests/unit/common/support.h"
+
+namespace {
+
+using qrx::ErrorState;
+using qrx::IniFile;
+using qrx::IniReader;
+using qrx::test::errorsOf;
+using qrx::test::readFile;
+using qrx::test::writeFile;
+
+class IniTest : public qrx::test::CommonTest {
+ protected:
+  // The file with this content.
+  const char* fileWith(const std::string& content) {
+    writeFile(path, content);
+    return path.c_str();
+  }
+
+  const std::string path = (folder / "test.ini").string();
+};
+
+using Entries = std::vector<std::string>;
+
+int collect(void* user, const char* section, const char* name, const char* value) {
+  static_cast<Entries*>(user)->push_back(std::string(section) + "|" + name + "|" + value);
+  return 1;
+}
+
+TEST_F(IniTest, Grammar) {
+  using namespace std::string_literals;
+  const std::string x60(60, 'x'), x49(49, 'x'), x190(190, 'x'), y7(7, 'y'), y49(49, 'y');
+  const struct {
+    std::string text;
+    Entries entries;
+    int errorLine;  // 0: none
+  } rows[] = {
+      {"", {}, 0},
+      {"\n  \n; c\n# c\n  ;c\n", {}, 0},
+      {"a:b=c\n", {"|a:b|c"}, 0},
+      {"a:b\n", {"|a|b"}, 0},
+      {"a=b:c", {"|a|b:c"}, 0},
+      {"  key   =   value   ; note\r\n", {"|key|value"}, 0},
+      {"a=b;c\n", {"|a|b;c"}, 0},
+      {"a=b ;c\n", {"|a|b"}, 0},
+      {"a=;c\n", {"|a|;c"}, 0},
+      {"a= ;c\n", {"|a|;c"}, 0},
+      {"a=b #c\n", {"|a|b #c"}, 0},
+      {"key=\n=value\n", {"|key|", "||value"}, 0},
+      {"a ;b=c\n", {}, 1},
+      {"a: b ;=c\n", {"|a|b"}, 0},
+      {"[s] ; c\nk=v\n[ t ]x\nk=v\n[]\nk=v", {"s|k|v", " t |k|v", "|k|v"}, 0},
+      {"[;s]\nk=v\n", {";s|k|v"}, 0},
+      {"[" + x60 + "]\nk=v\n", {x49 + "|k|v"}, 0},
+      {"k=v\n[sect\nl=w\n", {"|k|v"}, 2},
+      {"\n[sect ;x]\n", {}, 2},
+      {"\n\nno separator\n", {}, 3},
+      // 250 characters: the second piece is a line of its own, here without a separator.
+      {"k=" + x190 + y7 + y49 + "yy" + "\n", {"|k|" + x190 + y7}, 2},
+      {"k=" + x190 + y7 + y49 + "=z\nbad\n", {"|k|" + x190 + y7, "|" + y49 + "|z"}, 3},
+      {"a=b\0c\n\0\nd=e\n"s, {"|a|b", "|d|e"}, 0},
+      {"\xff\xfe = \x80\n", {"|\xff\xfe|\x80"}, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    Entries entries;
+    IniReader reader(fileWith(row.text));
+    EXPECT_EQ(reader.parseIniFile(collect, &entries), row.errorLine == 0);
+    EXPECT_EQ(entries, row.entries);
+    const ErrorState* state = reader.getParserState();
+    ASSERT_EQ(state != nullptr, row.errorLine != 0);
+    if (state == nullptr) continue;
+    EXPECT_EQ(state->code, 1);
+    EXPECT_EQ(state->line, row.errorLine);
+    EXPECT_STREQ(state->message, "Parser error.");
+  }
+}
+
+void expectState(const ErrorState* state, int code, int line, const char* message) {
+  ASSERT_NE(state, nullptr);
+  EXPECT_EQ(state->code, code);
+  EXPECT_EQ(state->line, line);
+  EXPECT_STREQ(state->message, message);
+}
+
+TEST_F(IniTest, ReaderErrors) {
+  Entries entries;
+  IniReader unnamed(nullptr);
+  expectState(unnamed.getParserState(), 4, 0, "Invalid argument");
+  EXPECT_FALSE(unnamed.parseIniFile(collect, &entries));
+  IniReader absent((folder / "absent").c_str());
+  expectState(absent.getParserState(), 6, 0, "No such file or directory.");
+  EXPECT_FALSE(absent.parseIniFile(collect, &entries));
+
+  IniReader refused(fileWith("a=1\nb=2\nc=3\n"));
+  EXPECT_EQ(refused.getParserState(), nullptr);
+  EXPECT_FALSE(refused.parseIniFile(
+      [](void*, const char*, const char* name, const char*) { return *name == 'b' ? 0 : 1; },
+      nullptr));
+  expectState(refused.getParserState(), 2, 2, "User function error.");
+  IniReader without(path.c_str());
+  EXPECT_FALSE(without.parseIniFile(nullptr, nullptr));
+  expectState(without.getParserState(), 3, 0, "No user function available.");
+
+  IniReader directory(folder.c_str());  // opens, but has nothing to read
+  EXPECT_TRUE(directory.parseIniFile(collect, &entries));
+  EXPECT_TRUE(entries.empty());
+}
+
+TEST_F(IniTest, LookUps) {
+  const IniFile file(fileWith("first=x\n[Sect]\nKey=1\nKEY=2\nempty=\n"), true);
+  EXPECT_STREQ(file.getFilename(), path.c_str());
+  EXPECT_EQ(file.getParserState(), nullptr);
+  EXPECT_STREQ(file.getValue("sECT", "key"), "2");
+  EXPECT_STREQ(file.getValue("Sect", "empty"), "");
+  EXPECT_EQ(file.getValue("Sect", "absent"), nullptr);
+  EXPECT_EQ(file.getValue("other", "key"), nullptr);
+}
+
+TEST_F(IniTest, ValueOperationsTellWhatIsWrong) {
+  IniFile good, bad(nullptr, true);
+  EXPECT_EQ(good.getParserState(), nullptr);
+  EXPECT_EQ(good.getValue("s", "k"), nullptr);
+  expectState(bad.getParserState(), 6, 0, "No such file or directory.");
+  const struct {
+    IniFile* file;
+    const char *section, *name, *what;
+  } rows[] = {{&bad, nullptr, "k", "Parser is in error state"},
+              {&good, nullptr, nullptr, "Section is empty"},
+              {&good, "", "k", "Section is empty"},
+              {&good, "s", nullptr, "Name is empty"},
+              {&good, "s", "", "Name is empty"}};
+  for (const auto& row : rows) {
+    IniFile& file = *row.file;
+    const std::string end = std::string(" value: ") + row.what + "\n";
+    EXPECT_EQ(errorsOf([&] { EXPECT_EQ(file.getValue(row.section, row.name), nullptr); }),
+              "Cannot get" + end);
+    EXPECT_EQ(errorsOf([&] { file.setValue(row.section, row.name, nullptr, false); }),
+              "Cannot set" + end);
+    EXPECT_EQ(errorsOf([&] { file.removeValue(row.section, row.name); }), "Cannot remove" + end);
+  }
+  for (const char* value : {static_cast<const char*>(nullptr), ""}) {
+    EXPECT_EQ(errorsOf([&] { good.setValue("s", "k", value, false); }),
+              "Cannot set value: Value is empty\n");
+  }
+}
+
+TEST_F(IniTest, Changes) {
+  IniFile file;
+  EXPECT_EQ(errorsOf([&] {
+              file.setValue("s", "k", "v", true);
+              file.setValue("S", "K", "w", true);
+              EXPECT_STREQ(file.getValue("s", "k"), "v");
+              file.setValue("s", "k", "w", false);
+              EXPECT_STREQ(file.getValue("s", "k"), "w");
+              file.setValue("s", "k", file.getValue("s", "k"), false);
+              EXPECT_STREQ(file.getValue("s", "k"), "w");
+              file.removeValue("s", "other");
+              file.removeValue("s", "k");
+              EXPECT_EQ(file.getValue("s", "k"), nullptr);
+            }),
+            "");
+}
+
+TEST_F(IniTest, FailedLoads) {
+  const std::string absent = (folder / "absent.ini").string();
+  IniFile file;
+  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.parse(nullptr)); }),
+            "Cannot parse file: Filename is empty\n");
+  expectState(file.getParserState(), 6, 0, "No such file or directory.");
+  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.parse("")); }),
+            "Cannot parse file: Filename is empty\n");
+  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.parse(absent.c_str())); }),
+            "Cannot open .ini file \"" + absent + "\": No such file or directory.\n");
+  expectState(file.getParserState(), 6, 0, "No such file or directory.");
+
+  fileWith("[s]\nk=v\nbad\n");
+  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.parse(path.c_str())); }),
+            "Cannot parse .ini file \"" + path + "\": Parser error. (line 3)\n");
+  expectState(file.getParserState(), 1, 3, "Parser error.");
+  EXPECT_EQ(errorsOf([&] { EXPECT_EQ(file.getValue("s", "k"), nullptr); }),
+            "Cannot get value: Parser is in error state\n");
+
+  fileWith("[s]\nl=w\n");
+  EXPECT_TRUE(file.parse(file.getFilename()));
+  EXPECT_EQ(file.getParserState(), nullptr);
+  EXPECT_EQ(file.getValue("s", "k"), nullptr);
+  EXPECT_STREQ(file.getValue("s", "l"), "w");
+}
+
+TEST_F(IniTest, FilenameChanges) {
+  IniFile file(fileWith("[s]\nk=v\n"), false);
+  EXPECT_EQ(file.getValue("s", "k"), nullptr);
+  file.setFilename(file.getFilename(), true);
+  EXPECT_STREQ(file.getValue("s", "k"), "v");
+  file.setFilename(nullptr, false);
+  EXPECT_EQ(file.getFilename(), nullptr);
+  EXPECT_STREQ(file.getValue("s", "k"), "v");
+  file.setFilename("", true);
+  expectState(file.getParserState(), 6, 0, "No such file or directory.");
+  fileWith("[s]\nl=w\n");
+  file.setFilename(path.c_str(), true);
+  EXPECT_EQ(file.getParserState(), nullptr);
+  EXPECT_EQ(file.getValue("s", "k"), nullptr);
+  EXPECT_STREQ(file.getValue("s", "l"), "w");
+}
+
+TEST_F(IniTest, Hash) {
+  const qrx::Hash<char*> hash;
+  EXPECT_EQ(hash(""), 0u);
+  EXPECT_EQ(hash("S::N"), 4625686u);     // bucket 22 of 32
+  EXPECT_EQ(hash("\xff"), 0x0FFFFF03u);  // bytes are signed
+}
+
+// The buckets by hand: AB::K2 10, ABC::K1 13, B::K and A::K 15 (the newer first), AB::K1 29.
+TEST_F(IniTest, WriteGroupsBySection) {
+  IniFile file;
+  file.setValue("ab", "k1", "1", false);
+  file.setValue("abc", "k1", "2", false);
+  file.setValue("ab", "k2", "3", false);
+  file.setValue("b", "k", "Four", false);
+  file.setValue("a", "k", "5", false);
+  EXPECT_TRUE(file.write(path.c_str()));
+  EXPECT_EQ(readFile(path),
+            "[AB]\nK2 = 3\nK1 = 1\n\n[ABC]\nK1 = 2\n\n[A]\nK = 5\n\n[B]\nK = Four\n");
+
+  EXPECT_STREQ(file.getFilename(), path.c_str());
+  IniFile again(path.c_str(), true);
+  EXPECT_STREQ(again.getValue("abc", "k1"), "2");
+  EXPECT_STREQ(again.getValue("b", "k"), "Four");
+}
+
+TEST_F(IniTest, WriteFailures) {
+  IniFile file;
+  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.write(nullptr)); }),
+            "Cannot write file: Filename is empty\n");
+  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.write("")); }),
+            "Cannot write file: Filename is empty\n");
+  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.write((folder / "no" / "file").c_str())); }), "");
+  file.setValue("s", "k", "v", false);
+  EXPECT_FALSE(file.write("/dev/full"));
+}
+
+}  // namespace

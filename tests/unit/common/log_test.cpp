@@ -1,0 +1,179 @@
+// What the log writes, where, and from how many threads.
+#include "qrx/log.h"
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "qrx/product_settings.h"
+#include "tests/unit/common/support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using qrx::test::readFile;
+using qrx::test::runInChild;
+using qrx::test::runOnThreads;
+
+constexpr char kWhere[] = "bool test()";
+
+void print(int level, const char* level_name, bool echo = false) {
+  qrx_printlog("QRX", level, level_name, kWhere, echo, "message %d", level);
+}
+
+// A log with its lines cut down to letter, tag, origin and message. A line of another form stays.
+std::string strip(const std::string& log) {
+  std::string result;
+  std::istringstream lines(log);
+  for (std::string text; std::getline(lines, text);) {
+    char letter = 0, month[4], micros[7];
+    int day, hour, minute, second, process, thread, length = 0;
+    std::sscanf(text.c_str(), "%c %3[A-Za-z] %2d %2d:%2d:%2d:%6[0-9] %d:%d%n", &letter, month, &day,
+                &hour, &minute, &second, micros, &process, &thread, &length);
+    const bool isLine = length > 0 && std::strlen(month) == 3 && std::strlen(micros) == 6;
+    if (isLine) text.replace(0, static_cast<size_t>(length), 1, letter);
+    result += text;
+    result += '\n';
+  }
+  return result;
+}
+
+std::string line(const char* letter, int level) {
+  return std::string(letter) + " QRX (" + kWhere + "): message " + std::to_string(level) + "\n";
+}
+
+class LogTest : public qrx::test::CommonTest {
+ protected:
+  // Where a child that sets this stem logs to: the only file of the folder.
+  std::string logged() const {
+    std::string text;
+    for (const auto& entry : fs::directory_iterator(logs)) text += readFile(entry.path());
+    return text;
+  }
+
+  void useFile() {
+    fs::create_directories(logs);
+    setenv("QRX_LOG_FILE", (logs / "app.log").c_str(), 1);
+  }
+
+  const fs::path logs = folder / "logs";
+};
+
+TEST_F(LogTest, Levels) {
+  const struct {
+    const char *verbose, *level;
+    int highest;
+  } rows[] = {{nullptr, nullptr, 2}, {nullptr, "error", 1}, {nullptr, "Warning", 2},
+              {nullptr, "INFO", 3},  {nullptr, "DEBUG", 4}, {nullptr, "nonsense", 2},
+              {nullptr, "", 2},      {"true", "error", 4},  {"0", "error", 1}};
+  for (const auto& row : rows) {
+    if (row.verbose != nullptr) setenv("QRX_VERBOSE", row.verbose, 1);
+    if (row.level != nullptr) setenv("QRX_LOG_LEVEL", row.level, 1);
+    std::string expected;
+    const char* letters[] = {"E", "W", "I", "D"};
+    for (int level = 1; level <= row.highest; ++level) expected += line(letters[level - 1], level);
+    EXPECT_EQ(strip(runInChild([] {
+                print(1, "ERROR");
+                print(2, "WARNING");
+                print(3, "INFO");
+                print(4, "DEBUG");
+              })),
+              expected);
+  }
+}
+
+TEST_F(LogTest, LineTellsProcessAndThread) {
+  const std::string log = runInChild([] {
+    std::fprintf(stderr, "%d\n", static_cast<int>(getpid()));
+    print(1, "ERROR");
+  });
+  const std::string pid = log.substr(0, log.find('\n'));
+  EXPECT_NE(log.find(" " + pid + ":" + pid + " QRX (bool test()): message 1\n"), std::string::npos)
+      << log;
+}
+
+TEST_F(LogTest, EchoIgnoresTheLevel) {
+  EXPECT_EQ(strip(runInChild([] {
+              print(3, "INFO", true);
+              print(2, "WARNING", true);
+            })),
+            "INFO: message 3\nWARNING: message 2\n" + line("W", 2));
+}
+
+TEST_F(LogTest, OddArguments) {
+  EXPECT_EQ(strip(runInChild([] {
+              qrx_printlog("QRX", 1, "ERROR", kWhere, true, nullptr);
+              EXPECT_FALSE(qrx_close_log());  // was not opened
+              qrx_printlog(nullptr, 1, nullptr, nullptr, false, "%s", "100%");
+              qrx_printlog("", 1, "", "", true, "%s", "x");
+            })),
+            "?  (): 100%\n: x\n?  (): x\n");
+}
+
+TEST_F(LogTest, OpenAndClose) {
+  useFile();
+  const std::string errors = runInChild([this] {
+    EXPECT_FALSE(qrx_close_log());
+    EXPECT_TRUE(qrx_open_log());
+    EXPECT_FALSE(qrx_open_log());
+    setenv("QRX_LOG_LEVEL", "debug", 1);
+    setenv("QRX_LOG_FILE", "", 1);
+    qrx::conf::Settings::reload();
+    print(4, "DEBUG");  // level and file were settled when the log was opened
+    print(1, "ERROR");
+    EXPECT_EQ(strip(logged()), line("E", 1));
+    EXPECT_TRUE(fs::exists(logs / ("app.log." + std::to_string(getpid()))));
+    EXPECT_TRUE(qrx_close_log());
+    EXPECT_FALSE(qrx_close_log());
+    print(4, "DEBUG");
+  });
+  EXPECT_EQ(strip(errors), line("D", 4));
+  EXPECT_EQ(strip(logged()), line("E", 1));
+}
+
+TEST_F(LogTest, FileThatCannotBeOpened) {
+  setenv("QRX_LOG_FILE", (folder / "absent" / "app.log").c_str(), 1);
+  EXPECT_EQ(strip(runInChild([] { print(1, "ERROR"); })), line("E", 1));
+}
+
+TEST_F(LogTest, LongMessagesAreWhole) {
+  const std::string text(100000, 'x');
+  EXPECT_EQ(
+      strip(runInChild([&] { qrx_printlog("QRX", 1, "ERROR", kWhere, true, "%s", text.c_str()); })),
+      "ERROR: " + text + "\nE QRX (bool test()): " + text + "\n");
+}
+
+// All messages arrive whole, though the log is first opened, and closed again, by many at once.
+TEST_F(LogTest, RacingThreadsLoseNothing) {
+  constexpr int kThreads = 8, kMessages = 40;
+  useFile();
+  const std::string errors = runInChild([] {
+    runOnThreads(kThreads, [](int thread) {
+      for (int i = 0; i < kMessages; ++i) {
+        qrx_printlog("QRX", 1, "ERROR", kWhere, false, "%d.%d %s", thread, i,
+                     std::string(200, 'x').c_str());
+        if (thread == 0 && i % 10 == 5) qrx_close_log();
+      }
+    });
+  });
+  EXPECT_EQ(errors, "");
+  std::set<std::string> found, expected;
+  std::istringstream lines(strip(logged()));
+  for (std::string text; std::getline(lines, text);) {
+    EXPECT_TRUE(found.insert(text).second) << text;
+  }
+  for (int i = 0; i < kThreads * kMessages; ++i) {
+    expected.insert("E QRX (bool test()): " + std::to_string(i / kMessages) + "." +
+                    std::to_string(i % kMessages) + " " + std::string(200, 'x'));
+  }
+  EXPECT_EQ(found, expected);
+}
+
+}  // namespace
