@@ -8,6 +8,9 @@ set(QRX_FORM_SOURCES
     primitives/core/version.cpp
     primitives/colour/forward.cpp
     primitives/colour/inverse.cpp
+    primitives/huffman/decode_baseline.cpp
+    primitives/huffman/decode_progressive.cpp
+    primitives/huffman/decode_tables.cpp
     primitives/huffman/encode_baseline.cpp
     primitives/huffman/encode_tables.cpp
     primitives/movers/convert.cpp
@@ -15,6 +18,7 @@ set(QRX_FORM_SOURCES
     primitives/movers/vector.cpp
     primitives/sampling/sampling.cpp
     primitives/transform/forward.cpp
+    primitives/transform/inverse.cpp
     primitives/transform/quant_tables.cpp
     primitives/not_built.cpp)
 list(TRANSFORM QRX_FORM_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)

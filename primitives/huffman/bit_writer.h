@@ -2,6 +2,7 @@
 #ifndef QRX_PRIMITIVES_HUFFMAN_BIT_WRITER_H_
 #define QRX_PRIMITIVES_HUFFMAN_BIT_WRITER_H_
 
+#include "primitives/huffman/bytes.h"
 #include "primitives/huffman/records.h"
 #include "primitives/unaligned.h"
 
@@ -25,10 +26,6 @@ struct Output {
     return true;
   }
 };
-
-inline bool anyByteIsFF(uint64_t word) {
-  return (word & 0x8080808080808080u & ~(word + 0x0101010101010101u)) != 0;
-}
 
 inline bool isCodeLength(unsigned length) { return length - 1 < 16; }
 

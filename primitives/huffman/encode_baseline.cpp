@@ -155,7 +155,7 @@ IppStatus FORM(ippiEncodeHuffman8x8_JPEG_16s1u_C1)(const Ipp16s* pSrc, Ipp8u* pD
   IppStatus status = checkOutput(pDst, dstLenBytes, pDstCurrPos, pState);
   if (status != ippStsNoErr) return status;
   if (bFlushState != 0) return flush(pDst, dstLenBytes, pDstCurrPos, pState);
-  if (anyNull(pSrc, pLastDC) || anyNull(pDcTable, pAcTable)) return ippStsNullPtrErr;
+  if (anyNull(pSrc, pLastDC, pDcTable, pAcTable)) return ippStsNullPtrErr;
 
   const int dc = load(pSrc);
   const int difference = dc - load(pLastDC);
@@ -176,7 +176,7 @@ IppStatus FORM(ippiEncodeHuffmanOne_JPEG_16s1u_C1)(const Ipp16s* pSrc, Ipp8u* pD
   IppStatus status = checkOutput(pDst, dstLenBytes, pDstCurrPos, pState);
   if (status != ippStsNoErr) return status;
   if (bFlushState != 0) return flush(pDst, dstLenBytes, pDstCurrPos, pState);
-  if (pSrc == nullptr || pTable == nullptr) return ippStsNullPtrErr;
+  if (anyNull(pSrc, pTable)) return ippStsNullPtrErr;
 
   const int v = load(pSrc);
   const int symbol = category(v);
