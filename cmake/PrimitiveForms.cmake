@@ -12,15 +12,16 @@ set(QRX_FORM_SOURCES
     primitives/huffman/decode_progressive.cpp
     primitives/huffman/decode_tables.cpp
     primitives/huffman/encode_baseline.cpp
+    primitives/huffman/encode_progressive.cpp
     primitives/huffman/encode_tables.cpp
+    primitives/lossless/lossless.cpp
     primitives/movers/convert.cpp
     primitives/movers/copy.cpp
     primitives/movers/vector.cpp
     primitives/sampling/sampling.cpp
     primitives/transform/forward.cpp
     primitives/transform/inverse.cpp
-    primitives/transform/quant_tables.cpp
-    primitives/not_built.cpp)
+    primitives/transform/quant_tables.cpp)
 list(TRANSFORM QRX_FORM_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/)
 
 set(QRX_FORM_FLAGS_w7 "")

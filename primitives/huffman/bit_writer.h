@@ -86,10 +86,11 @@ struct WideBits {
       count += length;
       return true;
     }
-    count = length - free;
-    const uint64_t word = bits << free | value >> count;  // free is at most 32 here
+    const int rest = length - free;
+    if (!putWord(out, bits << free | value >> rest)) return false;  // free is at most 32 here
     bits = value;
-    return putWord(out, word);
+    count = rest;
+    return true;
   }
 
   // The pending bits at the top of a word.
