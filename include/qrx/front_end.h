@@ -60,22 +60,27 @@ QRX_API void qrx_jpeg_encode_tiles(const std::uint8_t* image, int width, int hei
                                    qrxPacketFunction packetFunction, void* context);
 
 // Decodes a whole JPEG of `length` bytes into rows of the image's width, bytesPerPixel (3 or 4)
-// bytes each, blue, green, red; a fourth byte stays as it was. The four ints after bytesPerPixel
-// are ignored; `destinationSize` bounds the destination, 0 for no bound. Result 1; 0 with nothing
-// written for a null pointer or another bytesPerPixel. What goes wrong inside the stream is told
-// on standard error. Throws std::bad_alloc.
+// bytes each: blue, green, red, and a fourth byte that stays as it was; four-component images give
+// C, M, Y, K. The four ints after bytesPerPixel are ignored; `destinationSize` bounds the
+// destination, 0 for no bound. Result 0, with nothing written, for a null pointer, another
+// bytesPerPixel, four components in three bytes, and a thread without coders; else 1. What goes
+// wrong inside the stream is told on standard error, and the destination then holds what was
+// decoded before it. Throws std::bad_alloc.
 QRX_API int DecompressPatch(const std::uint8_t* data, int bytesPerPixel, int, int, int, int,
                             int destinationSize, int length, std::uint8_t* destination);
-QRX_API void qrx_jpeg_decode(const std::uint8_t* data, int length, std::uint8_t* destination,
-                             int destinationSize, int bytesPerPixel);
+QRX_API int qrx_jpeg_decode(const std::uint8_t* data, int length, std::uint8_t* destination,
+                            int destinationSize, int bytesPerPixel);
 
 // Decodes the JPEG slice of one packet, from its packet segment up to but without EOI, and places
-// its pixels in `destination`: rows of `frameWidth` pixels, the first of which is the packet's
-// first MCU row.
-//   mcuCount   MCUs in the packet
-//   xOffset    first MCU's left edge in the rectangle
-//   destinationSize  bytes at destination that may be written; a packet that needs more is refused
-// Result 0, with nothing written, where the slice is refused.
+// its pixels in `destination`: rows of `frameWidth` pixels, of which the first is the upper line of
+// the packet's first MCU row. Only pixels of the packet's own MCUs are written, and of these only
+// what lies within frameWidth and destinationSize.
+//   bytesPerPixel    3 or 4; a fourth byte stays as it was
+//   destinationSize  bytes from `destination` to the end of the rectangle
+//   mcuCount         MCUs in the packet; 0 writes nothing
+//   xOffset          left edge of the first MCU in the rectangle
+// Result 0, with nothing written, where an argument is out of range or the slice is not a packet's
+// that these arguments fit; else 1. Throws std::bad_alloc.
 QRX_API int DecompressTilesPatch(const std::uint8_t* slice, int bytesPerPixel, int destinationSize,
                                  int length, int mcuCount, int xOffset, int frameWidth,
                                  std::uint8_t* destination);

@@ -1,0 +1,88 @@
+// From planes to the destination's layout: the pairs of colours that there are.
+#include "qrx/jpeg_decoder.h"
+#include "qrx/primitives.h"
+
+namespace {
+
+enum class Output {
+  kByCount,
+  kOneChannel,
+  kThreePlanes,
+  kFourPlanes,
+  kYcbcrToRgb,
+  kYcbcrToBgr,
+  kYcckToCmyk
+};
+
+struct Pair {
+  _JPEG_COLOR jpeg, destination;
+  Output output;
+  int planes;    // that the frame must have
+  int order[4];  // which planes the channels come from
+};
+
+constexpr Pair kPairs[] = {
+    {JPEG_COLOR_NONE, JPEG_COLOR_NONE, Output::kByCount, 0, {0, 1, 2, 3}},
+    {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY, Output::kOneChannel, 1, {0}},
+    {JPEG_COLOR_GRAY, JPEG_COLOR_RGB, Output::kThreePlanes, 1, {0, 0, 0}},
+    {JPEG_COLOR_GRAY, JPEG_COLOR_BGR, Output::kThreePlanes, 1, {0, 0, 0}},
+    {JPEG_COLOR_RGB, JPEG_COLOR_RGB, Output::kThreePlanes, 3, {0, 1, 2}},
+    {JPEG_COLOR_RGB, JPEG_COLOR_BGR, Output::kThreePlanes, 3, {2, 1, 0}},
+    {JPEG_COLOR_YCBCR, JPEG_COLOR_RGB, Output::kYcbcrToRgb, 3, {0, 1, 2}},
+    {JPEG_COLOR_YCBCR, JPEG_COLOR_BGR, Output::kYcbcrToBgr, 3, {0, 1, 2}},
+    {JPEG_COLOR_CMYK, JPEG_COLOR_CMYK, Output::kFourPlanes, 4, {0, 1, 2, 3}},
+    {JPEG_COLOR_YCCK, JPEG_COLOR_CMYK, Output::kYcckToCmyk, 4, {0, 1, 2, 3}},
+};
+
+const Pair* findPair(_JPEG_COLOR jpeg, _JPEG_COLOR destination) {
+  for (const Pair& pair : kPairs) {
+    if (pair.jpeg == jpeg && pair.destination == destination) return &pair;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+// Converts `area` of the planes into `target`; *written tells whether it did. A pair of colours
+// that is not in the table, or whose planes the frame lacks, writes nothing and is no error.
+int CJPEGDecoder::interleave(const Ipp8u* const planes[4], Ipp8u* target, IppiSize area,
+                             bool* written) {
+  const Pair* pair = findPair(jpeg_color, dest_color);
+  if (pair == nullptr || pair->planes > component_count) return JPEG_NO_ERROR;
+  const Ipp8u* source[4];
+  for (int i = 0; i < 4; ++i) source[i] = planes[pair->order[i]];
+
+  Output output = pair->output;
+  if (output == Output::kByCount) {
+    switch (component_count) {
+      case 1: output = Output::kOneChannel; break;
+      case 3: output = Output::kThreePlanes; break;
+      case 4: output = Output::kFourPlanes; break;
+      default: return JPEG_NOT_SUPPORTED;
+    }
+  }
+  IppStatus status = ippStsNoErr;
+  switch (output) {
+    case Output::kOneChannel:
+      status = ippiCopy_8u_C1R(source[0], strip_stride, target, dest_step, area);
+      break;
+    case Output::kThreePlanes:
+      status = ippiCopy_8u_P3C3R(source, strip_stride, target, dest_step, area);
+      break;
+    case Output::kFourPlanes:
+      status = ippiCopy_8u_P4C4R(source, strip_stride, target, dest_step, area);
+      break;
+    case Output::kYcbcrToRgb:
+      status = ippiYCbCrToRGB_JPEG_8u_P3C3R(source, strip_stride, target, dest_step, area);
+      break;
+    case Output::kYcbcrToBgr:
+      status = ippiYCbCrToBGR_JPEG_8u_P3C3R(source, strip_stride, target, dest_step, area);
+      break;
+    case Output::kYcckToCmyk:
+      status = ippiYCCKToCMYK_JPEG_8u_P4C4R(source, strip_stride, target, dest_step, area);
+      break;
+    case Output::kByCount: break;
+  }
+  *written = status == ippStsNoErr;
+  return *written ? JPEG_NO_ERROR : JPEG_INTERNAL_ERROR;
+}

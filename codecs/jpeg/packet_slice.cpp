@@ -1,0 +1,132 @@
+// Structure of a packet's slice. Everything here comes from the network.
+#include "codecs/jpeg/packet_slice.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "codecs/jpeg/library/markers.h"
+#include "codecs/jpeg/library/mcu_grid.h"
+
+namespace qrx::codec {
+namespace {
+
+constexpr int kSegmentFixed = 9;   // marker, quality, height, width, component count
+constexpr int kBytesPerEntry = 3;  // of a component in the packet segment
+constexpr int kScanFixed = 8;      // marker, length, count, Ss, Se, Ah/Al
+constexpr int kTables = 2;         // that a packet's quality and the defaults make
+
+int word(const std::uint8_t* bytes) { return bytes[0] << 8 | bytes[1]; }
+
+// The sampling whose layout the packet segment's components have.
+std::optional<_JPEG_SAMPLING> samplingOf(const std::uint8_t* entries, int components) {
+  const auto matches = [&](_JPEG_SAMPLING sampling) {
+    for (int i = 0; i < components; ++i) {
+      const ComponentSampling factors = componentSampling(sampling, i);
+      if (entries[i * kBytesPerEntry + 1] != (factors.horizontal << 4 | factors.vertical)) {
+        return false;
+      }
+    }
+    return true;
+  };
+  for (const _JPEG_SAMPLING s : {JPEG_SAMPLING_444, JPEG_SAMPLING_422, JPEG_SAMPLING_420}) {
+    if (matches(s))
+      return components == 1 && s != JPEG_SAMPLING_444 ? std::nullopt : std::optional(s);
+  }
+  return std::nullopt;
+}
+
+// Whether `scan` is the header of one baseline scan over the components at `entries`.
+bool isScanHeader(const std::uint8_t* scan, const std::uint8_t* entries, int components) {
+  if (word(scan) != kMarkerSOS || word(scan + 2) != 6 + 2 * components || scan[4] != components) {
+    return false;
+  }
+  for (int i = 0; i < components; ++i) {
+    const std::uint8_t id = scan[5 + 2 * i], tables = scan[6 + 2 * i];
+    if (id != entries[i * kBytesPerEntry] || tables >> 4 >= kTables || (tables & 15) >= kTables) {
+      return false;
+    }
+  }
+  const std::uint8_t* tail = scan + 5 + 2 * components;
+  return tail[0] == 0 && tail[1] == 63 && tail[2] == 0;
+}
+
+bool hasMarker(const std::uint8_t* data, int length) {
+  const std::uint8_t* const end = data + length;
+  while (data < end) {
+    const auto left = static_cast<std::size_t>(end - data);
+    const auto* found = static_cast<const std::uint8_t*>(std::memchr(data, 0xFF, left));
+    if (found == nullptr) return false;
+    if (found + 1 == end || found[1] != 0) return true;
+    data = found + 2;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool PacketSlice::canHold(int mcuCount) const {
+  // Shortest codes of a block without change: DC 2 bits and end-of-block 4 in luma, 2 and 2 in
+  // chroma.
+  const int lumaBlocks = mcuWidth / 8 * (mcuHeight / 8);
+  const int bits = 6 * lumaBlocks + (components == 3 ? 2 * 4 : 0);
+  return std::int64_t{mcuCount} * bits <= std::int64_t{dataBytes} * 8;
+}
+
+std::optional<PacketSlice> parseSlice(const std::uint8_t* slice, int length) {
+  if (length < kSegmentFixed || word(slice) != kMarkerPDK) return std::nullopt;
+  const int quality = word(slice + 2);
+  PacketSlice parsed = {};
+  parsed.height = word(slice + 4);
+  parsed.width = word(slice + 6);
+  parsed.components = slice[8];
+  if (quality < 1 || (parsed.components != 1 && parsed.components != 3)) return std::nullopt;
+
+  const int headers =
+      kSegmentFixed + kBytesPerEntry * parsed.components + kScanFixed + 2 * parsed.components;
+  if (length < headers) return std::nullopt;
+  const std::uint8_t* entries = slice + kSegmentFixed;
+  for (int i = 0; i < parsed.components; ++i) {
+    if (entries[i * kBytesPerEntry + 2] >= kTables) return std::nullopt;
+  }
+  const auto sampling = samplingOf(entries, parsed.components);
+  if (!sampling) return std::nullopt;
+  const MCUSize mcu = mcuSize(JPEG_MODE_BASELINE, *sampling);
+  parsed.mcuWidth = mcu.width;
+  parsed.mcuHeight = mcu.height;
+
+  const std::uint8_t* scan = entries + kBytesPerEntry * parsed.components;
+  if (!isScanHeader(scan, entries, parsed.components)) return std::nullopt;
+  parsed.dataBytes = length - headers;
+  if (hasMarker(slice + headers, parsed.dataBytes)) return std::nullopt;
+  return parsed;
+}
+
+int PacketCells::countIn(int row) const {
+  const int before = row == 0 ? 0 : row * across - firstColumn;
+  return std::min(count - before, across - columnOf(row));
+}
+
+std::optional<PacketCells> packetCells(const PacketSlice& slice, int mcuCount, int xOffset,
+                                       int frameWidth) {
+  if (mcuCount < 0 || frameWidth < 1 || xOffset < 0 || xOffset >= frameWidth ||
+      xOffset % slice.mcuWidth != 0 || !slice.canHold(mcuCount)) {
+    return std::nullopt;
+  }
+  PacketCells cells = {};
+  cells.across = ::mcuCount(frameWidth, slice.mcuWidth);
+  cells.firstColumn = xOffset / slice.mcuWidth;
+  cells.count = mcuCount;
+  cells.rows = (cells.firstColumn + mcuCount + cells.across - 1) / cells.across;
+  if (mcuCount == 0) return cells;
+
+  // The slice counts as a small image of its own, which has to be the size of these cells. One MCU
+  // alone may say the whole rectangle's width.
+  const int sliceAcross = ::mcuCount(slice.width, slice.mcuWidth);
+  const int sliceDown = ::mcuCount(slice.height, slice.mcuHeight);
+  const int wanted = cells.rows == 1 ? mcuCount : cells.across;
+  const bool widthFits = sliceAcross == wanted || (mcuCount == 1 && sliceAcross == cells.across);
+  if (!widthFits || sliceDown != cells.rows) return std::nullopt;
+  return cells;
+}
+
+}  // namespace qrx::codec
