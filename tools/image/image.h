@@ -1,0 +1,50 @@
+// A picture in memory, in the form in which the library takes and gives frames.
+#ifndef QRX_TOOLS_IMAGE_IMAGE_H_
+#define QRX_TOOLS_IMAGE_IMAGE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+#include "tools/support/error.h"
+
+namespace qrx::tool {
+
+struct Size {
+  int width = 0;
+  int height = 0;
+  bool operator==(const Size&) const = default;
+};
+
+// Rows of width pixels, top row first, tightly packed: blue, green, red, alpha.
+struct Image {
+  static constexpr int kBytesPerPixel = 4;
+
+  Image() = default;
+  // All bytes are `fill`. Throws Error for sizes below 1 or with more bytes than an int can hold.
+  explicit Image(Size imageSize, std::uint8_t fill = 0)
+      : size(imageSize), pixels(byteCount(imageSize), fill) {}
+
+  static std::size_t byteCount(Size size) {
+    const std::int64_t pixelCount = std::int64_t{size.width} * size.height;
+    if (size.width < 1 || size.height < 1) throw Error("an image needs a width and a height");
+    if (pixelCount > std::numeric_limits<int>::max() / kBytesPerPixel) {
+      throw Error("the image is too large");
+    }
+    return static_cast<std::size_t>(pixelCount) * kBytesPerPixel;
+  }
+
+  std::size_t stride() const { return static_cast<std::size_t>(size.width) * kBytesPerPixel; }
+  std::uint8_t* row(int y) { return pixels.data() + static_cast<std::size_t>(y) * stride(); }
+  const std::uint8_t* row(int y) const {
+    return pixels.data() + static_cast<std::size_t>(y) * stride();
+  }
+
+  Size size;
+  std::vector<std::uint8_t> pixels;
+};
+
+}  // namespace qrx::tool
+
+#endif  // QRX_TOOLS_IMAGE_IMAGE_H_

@@ -1,0 +1,125 @@
+// Reading and writing of whole files over POSIX descriptors.
+#include "tools/support/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include "tools/support/error.h"
+
+namespace qrx::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void fail(const std::string& path, int error) {
+  throw Error(displayName(path) + ": " + std::strerror(error));
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ > STDERR_FILENO) close(fd_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+void writeAll(const std::string& path, int fd, std::span<const std::uint8_t> data) {
+  while (!data.empty()) {
+    const ssize_t count = write(fd, data.data(), data.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(path, errno);
+    data = data.subspan(static_cast<std::size_t>(count));
+  }
+}
+
+// mkstemp makes private files; give this one the mode that an ordinary new file gets.
+void setDefaultMode(int fd) {
+  const mode_t mask = umask(0);
+  umask(mask);
+  (void)fchmod(fd, 0666 & ~mask);
+}
+
+// Removes a temporary file unless it was renamed.
+struct TemporaryFile {
+  std::string path;
+  bool keep = false;
+  ~TemporaryFile() {
+    if (!keep) unlink(path.c_str());
+  }
+};
+
+void replaceFile(const std::string& path, std::span<const std::uint8_t> data) {
+  std::error_code ignored;
+  const fs::path target =
+      fs::is_symlink(path, ignored) ? fs::weakly_canonical(path) : fs::path(path);
+  std::string name = target.string() + ".XXXXXX";
+  const Descriptor file(mkstemp(name.data()));
+  if (file.get() < 0) fail(path, errno);
+  TemporaryFile temporary{name};
+  setDefaultMode(file.get());
+  writeAll(path, file.get(), data);
+  if (rename(name.c_str(), target.c_str()) != 0) fail(path, errno);
+  temporary.keep = true;
+}
+
+}  // namespace
+
+std::string displayName(const std::string& path) {
+  return isStream(path) ? "standard stream" : path;
+}
+
+std::vector<std::uint8_t> readFile(const std::string& path) {
+  const Descriptor file(isStream(path) ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0) fail(path, errno);
+  std::vector<std::uint8_t> data;
+  constexpr std::size_t kFirstChunk = 1 << 16;
+  for (std::size_t used = 0;;) {
+    if (used == data.size()) data.resize(std::max(kFirstChunk, data.size() * 2));
+    const ssize_t count = read(file.get(), data.data() + used, data.size() - used);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(path, errno);
+    used += static_cast<std::size_t>(count);
+    if (count == 0) {
+      data.resize(used);
+      return data;
+    }
+  }
+}
+
+void writeFile(const std::string& path, std::span<const std::uint8_t> data) {
+  if (isStream(path)) {
+    if (std::fflush(stdout) != 0) fail(path, errno);
+    writeAll(path, STDOUT_FILENO, data);
+    return;
+  }
+  struct stat existing;
+  if (stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode)) {
+    const Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    if (file.get() < 0) fail(path, errno);
+    writeAll(path, file.get(), data);
+    return;
+  }
+  replaceFile(path, data);
+}
+
+void makeFolder(const std::string& path) {
+  std::error_code error;
+  fs::create_directories(path, error);
+  if (error) throw Error(path + ": " + error.message());
+}
+
+}  // namespace qrx::tool
