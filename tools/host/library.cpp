@@ -1,0 +1,49 @@
+// dlopen and dlsym with messages.
+#include "tools/host/library.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+
+#include "tools/support/error.h"
+
+namespace qrx::tool {
+namespace {
+
+constexpr int kContractVersion = 1;
+
+// A plain name would send dlopen through the system's search path.
+std::string asPath(const std::string& path) {
+  return path.find('/') == std::string::npos ? "./" + path : path;
+}
+
+}  // namespace
+
+std::string Library::defaultPath() {
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) throw Error("cannot tell the program's folder; give --library");
+  return (program.parent_path() / "libqrx_jpeg.so").string();
+}
+
+void Library::Close::operator()(void* handle) const { dlclose(handle); }
+
+Library::Library(const std::string& path)
+    : handle_(dlopen(asPath(path).c_str(), RTLD_NOW | RTLD_LOCAL)) {
+  if (!handle_) throw Error(std::string("cannot load the library: ") + dlerror());
+  const auto version = reinterpret_cast<codec::VersionFn>(symbol("version"));
+  if (version() != kContractVersion) {
+    throw Error(path + " has contract version " + std::to_string(version()) + ", not " +
+                std::to_string(kContractVersion));
+  }
+  initCodec_ = reinterpret_cast<codec::InitCodecFn>(symbol("initCodec"));
+  createCodec_ = reinterpret_cast<codec::CreateCodecFn>(symbol("createCodec"));
+}
+
+void* Library::symbol(const char* name) const {
+  void* address = dlsym(handle_.get(), name);
+  if (address == nullptr) throw Error(std::string("the library does not export ") + name);
+  return address;
+}
+
+}  // namespace qrx::tool
