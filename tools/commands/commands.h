@@ -1,0 +1,24 @@
+// The subcommands: each file in this folder adds one to the command line.
+#ifndef QRX_TOOLS_COMMANDS_COMMANDS_H_
+#define QRX_TOOLS_COMMANDS_COMMANDS_H_
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+namespace qrx::tool {
+
+// What the chosen subcommand does once the command line is parsed; the result is the exit code.
+using Action = std::function<int()>;
+using AddCommand = void (*)(CLI::App& app, Action& action);
+
+void addEncode(CLI::App& app, Action& action);
+void addDecode(CLI::App& app, Action& action);
+void addInfo(CLI::App& app, Action& action);
+void addPsnr(CLI::App& app, Action& action);
+void addScene(CLI::App& app, Action& action);
+
+inline constexpr AddCommand kCommands[] = {addEncode, addDecode, addInfo, addPsnr, addScene};
+
+}  // namespace qrx::tool
+
+#endif  // QRX_TOOLS_COMMANDS_COMMANDS_H_
