@@ -1,0 +1,67 @@
+// Both sides of each road. Neither copies its result: the frame is consumed where it stands.
+#include "bench/frame_roads.h"
+
+#include <turbojpeg.h>
+
+#include <memory>
+
+#include "tools/host/frame.h"
+#include "tools/support/error.h"
+
+namespace qrx::bench {
+namespace {
+
+struct TurboCloser {
+  void operator()(void* handle) const { tjDestroy(handle); }
+};
+using TurboHandle = std::unique_ptr<void, TurboCloser>;
+
+struct TurboFree {
+  void operator()(unsigned char* data) const { tjFree(data); }
+};
+
+int turboSampling(tool::Sampling sampling) {
+  constexpr int kValues[] = {TJSAMP_444, TJSAMP_422, TJSAMP_420};
+  return kValues[static_cast<int>(sampling)];
+}
+
+void noteSize(std::uint8_t* data, std::uint32_t size, void* userData) {
+  *static_cast<std::size_t*>(userData) = tool::isCompleteJpeg({data, size}) ? size : 0;
+}
+
+}  // namespace
+
+Work encodeOurs(tool::Session& session, const FrameCase& frame) {
+  codec::Compressor& compressor = session.compressor();
+  const tool::Image& image = frame.image;
+  const auto quality = static_cast<std::uint32_t>(frame.quality);
+  return [&compressor, &image, quality] {
+    std::size_t bytes = 0;
+    compressor.compress(image.pixels.data(), tool::Image::kBytesPerPixel, 0, 0, 0, 0,
+                        static_cast<std::uint32_t>(image.size.width),
+                        static_cast<std::uint32_t>(image.size.height), 0, quality, noteSize,
+                        &bytes);
+    if (bytes == 0) throw tool::Error("the library gave no complete image");
+    return bytes;
+  };
+}
+
+Work encodeTheirs(const FrameCase& frame) {
+  const tool::Image& image = frame.image;
+  const int sampling = turboSampling(frame.sampling), quality = frame.quality;
+  const std::shared_ptr<void> handle = TurboHandle(tjInitCompress());
+  unsigned long capacity = tjBufSize(image.size.width, image.size.height, sampling);
+  const std::shared_ptr<unsigned char> buffer(tjAlloc(static_cast<int>(capacity)), TurboFree());
+  return [handle, buffer, capacity, sampling, quality, &image] {
+    unsigned char* target = buffer.get();
+    unsigned long bytes = capacity;
+    if (tjCompress2(handle.get(), image.pixels.data(), image.size.width,
+                    static_cast<int>(image.stride()), image.size.height, TJPF_BGRX, &target, &bytes,
+                    sampling, quality, TJFLAG_NOREALLOC) != 0) {
+      throw tool::Error(tjGetErrorStr2(handle.get()));
+    }
+    return std::size_t{bytes};
+  };
+}
+
+}  // namespace qrx::bench
