@@ -1,0 +1,107 @@
+#!/usr/bin/env bash
+# Shows the codec at work, from any folder: renders frames, compresses them at three samplings,
+# has an independent reader open every JPEG, prints a table, and leaves all pictures with an
+# index.html in build/demo.
+#
+# As root it installs the Debian packages that are missing; otherwise it names them and stops.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=scripts/packages.sh
+source "$root/scripts/packages.sh"
+cd "$root"
+
+frames=${DEMO_FRAMES:-3}
+size=${DEMO_SIZE:-1280x720}
+quality=${DEMO_QUALITY:-85}
+repeat=20
+
+need_build_packages
+
+note "building (build/release)"
+cmake --preset release >/dev/null
+cmake --build --preset release --parallel "$(nproc)" --target qrx-jpeg
+
+demo=$root/build/demo
+tool=$root/build/release/qrx-jpeg
+rm -rf "$demo"
+mkdir -p "$demo/empty/root" "$demo/empty/user"
+# No setting of this machine may reach the demo.
+export QRX_ROOT=$demo/empty/root QRX_USER_CONFIG_DIR=$demo/empty/user
+unset ZMT_SUBSAMPLING
+
+# json_number NAME: the number of that name in the JSON object on standard input.
+json_number() { sed -E "s/.*\"$1\":([0-9.]+).*/\\1/"; }
+
+# The picture that the independent reader makes of $1.jpg goes to $1.reader.ppm.
+read_independently() {
+  djpeg -ppm "$1.jpg" >"$1.reader.ppm" 2>"$1.reader.txt" && [ ! -s "$1.reader.txt" ]
+}
+
+# Our own decoder's picture of $1.jpg goes to $1.decoded.png.
+decode_ours() { "$tool" decode "$1.jpg" "$1.decoded.png" >/dev/null; }
+
+note "rendering $frames frames of $size"
+mapfile -t sources < <("$tool" scene --frames "$frames" --size "$size" "$demo")
+
+html=$demo/index.html
+cat >"$html" <<'HTML'
+<!doctype html>
+<meta charset="utf-8">
+<title>qrx-jpeg demo</title>
+<style>
+body { font: 14px sans-serif; margin: 1.5em; background: #f4f4f2; }
+img { width: 100%; height: auto; display: block; }
+td, th { padding: .3em; vertical-align: top; text-align: left; }
+td { width: 33%; }
+</style>
+<h1>Frames, their JPEGs and what our decoder makes of them</h1>
+<table>
+<tr><th>Source<th>JPEG<th>Decoded
+HTML
+
+note "compressing at quality $quality"
+printf '%-12s %-8s %10s %8s %9s %12s %10s\n' \
+  frame sampling bytes bits/px 'PSNR dB' 'our PSNR dB' ms/frame
+failures=0
+for source in "${sources[@]}"; do
+  frame=$(basename "$source" .png)
+  for sampling in 444 422 420; do
+    name=$demo/$frame-$sampling
+    report=$("$tool" encode "$source" "$name.jpg" --quality "$quality" --sampling "$sampling" \
+      --repeat "$repeat" --json)
+    if read_independently "$name"; then
+      psnr=$("$tool" psnr "$source" "$name.reader.ppm")
+    else
+      psnr=UNREADABLE
+      failures=$((failures + 1))
+    fi
+    if decode_ours "$name"; then
+      ours=$("$tool" psnr "$source" "$name.decoded.png")
+      cell="<img src=\"$frame-$sampling.decoded.png\">$ours dB"
+    else
+      ours=FAILED
+      cell="not decoded"
+      failures=$((failures + 1))
+    fi
+    bytes=$(json_number bytes <<<"$report")
+    bits=$(json_number bits_per_pixel <<<"$report")
+    ms=$(json_number ms_per_frame <<<"$report")
+    printf '%-12s %-8s %10s %8s %9s %12s %10s\n' \
+      "$frame" "$sampling" "$bytes" "$bits" "$psnr" "$ours" "$ms"
+    cat >>"$html" <<HTML
+<tr><td><img src="$frame.png">$frame
+<td><img src="$frame-$sampling.jpg">$sampling: $bytes bytes, $bits bits per pixel, $psnr dB, $ms ms
+<td>$cell
+HTML
+    rm -f "$name.reader.ppm" "$name.reader.txt"
+  done
+done
+echo '</table>' >>"$html"
+rm -rf "$demo/empty"
+
+note "pictures: $html"
+if [ "$failures" -gt 0 ]; then
+  echo "$failures images could not be read" >&2
+  exit 1
+fi
