@@ -121,11 +121,10 @@ std::optional<PacketCells> packetCells(const PacketSlice& slice, int mcuCount, i
 
   // The slice counts as a small image of its own, which has to be the size of these cells. One MCU
   // alone may say the whole rectangle's width.
-  const int sliceAcross = ::mcuCount(slice.width, slice.mcuWidth);
-  const int sliceDown = ::mcuCount(slice.height, slice.mcuHeight);
-  const int wanted = cells.rows == 1 ? mcuCount : cells.across;
-  const bool widthFits = sliceAcross == wanted || (mcuCount == 1 && sliceAcross == cells.across);
-  if (!widthFits || sliceDown != cells.rows) return std::nullopt;
+  const int ownWidth =
+      cells.rows == 1 ? std::min(frameWidth, mcuCount * slice.mcuWidth) : frameWidth;
+  const bool widthFits = slice.width == ownWidth || (mcuCount == 1 && slice.width == frameWidth);
+  if (!widthFits || ::mcuCount(slice.height, slice.mcuHeight) != cells.rows) return std::nullopt;
   return cells;
 }
 
