@@ -34,13 +34,13 @@ QRX_API int32_t ippJumpIndexForMergedLibsLP = 0;
 #endif
 
 // The hidden alias lets an entry point reach its own table without going through the symbol.
-#define PRIMITIVE(slots, result, name, parameters, arguments)                            \
-  DECLARE_FORMS(result, name, parameters)                                                \
-  typedef result(*name##_form) parameters;                                               \
-  extern QRX_API const name##_form name##_arraddr[7];                                    \
-  const name##_form name##_arraddr[7] = SLOTS_##slots(name);                             \
-  extern const name##_form own_##name##_arraddr[7]                                       \
-      __attribute__((alias(#name "_arraddr"), visibility("hidden")));                    \
+#define PRIMITIVE(slots, result, name, parameters, arguments)         \
+  DECLARE_FORMS(result, name, parameters)                             \
+  typedef result(*name##_form) parameters;                            \
+  extern QRX_API const name##_form name##_arraddr[7];                 \
+  const name##_form name##_arraddr[7] = SLOTS_##slots(name);          \
+  extern const name##_form own_##name##_arraddr[7]                    \
+      __attribute__((alias(#name "_arraddr"), visibility("hidden"))); \
   result name parameters { return own_##name##_arraddr[ippJumpIndexForMergedLibs] arguments; }
 
 #include "primitives/primitives.def"

@@ -13,9 +13,9 @@ constexpr IppLibraryVersion record(const char (&code)[3], const char* name) {
 enum Form { w7, v8, s8, p8, g9, h9, ref };
 
 constexpr IppLibraryVersion kVersions[] = {
-    record("w7", "veigri SSE2 (w7)"),       record("v8", "veigri SSSE3 (v8)"),
-    record("s8", "veigri Atom (s8)"),       record("p8", "veigri SSE4.1/4.2 (p8)"),
-    record("g9", "veigri AVX (g9)"),        record("h9", "veigri AVX2 (h9)"),
+    record("w7", "veigri SSE2 (w7)"),     record("v8", "veigri SSSE3 (v8)"),
+    record("s8", "veigri Atom (s8)"),     record("p8", "veigri SSE4.1/4.2 (p8)"),
+    record("g9", "veigri AVX (g9)"),      record("h9", "veigri AVX2 (h9)"),
     record("px", "veigri portable (px)"),
 };
 
