@@ -5,9 +5,19 @@
 
 namespace {
 
-// Damaged streams reach the limits, so that saturation is part of the result.
-inline int sadd(int a, int b) { return clampTo16s(a + b); }
-inline int ssub(int a, int b) { return clampTo16s(a - b); }
+// The column stage saturates, which damaged streams reach.
+struct Saturating {
+  using Value = int;
+  static int add(int a, int b) { return clampTo16s(a + b); }
+  static int sub(int a, int b) { return clampTo16s(a - b); }
+};
+
+// The same where no sum leaves 16 bits; all eight columns then run in 16-bit lanes.
+struct Plain {
+  using Value = Ipp16s;
+  static Ipp16s add(int a, int b) { return static_cast<Ipp16s>(a + b); }
+  static Ipp16s sub(int a, int b) { return static_cast<Ipp16s>(a - b); }
+};
 
 constexpr uint32_t kRowRounding[8] = {65536, 2901, 2260, 1704, 1024, 455, 512, 373};
 
@@ -40,40 +50,61 @@ void inverseRow(Ipp16s (&row)[8], const RowFactors& factors, uint32_t rounding) 
   }
 }
 
+// Whether plain sums serve: no value of the column stage exceeds 1.67 times the sum of its column's
+// magnitudes. Those are summed here in units of 8.
+bool sumsStayIn16Bits(const Ipp16s (&x)[8][8]) {
+  constexpr int kLimit = (19000 - 8 * 8) / 8;
+  Ipp16u sums[8] = {};
+  for (int row = 0; row < 8; ++row) {
+    for (int i = 0; i < 8; ++i) {
+      const auto magnitude = static_cast<Ipp16s>(x[row][i] ^ (x[row][i] >> 15));
+      sums[i] = static_cast<Ipp16u>(sums[i] + (magnitude >> 3));
+    }
+  }
+  Ipp16u largest = 0;
+  for (const Ipp16u sum : sums) largest = sum > largest ? sum : largest;
+  return largest <= kLimit;
+}
+
 // Column stage, all eight columns.
+template <typename Sums>
 void inverseColumns(const Ipp16s (&x)[8][8], Ipp16s (&y)[8][8]) {
+  using Value = typename Sums::Value;
+  constexpr auto add = Sums::add;
+  constexpr auto sub = Sums::sub;
+  const auto high = [](int c, Value v) { return static_cast<Value>(mulhi(c, v)); };
   for (int column = 0; column < 8; ++column) {
-    const int x0 = x[0][column], x1 = x[1][column], x2 = x[2][column], x3 = x[3][column];
-    const int x4 = x[4][column], x5 = x[5][column], x6 = x[6][column], x7 = x[7][column];
-    const int a = sadd(sadd(mulhi(kTan3, x5), x5), x3);
-    const int b = sadd(mulhi(kTan3, x3), x3);
-    const int c = ssub(x5, b);
-    const int d = ssub(mulhi(kTan1, x1), x7);
-    const int e = sadd(mulhi(kTan1, x7), x1);
-    const int f = sadd(a, e);
-    const int g = ssub(e, a);
-    const int h = sadd(mulhi(kTan2, x6), x2);
-    const int i = ssub(mulhi(kTan2, x2), x6);
-    const int j = ssub(d, c);
-    const int k = sadd(d, c);
-    const int l = sadd(g, j);
-    const int m = ssub(g, j);
-    const int o = sadd(l, mulhi(kCos4m1, l));
-    const int r = sadd(mulhi(kCos4m1, m), m);
-    const int p = sadd(x4, x0);
-    const int q = ssub(x0, x4);
-    const int s = sadd(p, h);
-    const int t = ssub(p, h);
-    const int u = sadd(q, i);
-    const int v = ssub(q, i);
-    y[0][column] = static_cast<Ipp16s>(sadd(f, s) >> 6);
-    y[1][column] = static_cast<Ipp16s>(sadd(u, o) >> 6);
-    y[2][column] = static_cast<Ipp16s>(sadd(v, r) >> 6);
-    y[3][column] = static_cast<Ipp16s>(sadd(k, t) >> 6);
-    y[4][column] = static_cast<Ipp16s>(ssub(t, k) >> 6);
-    y[5][column] = static_cast<Ipp16s>(ssub(v, r) >> 6);
-    y[6][column] = static_cast<Ipp16s>(ssub(u, o) >> 6);
-    y[7][column] = static_cast<Ipp16s>(ssub(s, f) >> 6);
+    const Value x0 = x[0][column], x1 = x[1][column], x2 = x[2][column], x3 = x[3][column];
+    const Value x4 = x[4][column], x5 = x[5][column], x6 = x[6][column], x7 = x[7][column];
+    const Value a = add(add(high(kTan3, x5), x5), x3);
+    const Value b = add(high(kTan3, x3), x3);
+    const Value c = sub(x5, b);
+    const Value d = sub(high(kTan1, x1), x7);
+    const Value e = add(high(kTan1, x7), x1);
+    const Value f = add(a, e);
+    const Value g = sub(e, a);
+    const Value h = add(high(kTan2, x6), x2);
+    const Value i = sub(high(kTan2, x2), x6);
+    const Value j = sub(d, c);
+    const Value k = add(d, c);
+    const Value l = add(g, j);
+    const Value m = sub(g, j);
+    const Value o = add(l, high(kCos4m1, l));
+    const Value r = add(high(kCos4m1, m), m);
+    const Value p = add(x4, x0);
+    const Value q = sub(x0, x4);
+    const Value s = add(p, h);
+    const Value t = sub(p, h);
+    const Value u = add(q, i);
+    const Value v = sub(q, i);
+    y[0][column] = static_cast<Ipp16s>(add(f, s) >> 6);
+    y[1][column] = static_cast<Ipp16s>(add(u, o) >> 6);
+    y[2][column] = static_cast<Ipp16s>(add(v, r) >> 6);
+    y[3][column] = static_cast<Ipp16s>(add(k, t) >> 6);
+    y[4][column] = static_cast<Ipp16s>(sub(t, k) >> 6);
+    y[5][column] = static_cast<Ipp16s>(sub(v, r) >> 6);
+    y[6][column] = static_cast<Ipp16s>(sub(u, o) >> 6);
+    y[7][column] = static_cast<Ipp16s>(sub(s, f) >> 6);
   }
 }
 
@@ -84,7 +115,11 @@ struct Range {
 void inverseTransform(Ipp16s (&block)[8][8], Ipp8u* pDst, int dstStep, const Range& range) {
   for (int j = 0; j < 8; ++j) inverseRow(block[j], kRowFactors[j], kRowRounding[j]);
   Ipp16s samples[8][8];
-  inverseColumns(block, samples);
+  if (sumsStayIn16Bits(block)) {
+    inverseColumns<Plain>(block, samples);
+  } else {
+    inverseColumns<Saturating>(block, samples);
+  }
   for (int j = 0; j < 8; ++j) {
     Ipp8u* row = rowAt(pDst, j, dstStep);
     for (int i = 0; i < 8; ++i) {
