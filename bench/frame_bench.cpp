@@ -102,7 +102,7 @@ void registerCase(tool::Session& session, const bench::Road& road, const tool::I
         ->UseRealTime();
   };
   add(name + kOurs, road.ours(session, frame));
-  add(name + kTheirs, road.theirs(frame));
+  add(name + kTheirs, road.theirs(session, frame));
 }
 
 // The benchmarks of one sampling; results go to `target`. Runs in a child process.

@@ -29,6 +29,13 @@ void noteSize(std::uint8_t* data, std::uint32_t size, void* userData) {
   *static_cast<std::size_t*>(userData) = tool::isCompleteJpeg({data, size}) ? size : 0;
 }
 
+std::vector<std::uint8_t> compress(tool::Session& session, const FrameCase& frame) {
+  std::vector<std::uint8_t> data =
+      tool::compressFrame(session.compressor(), frame.image, static_cast<unsigned>(frame.quality));
+  if (!tool::isCompleteJpeg(data)) throw tool::Error("the library gave no complete image");
+  return data;
+}
+
 }  // namespace
 
 Work encodeOurs(tool::Session& session, const FrameCase& frame) {
@@ -46,7 +53,7 @@ Work encodeOurs(tool::Session& session, const FrameCase& frame) {
   };
 }
 
-Work encodeTheirs(const FrameCase& frame) {
+Work encodeTheirs(tool::Session&, const FrameCase& frame) {
   const tool::Image& image = frame.image;
   const int sampling = turboSampling(frame.sampling), quality = frame.quality;
   const std::shared_ptr<void> handle = TurboHandle(tjInitCompress());
@@ -61,6 +68,35 @@ Work encodeTheirs(const FrameCase& frame) {
       throw tool::Error(tjGetErrorStr2(handle.get()));
     }
     return std::size_t{bytes};
+  };
+}
+
+Work decodeOurs(tool::Session& session, const FrameCase& frame) {
+  codec::Decompressor& decompressor = session.decompressor();
+  const auto stream = std::make_shared<std::vector<std::uint8_t>>(compress(session, frame));
+  const auto target = std::make_shared<tool::Image>(frame.image.size);
+  return [&decompressor, stream, target] {
+    const Buffer buffer{nullptr, stream->data(), static_cast<std::uint32_t>(stream->size())};
+    const auto capacity = static_cast<std::uint32_t>(target->pixels.size());
+    if (!decompressor.decompress(&buffer, tool::Image::kBytesPerPixel, 0, target->pixels.data(),
+                                 capacity)) {
+      throw tool::Error("the library refused the image");
+    }
+    return stream->size();
+  };
+}
+
+Work decodeTheirs(tool::Session& session, const FrameCase& frame) {
+  const std::shared_ptr<void> handle = TurboHandle(tjInitDecompress());
+  const auto stream = std::make_shared<std::vector<std::uint8_t>>(compress(session, frame));
+  const auto target = std::make_shared<tool::Image>(frame.image.size);
+  return [handle, stream, target] {
+    if (tjDecompress2(handle.get(), stream->data(), stream->size(), target->pixels.data(),
+                      target->size.width, static_cast<int>(target->stride()), target->size.height,
+                      TJPF_BGRX, 0) != 0) {
+      throw tool::Error(tjGetErrorStr2(handle.get()));
+    }
+    return stream->size();
   };
 }
 

@@ -17,20 +17,24 @@ struct FrameCase {
   tool::Sampling sampling;
 };
 
-// Does the work once and gives the size of the compressed data.
+// Does the work once and gives the size of the compressed data; throws tool::Error on failure.
 using Work = std::function<std::size_t()>;
 
 struct Road {
   const char* name;
   // The session's compressor has the case's sampling.
   Work (*ours)(tool::Session& session, const FrameCase& frame);
-  Work (*theirs)(const FrameCase& frame);
+  Work (*theirs)(tool::Session& session, const FrameCase& frame);
 };
 
 Work encodeOurs(tool::Session& session, const FrameCase& frame);
-Work encodeTheirs(const FrameCase& frame);
+Work encodeTheirs(tool::Session& session, const FrameCase& frame);
+// Both decode what our compressor made of the frame, to four bytes per pixel.
+Work decodeOurs(tool::Session& session, const FrameCase& frame);
+Work decodeTheirs(tool::Session& session, const FrameCase& frame);
 
-inline constexpr Road kRoads[] = {{"encode", encodeOurs, encodeTheirs}};
+inline constexpr Road kRoads[] = {{"encode", encodeOurs, encodeTheirs},
+                                  {"decode", decodeOurs, decodeTheirs}};
 
 }  // namespace qrx::bench
 
