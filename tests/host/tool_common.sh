@@ -2,7 +2,8 @@
 # shellcheck shell=bash disable=SC2034
 set -u
 
-tool=$1
+tool=$(realpath "$1")
+script=$(realpath "$0")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1

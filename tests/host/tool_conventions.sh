@@ -29,7 +29,7 @@ cmp -s a/frame00004.png a/frame00005.png && fail "frames do not differ"
 # Failures leave no file and say why.
 expect 1 "$tool" encode missing.png x.jpg
 grep -q 'missing.png: No such file' err || fail "no reason for a missing file"
-expect 1 "$tool" encode "$0" x.jpg
+expect 1 "$tool" encode "$script" x.jpg
 expect 1 "$tool" encode a/frame00004.png x.jpg --library ./missing.so
 expect 1 "$tool" encode a/frame00004.png no/such/folder/x.jpg
 head -c 500 a/frame00004.png >cut.png

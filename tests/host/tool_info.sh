@@ -47,6 +47,6 @@ next=$(LC_ALL=C grep -obUaP '\xFF\xD3' restart.jpg | head -n 1 | cut -d : -f 1)
 expect 2 "$tool" info lost.jpg
 grep -q 'damaged: restart markers are out of order' out || fail "order of restart markers"
 grep -q 'damaged: 7 restart markers where there should be 8' out || fail "count of restart markers"
-expect 2 "$tool" info "$0"
+expect 2 "$tool" info "$script"
 
 finish
