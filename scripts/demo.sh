@@ -41,6 +41,9 @@ read_independently() {
 # Our own decoder's picture of $1.jpg goes to $1.decoded.png.
 decode_ours() { "$tool" decode "$1.jpg" "$1.decoded.png" >/dev/null; }
 
+# Both decoders have to be equally near to the source, within 0.1 dB.
+close_enough() { awk -v a="$1" -v b="$2" 'BEGIN { exit !(a - b < 0.1 && b - a < 0.1) }'; }
+
 note "rendering $frames frames of $size"
 mapfile -t sources < <("$tool" scene --frames "$frames" --size "$size" "$demo")
 
@@ -79,6 +82,10 @@ for source in "${sources[@]}"; do
     if decode_ours "$name"; then
       ours=$("$tool" psnr "$source" "$name.decoded.png")
       cell="<img src=\"$frame-$sampling.decoded.png\">$ours dB"
+      if ! close_enough "$psnr" "$ours"; then
+        echo "$frame $sampling: our picture is not as good as the independent reader's" >&2
+        failures=$((failures + 1))
+      fi
     else
       ours=FAILED
       cell="not decoded"
@@ -102,6 +109,6 @@ rm -rf "$demo/empty"
 
 note "pictures: $html"
 if [ "$failures" -gt 0 ]; then
-  echo "$failures images could not be read" >&2
+  echo "$failures checks failed" >&2
   exit 1
 fi
