@@ -13,8 +13,8 @@ namespace {
 
 constexpr int kKeysPerProcess = 1024;
 
-TLSKey g_tilesKey = kNoTLSKey;
-TLSKey g_jpegKey = kNoTLSKey;
+TLSKey tilesKey = kNoTLSKey;
+TLSKey jpegKey = kNoTLSKey;
 
 TLSKey createKey(void (*threadEnd)(void*)) {
   TLSKey key = kNoTLSKey;
@@ -58,11 +58,11 @@ ThreadCoders::~ThreadCoders() {
   delete decoder;
 }
 
-ThreadCoders* getJpegContext() { return contextOf(g_jpegKey); }
+ThreadCoders* getJpegContext() { return contextOf(jpegKey); }
 
-ThreadCoders* getTilesContext() { return contextOf(g_tilesKey); }
+ThreadCoders* getTilesContext() { return contextOf(tilesKey); }
 
-bool tilesStarted() { return g_tilesKey != kNoTLSKey; }
+bool tilesStarted() { return tilesKey != kNoTLSKey; }
 
 }  // namespace codec
 }  // namespace qrx
@@ -71,16 +71,16 @@ extern "C" {
 
 void jpeg_init() {
   ippInit();
-  qrx::g_jpegKey = qrx::createKey(qrx::endThread);
+  qrx::jpegKey = qrx::createKey(qrx::endThread);
 }
 
 void tiles_init() {
   ippInit();
-  qrx::g_tilesKey = qrx::createKey(qrx::endThread);
+  qrx::tilesKey = qrx::createKey(qrx::endThread);
 }
 
-void jpeg_fini() { qrx::deleteKey(&qrx::g_jpegKey); }
+void jpeg_fini() { qrx::deleteKey(&qrx::jpegKey); }
 
-void tiles_fini() { qrx::deleteKey(&qrx::g_tilesKey); }
+void tiles_fini() { qrx::deleteKey(&qrx::tilesKey); }
 
 }  // extern "C"

@@ -47,6 +47,7 @@ int CJPEGEncoder::encodeMCUWithRestart(int column, BlockBuffer& block) {
 
 // Codes the blocks of one MCU of the current strip, component by component.
 int CJPEGEncoder::encodeMCU(int column, BlockBuffer& block) {
+  Ipp16s* const values = block.data();
   for (int i = 0; i < component_count; ++i) {
     CJPEGColorComponent& c = *components[i];
     const Ipp16u* quant = quant_tables[c.q_selector].fwd_table;
@@ -55,11 +56,10 @@ int CJPEGEncoder::encodeMCU(int column, BlockBuffer& block) {
     const Ipp8u* line = c.ss_buffer + 8 * c.hsampling * column;
     for (int v = 0; v < c.vsampling; ++v, line += 8 * strip_stride) {
       for (int h = 0; h < c.hsampling; ++h) {
-        if (ippiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(line + 8 * h, strip_stride, block.data(), quant) <
-            0) {
+        if (ippiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(line + 8 * h, strip_stride, values, quant) < 0) {
           return JPEG_INTERNAL_ERROR;
         }
-        if (ippiEncodeHuffman8x8_JPEG_16s1u_C1(block.data(), stream.data, stream.capacity,
+        if (ippiEncodeHuffman8x8_JPEG_16s1u_C1(values, stream.data, stream.capacity,
                                                &stream.position, &c.last_dc, dc, ac,
                                                huffman_state.state, 0) < 0) {
           return JPEG_INTERNAL_ERROR;

@@ -10,7 +10,7 @@
 namespace {
 
 // A packet closes after the first MCU that takes it over this many bytes.
-constexpr int kPacketThreshold = 1250;
+constexpr int packetThreshold = 1250;
 // Longest head: the 32-byte header, the segment's words and the bytes of four components.
 constexpr int kLongestHead = 32 + 8 + 1 + 12;
 
@@ -77,13 +77,13 @@ struct CJPEGEncoder::PacketRun {
   int maxX = 0;         // largest position of an MCU in the packet
   int mcuTotal = 0;     // MCUs coded so far
   int packetFirstMcu = 0;
-  bool closedOnLastMcu = false;
+  bool lastPacket = false;
   BlockBuffer block{};
 
   int right() const { return left + fullWidth; }
   int top() const { return bottom + fullHeight; }
   int stripTop() const { return std::min(stripY + encoder.mcu_height, top()); }
-  bool isFull() const { return encoder.stream.position - packetStart > kPacketThreshold; }
+  bool isFull() const { return encoder.stream.position - packetStart > packetThreshold; }
 
   // Head with placeholders.
   int writeHead() {
@@ -146,9 +146,9 @@ struct CJPEGEncoder::PacketRun {
 
       if ((result = encoder.TerminatePacket(nullptr, 0, 63, 0, 0)) != 0) return result;
       if ((result = encoder.WriteEOI()) != 0) return result;
-      closedOnLastMcu = lastStrip && column == encoder.mcus_across - 1;
-      if ((result = close(closedOnLastMcu)) != 0) return result;
-      if (closedOnLastMcu) return JPEG_NO_ERROR;
+      lastPacket = lastStrip && column == encoder.mcus_across - 1;
+      if ((result = close(lastPacket)) != 0) return result;
+      if (lastPacket) return JPEG_NO_ERROR;
       if ((result = openNext()) != 0) return result;
     }
     return JPEG_NO_ERROR;
@@ -177,5 +177,5 @@ int CJPEGEncoder::WriteImageBaselineCB(int*, udp_header* header, Ipp8u* buffer,
     if ((result = run.writeStrip(strip == mcus_down - 1)) != 0) return result;
     run.stripY = std::max(run.bottom, run.stripY - mcu_height);
   }
-  return run.closedOnLastMcu ? JPEG_NO_ERROR : run.closeLast();
+  return run.lastPacket ? JPEG_NO_ERROR : run.closeLast();
 }
