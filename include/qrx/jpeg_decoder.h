@@ -156,7 +156,8 @@ class QRX_API CJPEGDecoder {
   // Decodes the image into the destination. JPEG_NOT_SUPPORTED, before anything is written, for a
   // destination larger than the padded frame (lossless: than the frame).
   // Lossless images give one channel in lines of exactly the destination's width; precisions
-  // above 8 bits saturate at 255.
+  // above 8 bits saturate at 255. Lines are held in signed 16 bits, so that samples of 32768 and
+  // more are predicted by T.81 H.1.2 with predictors 1 to 4 only.
   int ReadData();
   // Decodes the slice of a packet: `mcuCount` MCUs of which the first lies `xOffset` pixels from
   // the left edge of a rectangle of `rectangleWidth` pixels.
