@@ -105,6 +105,33 @@ HTML
   done
 done
 echo '</table>' >>"$html"
+
+# One frame as a progressive JPEG: the picture after each scan. A stream that ends between two scans
+# shows nothing, so each part goes a few bytes into the next scan's data.
+note "showing a progressive picture scan by scan"
+progressive=$demo/progressive
+"$tool" encode "${sources[0]}" "$progressive.jpg" --mode progressive --sampling 420 \
+  --quality "$quality" >/dev/null
+total=$(stat -c %s "$progressive.jpg")
+printf '%-12s %10s %9s\n' scans bytes 'PSNR dB'
+echo '<h1>A progressive picture after each scan</h1><table><tr>' >>"$html"
+scan=0
+show_scans() { # BYTES
+  head -c "$1" "$progressive.jpg" >"$demo/part.jpg"
+  "$tool" decode "$demo/part.jpg" "$progressive-$scan.png" >/dev/null 2>&1 || true
+  local psnr
+  psnr=$("$tool" psnr "${sources[0]}" "$progressive-$scan.png")
+  printf '%-12s %10s %9s\n' "$scan" "$1" "$psnr"
+  [ $((scan % 3)) -ne 1 ] || echo '<tr>' >>"$html"
+  echo "<td><img src=\"progressive-$scan.png\">$scan scans: $1 bytes, $psnr dB" >>"$html"
+}
+while read -r offset bytes; do
+  [ "$scan" -eq 0 ] || show_scans $((offset + bytes + 16))
+  scan=$((scan + 1))
+done < <("$tool" info "$progressive.jpg" | awk '$3 ~ /^SOS/ { print $1, $2 }')
+show_scans "$total"
+echo '</table>' >>"$html"
+rm -f "$demo/part.jpg"
 rm -rf "$demo/empty"
 
 note "pictures: $html"

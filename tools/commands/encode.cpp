@@ -2,12 +2,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <numeric>
+#include <functional>
+#include <map>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/host/frame.h"
 #include "tools/jpeg/walk.h"
+#include "tools/modes/mode_encoder.h"
 #include "tools/support/files.h"
 #include "tools/support/json.h"
 #include "tools/support/progress.h"
@@ -20,6 +22,7 @@ struct EncodeOptions {
   std::optional<ImageFormat> format;
   unsigned quality = 80;
   std::optional<Sampling> sampling;
+  Mode mode = Mode::kBaseline;
   int repeat = 1;
   bool json = false;
   HostOptions host;
@@ -37,16 +40,28 @@ struct EncodeReport {
   }
 };
 
-std::vector<std::uint8_t> encodeTimed(Session& session, const Image& image,
-                                      const EncodeOptions& options, EncodeReport& report) {
+using FrameEncoder = std::function<std::vector<std::uint8_t>()>;
+
+// Frames go through the host contract; other modes through the encoder class.
+FrameEncoder makeEncoder(Session& session, const Image& image, const EncodeOptions& options) {
+  if (options.mode == Mode::kBaseline) {
+    return [&] { return compressFrame(session.compressor(), image, options.quality); };
+  }
+  const Sampling sampling = options.sampling.value_or(Sampling::k422);
+  return [&image, &options, sampling, encoder = ModeEncoder()] {
+    return encoder.encode(image, options.mode, options.quality, sampling);
+  };
+}
+
+std::vector<std::uint8_t> encodeTimed(const FrameEncoder& encode, const EncodeOptions& options,
+                                      EncodeReport& report) {
   using Clock = std::chrono::steady_clock;
-  codec::Compressor& compressor = session.compressor();
   Progress progress("frame", options.repeat);
   std::vector<std::uint8_t> data;
   double total = 0;
   for (int i = 0; i < options.repeat; ++i) {
     const Clock::time_point start = Clock::now();
-    data = compressFrame(compressor, image, options.quality);
+    data = encode();
     const double ms = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     total += ms;
     report.bestMs = i == 0 ? ms : std::min(report.bestMs, ms);
@@ -109,9 +124,11 @@ int runEncode(const EncodeOptions& options) {
   EncodeReport report;
   report.size = image.size;
   report.slot = session.slot();
-  const std::vector<std::uint8_t> data = encodeTimed(session, image, options, report);
+  const std::vector<std::uint8_t> data =
+      encodeTimed(makeEncoder(session, image, options), options, report);
   report.bytes = data.size();
-  report.sampling = checkSampling(data, options.sampling);
+  const bool gray = options.mode == Mode::kLossless;
+  report.sampling = checkSampling(data, gray ? std::nullopt : options.sampling);
   writeFile(options.output, data);
   printReport(options, report);
   return kDone;
@@ -123,6 +140,14 @@ void define(CLI::App& command, EncodeOptions& options) {
       ->required();
   addQualityOption(command, options.quality);
   addSamplingOption(command, options.sampling);
+  command
+      .add_option("--mode", options.mode,
+                  "baseline (default), progressive, or lossless for gray pictures")
+      ->transform(
+          CLI::CheckedTransformer(std::map<std::string, Mode>{{"baseline", Mode::kBaseline},
+                                                              {"progressive", Mode::kProgressive},
+                                                              {"lossless", Mode::kLossless}}))
+      ->type_name("MODE");
   command
       .add_option("--repeat", options.repeat,
                   "Compress the frame this often, for a better time; the last one is written")
@@ -140,7 +165,7 @@ void define(CLI::App& command, EncodeOptions& options) {
 void addEncode(CLI::App& app, Action& action) {
   addCommand<EncodeOptions>(
       app, action, "encode",
-      "Compress a picture to a baseline JPEG; print bytes, bits per pixel, milliseconds per frame",
+      "Compress a picture to a JPEG; print bytes, bits per pixel, milliseconds per frame",
       kMappingHelp, define, runEncode);
 }
 
