@@ -1,5 +1,7 @@
 #include "tests/forms/huffman_kit.h"
 
+#include <stdexcept>
+
 #include "tests/forms/random.h"
 
 HuffmanList typicalDcTable() {
@@ -102,3 +104,30 @@ int BitString::symbol(const HuffmanList& list) {
 }
 
 bool BitString::onlyPaddingLeft() const { return bytes_.size() * 8 - next_ < 8; }
+
+BitMaker& BitMaker::bits(unsigned value, int count) {
+  while (count-- > 0) bits_.push_back((value >> count & 1) != 0);
+  return *this;
+}
+
+BitMaker& BitMaker::symbol(const HuffmanList& list, int symbol) {
+  unsigned code = 0;
+  size_t index = 0;
+  for (int length = 1; length <= 16; ++length, code <<= 1) {
+    for (int i = 0; i < list.bits[static_cast<size_t>(length - 1)]; ++i, ++code, ++index) {
+      if (list.values[index] == symbol) return bits(code, length);
+    }
+  }
+  throw std::logic_error("no code for this symbol");
+}
+
+Bytes BitMaker::segment() const {
+  Bytes bytes;
+  for (size_t i = 0; i < bits_.size(); i += 8) {
+    int byte = 0;
+    for (size_t k = i; k < i + 8; ++k) byte = byte << 1 | (k >= bits_.size() || bits_[k] ? 1 : 0);
+    bytes.push_back(static_cast<Ipp8u>(byte));
+    if (byte == 0xFF) bytes.push_back(0);
+  }
+  return bytes;
+}

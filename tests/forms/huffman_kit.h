@@ -84,4 +84,16 @@ class BitString {
   size_t next_ = 0;
 };
 
+// Bits put together into an entropy-coded segment with stuffing, code by code.
+class BitMaker {
+ public:
+  BitMaker& bits(unsigned value, int count);
+  BitMaker& symbol(const HuffmanList& list, int symbol);
+  // The segment, its last byte filled up with ones.
+  Bytes segment() const;
+
+ private:
+  std::vector<bool> bits_;
+};
+
 #endif  // QRX_TESTS_FORMS_HUFFMAN_KIT_H_
