@@ -51,8 +51,9 @@ class BitReader {
       if (count_ < kLookupBits) return search(table, 1, result);
     }
     const uint32_t entry = table->lookup[bits_ >> (64 - kLookupBits)];
-    if (entry == 0) return search(table, kLookupBits + 1, result);
-    skip(static_cast<int>(entry >> 16));
+    const unsigned length = entry >> 16;
+    if (length - 1 >= kLookupBits) return search(table, kLookupBits + 1, result);
+    skip(static_cast<int>(length));
     *result = static_cast<int>(entry & 0xFFFF);
     return ippStsNoErr;
   }
