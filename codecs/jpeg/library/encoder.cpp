@@ -172,13 +172,14 @@ int CJPEGEncoder::Init() {
 
   if (mode == JPEG_MODE_PROGRESSIVE) {
     SelectScanScripts();
-    if (coefficients == nullptr) {
-      const std::int64_t size = std::int64_t{mcus_across} * mcus_down * kCoefficientBytesPerMCU;
-      if (size > INT_MAX) return JPEG_OUT_OF_MEMORY;
-      coefficients = static_cast<Ipp16s*>(ippMalloc(static_cast<int>(size)));
-      if (coefficients == nullptr) return JPEG_OUT_OF_MEMORY;
-      ippsZero_8u(reinterpret_cast<Ipp8u*>(coefficients), static_cast<int>(size));
-    }
+    // Of an image before, where Clean was left out, they may be too few.
+    ippFree(coefficients);
+    coefficients = nullptr;
+    const std::int64_t size = std::int64_t{mcus_across} * mcus_down * kCoefficientBytesPerMCU;
+    if (size > INT_MAX) return JPEG_OUT_OF_MEMORY;
+    coefficients = static_cast<Ipp16s*>(ippMalloc(static_cast<int>(size)));
+    if (coefficients == nullptr) return JPEG_OUT_OF_MEMORY;
+    ippsZero_8u(reinterpret_cast<Ipp8u*>(coefficients), static_cast<int>(size));
   }
   return initTables();
 }
