@@ -16,16 +16,21 @@ int CJPEGDecoder::DecodeScanBaselineTiles() {
   if (tile_x < 0 || firstColumn >= rowLength) return JPEG_BAD_SCAN_SEGMENT;
 
   if (tile_mcu_count == 0) return JPEG_NO_ERROR;
+  const int width = dest_width;
   int remaining = tile_mcu_count;
   for (int row = 0; row < mcus_down; ++row) {
     const int room = std::min(row == 0 ? rowLength - firstColumn : rowLength, across);
     const int count = std::min(remaining, room);
     mcus_across = count;  // the row decoders take it from here
+    // Colour conversion treats the last pixels of a line in another way: the first row ends with
+    // the rectangle, as it does in a whole image.
+    dest_width = row == 0 ? std::min(width, tile_width - firstColumn * mcu_width) : width;
     DecodeHuffmanMCURowBL(block_buffer);
     DCT_QNT_SSCC_MCURowBL(block_buffer, 0, row);
     remaining -= count;
   }
   mcus_across = across;
+  dest_width = width;
   return JPEG_NO_ERROR;
 }
 
