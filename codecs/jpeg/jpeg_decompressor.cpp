@@ -108,6 +108,8 @@ bool JpegDecompressor::decompressTile(const Buffer* buffer, std::uint32_t bytesP
   if (!place) return false;
   if (place->cells.count == 0) return true;
 
+  // What getOutputSize can't tell, no host vouches for.
+  if (destinationSize == 0 && outputSize(*head, bytesPerPixel) > UINT32_MAX) return false;
   const std::int64_t rectangle = std::int64_t{head->frameWidth} * head->frameHeight * bytesPerPixel;
   const std::int64_t bound = destinationSize == 0 ? rectangle : std::int64_t{destinationSize};
   if (pixelsNeeded(*place, *head) * bytesPerPixel > bound) return false;
