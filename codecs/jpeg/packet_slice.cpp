@@ -14,6 +14,7 @@ constexpr int kSegmentFixed = 9;   // marker, quality, height, width, component 
 constexpr int kBytesPerEntry = 3;  // of a component in the packet segment
 constexpr int kScanFixed = 8;      // marker, length, count, Ss, Se, Ah/Al
 constexpr int kTables = 2;         // that a packet's quality and the defaults make
+constexpr int kMaxSide = 32767;    // of a rectangle: the head has signed 16-bit fields
 
 int word(const std::uint8_t* bytes) { return bytes[0] << 8 | bytes[1]; }
 
@@ -108,8 +109,8 @@ int PacketCells::countIn(int row) const {
 
 std::optional<PacketCells> packetCells(const PacketSlice& slice, int mcuCount, int xOffset,
                                        int frameWidth) {
-  if (mcuCount < 0 || frameWidth < 1 || xOffset < 0 || xOffset >= frameWidth ||
-      xOffset % slice.mcuWidth != 0 || !slice.canHold(mcuCount)) {
+  if (mcuCount < 0 || frameWidth < 1 || frameWidth > kMaxSide || xOffset < 0 ||
+      xOffset >= frameWidth || xOffset % slice.mcuWidth != 0 || !slice.canHold(mcuCount)) {
     return std::nullopt;
   }
   PacketCells cells = {};

@@ -72,9 +72,9 @@ QRX_API int qrx_jpeg_decode(const std::uint8_t* data, int length, std::uint8_t* 
                             int destinationSize, int bytesPerPixel);
 
 // Decodes the JPEG slice of one packet, from its packet segment up to but without EOI, and places
-// its pixels in `destination`: rows of `frameWidth` pixels, of which the first is the upper line of
-// the packet's first MCU row. Only pixels of the packet's own MCUs are written, and of these only
-// what lies within frameWidth and destinationSize.
+// its pixels in `destination`: rows of `frameWidth` pixels, 1 to 32767; the first is the upper line
+// of the packet's first MCU row. Only pixels of the packet's own MCUs are written, and of these
+// only what lies within frameWidth and destinationSize.
 //   bytesPerPixel    3 or 4; a fourth byte stays as it was
 //   destinationSize  bytes from `destination` to the end of the rectangle
 //   mcuCount         MCUs in the packet; 0 writes nothing
