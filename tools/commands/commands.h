@@ -16,8 +16,14 @@ void addDecode(CLI::App& app, Action& action);
 void addInfo(CLI::App& app, Action& action);
 void addPsnr(CLI::App& app, Action& action);
 void addScene(CLI::App& app, Action& action);
+void addPackets(CLI::App& app, Action& action);
+void addInspect(CLI::App& app, Action& action);
+void addServe(CLI::App& app, Action& action);
+void addView(CLI::App& app, Action& action);
+void addRelay(CLI::App& app, Action& action);
 
-inline constexpr AddCommand kCommands[] = {addEncode, addDecode, addInfo, addPsnr, addScene};
+inline constexpr AddCommand kCommands[] = {addEncode,  addDecode,  addInfo,  addPsnr, addScene,
+                                           addPackets, addInspect, addServe, addView, addRelay};
 
 }  // namespace qrx::tool
 

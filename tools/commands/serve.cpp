@@ -1,0 +1,137 @@
+// qrx-jpeg serve: a live window as packets over UDP.
+#include <algorithm>
+#include <cstdio>
+
+#include "tools/commands/commands.h"
+#include "tools/commands/interrupt.h"
+#include "tools/commands/options.h"
+#include "tools/live/server.h"
+#include "tools/scene/scene_renderer.h"
+#include "tools/support/json.h"
+
+namespace qrx::tool {
+namespace {
+
+struct ServeOptions {
+  std::vector<std::string> pictures;
+  std::string listen = "127.0.0.1:5600";
+  Size size{1280, 720};
+  double framesPerSecond = 25;
+  int frames = 0;
+  double waitSeconds = 0;
+  WindowSenderOptions sender;
+  std::optional<Sampling> sampling;
+  bool json = false;
+  HostOptions host;
+};
+
+// The scene, or the given pictures over and over.
+FrameSource makeSource(const ServeOptions& options, Size& size) {
+  if (options.pictures.empty()) {
+    size = options.size;
+    const auto scene = std::make_shared<SceneRenderer>(size);
+    return [scene](int number, Image& frame) { scene->render(number, frame); };
+  }
+  const auto pictures = std::make_shared<std::vector<Image>>();
+  for (const std::string& path : options.pictures) {
+    pictures->push_back(readImage(path));
+    if (pictures->back().size != pictures->front().size) {
+      throw Error(path + ": not of the first picture's size");
+    }
+  }
+  size = pictures->front().size;
+  return [pictures](int number, Image& frame) {
+    frame = (*pictures)[static_cast<std::size_t>(number) % pictures->size()];
+  };
+}
+
+void printReport(const ServerReport& report, bool json) {
+  const double frames = std::max(1.0, static_cast<double>(report.frames));
+  const double encodeMs = static_cast<double>(report.encodeMicroseconds) / 1000 / frames;
+  if (json) {
+    JsonWriter out;
+    out.beginObject()
+        .field("frames", report.frames)
+        .field("packets", report.packets)
+        .field("bytes", report.bytes)
+        .field("rectangles_repaired", report.repairs)
+        .field("encode_ms_per_frame", encodeMs)
+        .endObject()
+        .print();
+    return;
+  }
+  std::printf("%llu frames, %llu packets, %llu bytes, %llu rectangles repaired, %.2f ms a frame\n",
+              static_cast<unsigned long long>(report.frames),
+              static_cast<unsigned long long>(report.packets),
+              static_cast<unsigned long long>(report.bytes),
+              static_cast<unsigned long long>(report.repairs), encodeMs);
+}
+
+int runServe(const ServeOptions& options) {
+  ServerOptions server;
+  server.listen = Endpoint::parse(options.listen);
+  const FrameSource source = makeSource(options, server.size);
+  server.framesPerSecond = options.framesPerSecond;
+  server.frames = options.frames;
+  server.waitSeconds = options.waitSeconds;
+  server.sender = options.sender;
+  if (options.sampling) requestSampling(*options.sampling);
+  Session session(options.host);
+  Server running(session.compressor(), source, server);
+  // A message, so that scripts with port 0 learn the port while --json stays one object.
+  std::fprintf(stderr, "listening on %s\n", running.local().text().c_str());
+  printReport(running.run(interruptFlag()), options.json);
+  return kDone;
+}
+
+void define(CLI::App& command, ServeOptions& options) {
+  command.add_option("pictures", options.pictures,
+                     "Pictures of one size to loop over, instead of the synthetic scene");
+  command.add_option("--listen", options.listen, "Address and port; port 0 takes a free one")
+      ->capture_default_str()
+      ->type_name("ADDRESS:PORT");
+  addSizeOption(command, options.size);
+  command.add_option("--fps", options.framesPerSecond, "Frames per second")
+      ->check(CLI::Range(0.1, 240.0))
+      ->capture_default_str()
+      ->type_name("N");
+  command
+      .add_option("--frames", options.frames,
+                  "Number of frames; the last one stays until the viewer goes. 0: without end")
+      ->check(CLI::Range(0, 1000000))
+      ->capture_default_str()
+      ->type_name("N");
+  command.add_option("--wait", options.waitSeconds, "End after so long without a viewer; 0: never")
+      ->check(CLI::Range(0.0, 86400.0))
+      ->capture_default_str()
+      ->type_name("S");
+  command
+      .add_option("--tile", options.sender.tile,
+                  "Side of the tiles that are compared and sent, a multiple of 16")
+      ->check(CLI::Range(16, 4096) & CLI::Validator(
+                                         [](const std::string& text) {
+                                           return std::stoi(text) % 16 == 0
+                                                      ? std::string()
+                                                      : std::string("not a multiple of 16");
+                                         },
+                                         ""))
+      ->capture_default_str()
+      ->type_name("N");
+  addQualityOption(command, options.sender.quality);
+  addSamplingOption(command, options.sampling);
+  addJsonOption(command, options.json);
+  addHostOptions(command, options.host);
+}
+
+}  // namespace
+
+void addServe(CLI::App& app, Action& action) {
+  addCommand<ServeOptions>(
+      app, action, "serve", "Serve a live window as packets over UDP",
+      "Tiles that changed since the last frame are compressed to packets and sent, paced over the\n"
+      "frame's time, to one viewer at a time; what the viewer lacks is sent again. Without an\n"
+      "address only this machine can connect.",
+      define, runServe);
+}
+
+}  // namespace qrx::tool

@@ -1,0 +1,102 @@
+// Control messages to and from bytes.
+#include "tools/live/control.h"
+
+#include <algorithm>
+
+#include "tools/live/wire.h"
+
+namespace qrx::tool {
+namespace {
+
+constexpr std::uint8_t kMagic[4] = {'Q', 'R', 'X', 'C'};
+constexpr std::size_t kCrcSize = 4;
+
+std::uint32_t crc32(std::span<const std::uint8_t> data) {
+  std::uint32_t crc = 0xFFFFFFFFu;
+  for (const std::uint8_t byte : data) {
+    crc ^= byte;
+    for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (0xEDB88320u & (0u - (crc & 1)));
+  }
+  return ~crc;
+}
+
+// The fields of FrameInfo in wire order.
+constexpr std::uint32_t FrameInfo::*kFrameFields[] = {
+    &FrameInfo::session,     &FrameInfo::window,      &FrameInfo::width,
+    &FrameInfo::height,      &FrameInfo::frame,       &FrameInfo::firstIndex,
+    &FrameInfo::latestIndex, &FrameInfo::packetsSent, &FrameInfo::encodeMicroseconds,
+    &FrameInfo::finished};
+
+struct Writer {
+  WireWriter& out;
+  void operator()(const Hello& hello) const { out.u32(hello.viewer); }
+  void operator()(const Bye&) const {}
+  void operator()(const FrameInfo& info) const {
+    for (const auto field : kFrameFields) out.u32(info.*field);
+  }
+  void operator()(const RepairRequest& request) const { indexes(request.indexes); }
+  void operator()(const Superseded& message) const {
+    out.u32(message.until);
+    indexes(message.indexes);
+  }
+  void indexes(const std::vector<std::uint32_t>& list) const {
+    const std::size_t count = std::min(list.size(), kMostIndexes);
+    out.u32(static_cast<std::uint32_t>(count));
+    for (std::size_t i = 0; i < count; ++i) out.u32(list[i]);
+  }
+};
+
+std::vector<std::uint32_t> readIndexes(WireReader& in) {
+  const std::size_t count = std::min<std::size_t>(in.u32(), kMostIndexes);
+  std::vector<std::uint32_t> list;
+  for (std::size_t i = 0; i < count && !in.failed(); ++i) list.push_back(in.u32());
+  return list;
+}
+
+std::optional<ControlMessage> readBody(std::size_t kind, WireReader& in) {
+  switch (kind) {
+    case 0: return Hello{in.u32()};
+    case 1: return Bye{};
+    case 2: {
+      FrameInfo info;
+      for (const auto field : kFrameFields) info.*field = in.u32();
+      return info;
+    }
+    case 3: return RepairRequest{readIndexes(in)};
+    case 4: {
+      const std::uint32_t until = in.u32();
+      return Superseded{until, readIndexes(in)};
+    }
+    default: return std::nullopt;
+  }
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> serialise(const ControlMessage& message) {
+  WireWriter out;
+  out.bytes(kMagic);
+  out.u8(static_cast<std::uint8_t>(message.index()));
+  std::visit(Writer{out}, message);
+  out.u32(crc32(out.written()));
+  return out.take();
+}
+
+bool looksLikeControl(std::span<const std::uint8_t> data) {
+  return data.size() >= sizeof kMagic &&
+         std::equal(std::begin(kMagic), std::end(kMagic), data.begin());
+}
+
+std::optional<ControlMessage> parseControl(std::span<const std::uint8_t> data) {
+  if (!looksLikeControl(data) || data.size() < sizeof kMagic + 1 + kCrcSize) return std::nullopt;
+  const std::span<const std::uint8_t> covered = data.first(data.size() - kCrcSize);
+  WireReader crc(data.subspan(covered.size()));
+  if (crc.u32() != crc32(covered)) return std::nullopt;
+  WireReader in(covered.subspan(sizeof kMagic));
+  const std::size_t kind = in.u8();
+  std::optional<ControlMessage> message = readBody(kind, in);
+  if (in.failed() || in.left() != 0) return std::nullopt;
+  return message;
+}
+
+}  // namespace qrx::tool

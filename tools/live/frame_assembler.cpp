@@ -1,0 +1,284 @@
+// Bookkeeping of rectangles by index, decoding outside the lock, placement by whole MCUs.
+#include "tools/live/frame_assembler.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace qrx::tool {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::uint32_t kRgba = 6408;
+constexpr std::uint32_t kFarAhead = 1024;  // an index beyond the expected one by more is damage
+constexpr milliseconds kQuiet{40};         // reordering has settled by then
+constexpr milliseconds kAskAgain{120};
+constexpr std::size_t kRemembered = 4096;  // rectangles, complete ones included
+constexpr int kLargestSide = 16384;
+constexpr std::uint8_t kTint[4] = {160, 32, 160, 255};
+
+}  // namespace
+
+const char* verdictName(Verdict verdict) {
+  constexpr const char* kNames[kVerdictCount] = {
+      "placed", "duplicate", "late", "not_a_packet", "other_window", "bad_head", "undecodable"};
+  return kNames[static_cast<std::size_t>(verdict)];
+}
+
+std::uint64_t AssemblerStatistics::arrived() const {
+  std::uint64_t sum = 0;
+  for (const std::uint64_t count : verdicts) sum += count;
+  return sum;
+}
+
+std::uint64_t AssemblerStatistics::refused() const {
+  const auto count = [this](Verdict v) { return verdicts[static_cast<std::size_t>(v)]; };
+  return count(Verdict::kNotAPacket) + count(Verdict::kOtherWindow) + count(Verdict::kBadHead) +
+         count(Verdict::kUndecodable);
+}
+
+FrameAssembler::FrameAssembler(codec::Decompressor& decompressor) : decompressor_(decompressor) {}
+
+Verdict FrameAssembler::take(Packet& packet, Clock::time_point now) {
+  thread_local std::vector<std::uint8_t> staging;
+  Buffer buffer{nullptr, packet.data(), static_cast<std::uint32_t>(packet.size())};
+  Placement placement{};
+  Verdict verdict = examine(buffer, packet, placement);
+  if (verdict == Verdict::kPlaced) verdict = admit(placement, now);
+  if (verdict == Verdict::kPlaced) verdict = decode(buffer, placement, staging);
+  const std::lock_guard lock(mutex_);
+  if (verdict == Verdict::kPlaced) verdict = place(placement, staging);
+  ++statistics_.verdicts[static_cast<std::size_t>(verdict)];
+  statistics_.bytes += packet.size();
+  return verdict;
+}
+
+// What the packet says of itself, by the library's inspection and against the head's own fields.
+Verdict FrameAssembler::examine(Buffer& buffer, const Packet& packet, Placement& placement) const {
+  if (!decompressor_.isValid(&buffer)) return Verdict::kNotAPacket;
+  const auto head = readHead(packet);
+  const auto cells = cellsOf(*head);
+  if (!cells) return Verdict::kBadHead;
+  std::uint32_t x = 0, y = 0, width = 0, height = 0;
+  decompressor_.getDimensions(&buffer, &x, &y, &width, &height);
+  placement.index = decompressor_.getIndex(&buffer);
+  placement.cells = *cells;
+  placement.mcuShape = head->mcuShape;
+  placement.outputSize = decompressor_.getOutputSize(&buffer, Image::kBytesPerPixel, kRgba);
+  const double coverage = decompressor_.percentCoverage(&buffer);
+  if (std::abs(coverage - 100.0 * cells->count / cells->total()) > 0.001) return Verdict::kBadHead;
+
+  const std::lock_guard lock(mutex_);
+  if (!statistics_.latest || decompressor_.getWindow(&buffer) != statistics_.latest->window) {
+    return Verdict::kOtherWindow;
+  }
+  placement.box = boxInWindow(static_cast<int>(x), static_cast<int>(y), static_cast<int>(width),
+                              static_cast<int>(height), picture_.size);
+  const bool inside = intersect(placement.box, wholeImage(picture_)) == placement.box;
+  return inside && placement.outputSize > 0 ? Verdict::kPlaced : Verdict::kBadHead;
+}
+
+// Whether the packet brings anything new.
+Verdict FrameAssembler::admit(const Placement& placement, Clock::time_point now) {
+  const std::lock_guard lock(mutex_);
+  if (placement.index == 0 || placement.index > expected_ + kFarAhead) return Verdict::kBadHead;
+  expectUpTo(placement.index, now);
+  const auto found = rectangles_.find(placement.index);
+  if (found == rectangles_.end()) return Verdict::kLate;
+  Rectangle& rectangle = found->second;
+  const PacketCells& cells = placement.cells;
+  if (!rectangle.seen) {
+    rectangle.seen = true;
+    rectangle.box = placement.box;
+    rectangle.cells = cells;
+    rectangle.mcuShape = placement.mcuShape;
+    rectangle.missing = cells.total();
+    rectangle.got.assign(static_cast<std::size_t>(cells.total()), false);
+  }
+  if (rectangle.box != placement.box || rectangle.mcuShape != placement.mcuShape) {
+    return Verdict::kBadHead;
+  }
+  rectangle.quietSince = now;
+  const auto first = rectangle.got.begin() + cells.first;
+  const bool nothingNew = std::all_of(first, first + cells.count, [](bool got) { return got; });
+  return nothingNew ? Verdict::kDuplicate : Verdict::kPlaced;
+}
+
+Verdict FrameAssembler::decode(Buffer& buffer, const Placement& placement,
+                               std::vector<std::uint8_t>& staging) {
+  const Clock::time_point start = Clock::now();
+  staging.resize(std::max<std::size_t>(staging.size(), placement.outputSize));
+  const bool decoded = decompressor_.decompressTile(&buffer, Image::kBytesPerPixel, kRgba,
+                                                    staging.data(), placement.outputSize);
+  const auto took =
+      std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start).count();
+  const std::lock_guard lock(mutex_);
+  statistics_.decodeMicroseconds += static_cast<std::uint64_t>(took);
+  return decoded ? Verdict::kPlaced : Verdict::kUndecodable;
+}
+
+Verdict FrameAssembler::place(const Placement& placement,
+                              const std::vector<std::uint8_t>& staging) {
+  const auto found = rectangles_.find(placement.index);
+  if (found == rectangles_.end()) return Verdict::kLate;
+  Rectangle& rectangle = found->second;
+  bool anyNew = false, anyWritten = false;
+  for (int i = 0; i < placement.cells.count; ++i) {
+    const int mcu = placement.cells.first + i;
+    if (rectangle.got[static_cast<std::size_t>(mcu)]) continue;
+    rectangle.got[static_cast<std::size_t>(mcu)] = true;
+    --rectangle.missing;
+    anyNew = true;
+    if (copyCell(placement, mcu, staging.data())) anyWritten = true;
+  }
+  if (!anyNew) return Verdict::kDuplicate;  // another thread had the same packet
+  return anyWritten ? Verdict::kPlaced : Verdict::kLate;
+}
+
+// The staging buffer's rows are the rectangle's, not the window's.
+bool FrameAssembler::copyCell(const Placement& placement, int mcu, const std::uint8_t* staging) {
+  const Box& box = placement.box;
+  const Box cell = placement.cells.cell(mcu, {box.width(), box.height()});
+  bool written = false;
+  for (int y = cell.top; y < cell.bottom; ++y) {
+    const std::uint8_t* from = staging + (std::ptrdiff_t{y} * box.width() + cell.left) * 4;
+    std::uint8_t* to = picture_.row(box.top + y) + (box.left + cell.left) * 4;
+    std::uint32_t* stamp =
+        stamps_.data() + std::ptrdiff_t{box.top + y} * picture_.size.width + box.left + cell.left;
+    for (int x = 0; x < cell.width(); ++x, ++stamp, from += 4, to += 4) {
+      if (*stamp > placement.index) continue;
+      if (*stamp == 0) ++stamped_;
+      *stamp = placement.index;
+      std::memcpy(to, from, 3);
+      written = true;
+    }
+  }
+  return written;
+}
+
+// Every index up to this one stands for a rectangle that was sent.
+void FrameAssembler::expectUpTo(std::uint32_t index, Clock::time_point now) {
+  while (expected_ < index) {
+    Rectangle rectangle;
+    rectangle.quietSince = now;
+    rectangles_.emplace(++expected_, std::move(rectangle));
+  }
+  forgetOld();
+}
+
+void FrameAssembler::forgetOld() {
+  for (auto at = rectangles_.begin();
+       at != rectangles_.end() && rectangles_.size() > kRemembered;) {
+    at = at->second.complete() ? rectangles_.erase(at) : std::next(at);
+  }
+}
+
+void FrameAssembler::reset(const FrameInfo& info) {
+  picture_ = Image({static_cast<int>(info.width), static_cast<int>(info.height)});
+  for (std::size_t i = 3; i < picture_.pixels.size(); i += 4) picture_.pixels[i] = 0xFF;
+  stamps_.assign(picture_.pixels.size() / 4, 0);
+  stamped_ = 0;
+  rectangles_.clear();
+  expected_ = info.firstIndex - 1;
+  firstFrame_ = info.frame;
+  awaited_ = 0;
+  statistics_.latest = info;
+}
+
+void FrameAssembler::announce(const FrameInfo& info, Clock::time_point now) {
+  if (info.width < 1 || info.height < 1 || info.width > kLargestSide ||
+      info.height > kLargestSide || info.latestIndex + 1 < info.firstIndex) {
+    return;
+  }
+  const std::lock_guard lock(mutex_);
+  const bool another = !statistics_.latest || statistics_.latest->session != info.session;
+  if (another) reset(info);
+  FrameInfo& latest = *statistics_.latest;
+  if (info.latestIndex < latest.latestIndex || info.frame < latest.frame) return;  // overtaken
+  if (another || info.frame > latest.frame) {
+    ++statistics_.announced;
+    statistics_.encodeMicroseconds += info.encodeMicroseconds;
+  }
+  latest = info;
+  statistics_.frames = std::uint64_t{info.frame} - firstFrame_ + 1;
+  if (info.latestIndex - std::min(info.latestIndex, expected_) <= kRemembered * 16) {
+    expectUpTo(info.latestIndex, now);
+  }
+}
+
+void FrameAssembler::supersede(const Superseded& message) {
+  const std::lock_guard lock(mutex_);
+  awaited_ = std::max(awaited_, message.until);
+  for (const std::uint32_t index : message.indexes) {
+    const auto found = rectangles_.find(index);
+    if (found != rectangles_.end() && !found->second.complete()) rectangles_.erase(found);
+  }
+}
+
+// Whether later rectangles cover all that this one lacks.
+bool FrameAssembler::replacedByNewer(std::uint32_t index, const Rectangle& rectangle) const {
+  const Box& box = rectangle.box;
+  for (int mcu = 0; mcu < rectangle.cells.total(); ++mcu) {
+    if (rectangle.got[static_cast<std::size_t>(mcu)]) continue;
+    const Box cell = rectangle.cells.cell(mcu, {box.width(), box.height()});
+    for (int y = cell.top; y < cell.bottom; ++y) {
+      const auto row =
+          stamps_.begin() + std::ptrdiff_t{box.top + y} * picture_.size.width + box.left;
+      const auto newer = [index](std::uint32_t stamp) { return stamp > index; };
+      if (!std::all_of(row + cell.left, row + cell.right, newer)) return false;
+    }
+  }
+  return true;
+}
+
+std::vector<std::uint32_t> FrameAssembler::toRepair(Clock::time_point now) {
+  const std::lock_guard lock(mutex_);
+  std::vector<std::uint32_t> indexes;
+  if (!statistics_.latest) return indexes;
+  const auto end = rectangles_.upper_bound(statistics_.latest->latestIndex);
+  for (auto at = rectangles_.begin(); at != end && indexes.size() < kMostIndexes;) {
+    auto& [index, rectangle] = *at;
+    const bool quiet = now - rectangle.quietSince >= kQuiet && now - rectangle.asked >= kAskAgain;
+    if (rectangle.complete() || !quiet) {
+      ++at;
+    } else if (rectangle.seen && replacedByNewer(index, rectangle)) {
+      at = rectangles_.erase(at);
+    } else {
+      rectangle.asked = now;
+      indexes.push_back(index);
+      ++at;
+    }
+  }
+  return indexes;
+}
+
+AssemblerStatistics FrameAssembler::statistics() const {
+  const std::lock_guard lock(mutex_);
+  AssemblerStatistics result = statistics_;
+  if (!result.latest) return result;
+  result.coverage = 100.0 * static_cast<double>(stamped_) / static_cast<double>(stamps_.size());
+  const auto end = rectangles_.upper_bound(result.latest->latestIndex);
+  result.complete = stamped_ == stamps_.size() && expected_ >= result.latest->latestIndex &&
+                    awaited_ <= result.latest->latestIndex &&
+                    std::all_of(rectangles_.begin(), end,
+                                [](const auto& entry) { return entry.second.complete(); });
+  const std::uint64_t unique =
+      result.arrived() - result.verdicts[static_cast<std::size_t>(Verdict::kDuplicate)];
+  const std::uint64_t sent = result.latest->packetsSent;
+  result.packetsLost = sent > unique ? sent - unique : 0;
+  return result;
+}
+
+bool FrameAssembler::copyPicture(Image& picture, bool tintMissing) const {
+  const std::lock_guard lock(mutex_);
+  if (!statistics_.latest) return false;
+  picture = picture_;
+  if (!tintMissing || stamped_ == stamps_.size()) return true;
+  for (std::size_t i = 0; i < stamps_.size(); ++i) {
+    if (stamps_[i] == 0) std::memcpy(picture.pixels.data() + i * 4, kTint, 4);
+  }
+  return true;
+}
+
+}  // namespace qrx::tool

@@ -1,0 +1,121 @@
+// The viewer's half without sockets: packets into a frame buffer, and what is missing.
+#ifndef QRX_TOOLS_LIVE_FRAME_ASSEMBLER_H_
+#define QRX_TOOLS_LIVE_FRAME_ASSEMBLER_H_
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "qrx/codec.h"
+#include "tools/image/image.h"
+#include "tools/live/control.h"
+#include "tools/live/packet.h"
+
+namespace qrx::tool {
+
+// What became of a packet.
+enum class Verdict {
+  kPlaced,
+  kDuplicate,   // all its MCUs were there
+  kLate,        // its rectangle was replaced by a newer one
+  kNotAPacket,  // isValid refused it
+  kOtherWindow,
+  kBadHead,      // fields that contradict each other, the window or earlier packets
+  kUndecodable,  // decompressTile refused it
+};
+inline constexpr std::size_t kVerdictCount = 7;
+const char* verdictName(Verdict verdict);
+
+struct AssemblerStatistics {
+  std::array<std::uint64_t, kVerdictCount> verdicts{};
+  std::uint64_t bytes = 0;
+  std::uint64_t decodeMicroseconds = 0;
+  std::uint64_t packetsLost = 0;         // sent, by the server's count, and not arrived
+  std::uint64_t frames = 0;              // from the first to the latest that was announced
+  std::uint64_t announced = 0;           // those whose announcement arrived
+  std::uint64_t encodeMicroseconds = 0;  // of the announced ones
+  double coverage = 0;                   // percent of the window's pixels that ever arrived
+  bool complete = false;                 // every announced rectangle arrived or was replaced
+  std::optional<FrameInfo> latest;
+
+  std::uint64_t arrived() const;
+  // Packets that are no good, as against duplicate or late ones.
+  std::uint64_t refused() const;
+};
+
+// All operations may be called from any thread; packets are decoded side by side.
+class FrameAssembler {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  explicit FrameAssembler(codec::Decompressor& decompressor);
+
+  // A packet from the network; its bytes may change.
+  Verdict take(Packet& packet, Clock::time_point now);
+
+  void announce(const FrameInfo& info, Clock::time_point now);
+  void supersede(const Superseded& message);
+
+  // Rectangles to ask for at this time: incomplete and quiet for a while. Each comes up again
+  // until it is complete or superseded.
+  std::vector<std::uint32_t> toRepair(Clock::time_point now);
+
+  AssemblerStatistics statistics() const;
+
+  // The window as it stands; pixels that never arrived are black, or tinted. False before the
+  // first announcement.
+  bool copyPicture(Image& picture, bool tintMissing) const;
+
+ private:
+  // A rectangle that was sent and not replaced.
+  struct Rectangle {
+    bool seen = false;  // a packet of it came: the next five are known
+    Box box;
+    PacketCells cells;
+    std::uint8_t mcuShape = 0;
+    std::vector<bool> got;
+    int missing = 0;
+    bool complete() const { return seen && missing == 0; }
+    Clock::time_point quietSince;
+    Clock::time_point asked{};
+  };
+  // A packet whose head has been checked against the window.
+  struct Placement {
+    std::uint32_t index;
+    Box box;
+    PacketCells cells;
+    std::uint8_t mcuShape;
+    std::uint32_t outputSize;
+  };
+
+  Verdict examine(Buffer& buffer, const Packet& packet, Placement& placement) const;
+  Verdict admit(const Placement& placement, Clock::time_point now);
+  Verdict decode(Buffer& buffer, const Placement& placement, std::vector<std::uint8_t>& staging);
+  Verdict place(const Placement& placement, const std::vector<std::uint8_t>& staging);
+  // False where newer pixels stand everywhere.
+  bool copyCell(const Placement& placement, int mcu, const std::uint8_t* staging);
+  void reset(const FrameInfo& info);
+  void expectUpTo(std::uint32_t index, Clock::time_point now);
+  void forgetOld();
+  bool replacedByNewer(std::uint32_t index, const Rectangle& rectangle) const;
+
+  codec::Decompressor& decompressor_;
+  mutable std::mutex mutex_;
+  // Guarded by the mutex.
+  Image picture_;
+  std::vector<std::uint32_t> stamps_;  // per pixel: index that it came with, 0 for none
+  std::size_t stamped_ = 0;
+  std::map<std::uint32_t, Rectangle> rectangles_;  // by index
+  std::uint32_t firstFrame_ = 0;
+  std::uint32_t awaited_ = 0;   // repairs are on their way up to this index
+  std::uint32_t expected_ = 0;  // indexes up to here have been among them
+  AssemblerStatistics statistics_;
+};
+
+}  // namespace qrx::tool
+
+#endif  // QRX_TOOLS_LIVE_FRAME_ASSEMBLER_H_
