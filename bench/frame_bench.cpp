@@ -1,4 +1,4 @@
-// Frames per second through the library, beside libjpeg-turbo in the same run.
+// Frames and packets through the library, beside libjpeg-turbo and our own frames in the same run.
 //
 //   frame_bench [--library=PATH] [--slot=N] [options of Google Benchmark]
 //
@@ -32,15 +32,17 @@ constexpr int kSceneFrame = 10;
 // One measurement, as a child sends it to the parent.
 struct Result {
   char name[80];  // "encode/1920x1080/q85/4:2:0"
-  bool ours;
+  char who[24];   // "qrx", or the road's peer
   double milliseconds;
   double bytes;
+  double pixels;
 };
 
 void measure(benchmark::State& state, const bench::Work& work, double pixels) {
   std::size_t bytes = 0;
   for (auto _ : state) bytes = work();
   state.counters["bytes"] = static_cast<double>(bytes);
+  state.counters["pixels"] = pixels;
   state.counters["Mpixel/s"] =
       benchmark::Counter(pixels / 1e6, benchmark::Counter::kIsIterationInvariantRate);
 }
@@ -53,7 +55,7 @@ std::string caseName(const bench::Road& road, tool::Size size, int quality,
   return name;
 }
 
-constexpr char kOurs[] = "/qrx", kTheirs[] = "/libjpeg-turbo";
+constexpr char kOurs[] = "qrx";
 
 // Prints as usual and keeps the best time of each benchmark.
 class Collector : public benchmark::ConsoleReporter {
@@ -71,15 +73,15 @@ class Collector : public benchmark::ConsoleReporter {
  private:
   void keep(const Run& run) {
     const std::string& full = run.run_name.function_name;
-    const bool ours = full.ends_with(kOurs);
-    const std::string name(full, 0, full.rfind('/'));
+    const std::size_t slash = full.rfind('/');
     Result result{};
-    std::snprintf(result.name, sizeof result.name, "%s", name.c_str());
-    result.ours = ours;
+    std::snprintf(result.name, sizeof result.name, "%s", full.substr(0, slash).c_str());
+    std::snprintf(result.who, sizeof result.who, "%s", full.c_str() + slash + 1);
     result.milliseconds = run.GetAdjustedRealTime();
     result.bytes = run.counters.at("bytes");
+    result.pixels = run.counters.at("pixels");
     for (Result& known : results_) {
-      if (known.ours == ours && name == known.name) {
+      if (std::strcmp(known.who, result.who) == 0 && std::strcmp(known.name, result.name) == 0) {
         known.milliseconds = std::min(known.milliseconds, result.milliseconds);
         return;
       }
@@ -101,8 +103,8 @@ void registerCase(tool::Session& session, const bench::Road& road, const tool::I
         ->Unit(benchmark::kMillisecond)
         ->UseRealTime();
   };
-  add(name + kOurs, road.ours(session, frame));
-  add(name + kTheirs, road.theirs(session, frame));
+  add(name + "/" + kOurs, road.ours(session, frame));
+  add(name + "/" + road.peer, road.theirs(session, frame));
 }
 
 // The benchmarks of one sampling; results go to `target`. Runs in a child process.
@@ -177,18 +179,18 @@ bool measureSampling(int argc, char** argv, const tool::HostOptions& options,
 }
 
 void printTable(const std::vector<Result>& results) {
-  std::printf("\n%-32s %10s %14s %7s %10s %14s\n", "", "qrx ms", "libjpeg-turbo", "ratio",
-              "qrx bytes", "libjpeg-turbo");
+  std::printf("\n%-32s %10s %10s %10s %7s  %s\n", "", "qrx ms", "Mpixel/s", "peer ms", "ratio",
+              "peer");
   for (const Result& ours : results) {
-    if (!ours.ours) continue;
+    if (std::strcmp(ours.who, kOurs) != 0) continue;
     for (const Result& theirs : results) {
-      if (theirs.ours || std::strcmp(ours.name, theirs.name) != 0) continue;
-      std::printf("%-32s %10.2f %14.2f %7.2f %10.0f %14.0f\n", ours.name, ours.milliseconds,
-                  theirs.milliseconds, ours.milliseconds / theirs.milliseconds, ours.bytes,
-                  theirs.bytes);
+      if (&theirs == &ours || std::strcmp(ours.name, theirs.name) != 0) continue;
+      std::printf("%-32s %10.2f %10.0f %10.2f %7.2f  %s\n", ours.name, ours.milliseconds,
+                  ours.pixels / ours.milliseconds / 1e3, theirs.milliseconds,
+                  ours.milliseconds / theirs.milliseconds, theirs.who);
     }
   }
-  std::printf("ratio: our time divided by theirs; below 1 we are faster\n");
+  std::printf("ratio: our time divided by the peer's; below 1 we are faster\n");
 }
 
 // Takes our own options out of the argument list.

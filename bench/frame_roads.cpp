@@ -36,6 +36,28 @@ std::vector<std::uint8_t> compress(tool::Session& session, const FrameCase& fram
   return data;
 }
 
+using Packets = std::vector<std::vector<std::uint8_t>>;
+
+void addSize(std::uint8_t*, std::uint32_t size, void* userData) {
+  *static_cast<std::size_t*>(userData) += size;
+}
+
+void keepPacket(std::uint8_t* data, std::uint32_t size, void* userData) {
+  static_cast<Packets*>(userData)->emplace_back(data, data + size);
+}
+
+// Every packet of the frame goes to `callback`. The library reads a byte of what `userData` points
+// at, so that it has to be five bytes long.
+void compressPackets(codec::Compressor& compressor, const tool::Image& image, int quality,
+                     codec::CompressCallback callback, void* userData) {
+  const auto width = static_cast<std::uint32_t>(image.size.width);
+  const auto height = static_cast<std::uint32_t>(image.size.height);
+  if (!compressor.compress(image.pixels.data(), tool::Image::kBytesPerPixel, 1, 1, 0, 0, width,
+                           height, 0, 0, static_cast<std::uint32_t>(quality), callback, userData)) {
+    throw tool::Error("the library refused the rectangle");
+  }
+}
+
 }  // namespace
 
 Work encodeOurs(tool::Session& session, const FrameCase& frame) {
@@ -97,6 +119,38 @@ Work decodeTheirs(tool::Session& session, const FrameCase& frame) {
       throw tool::Error(tjGetErrorStr2(handle.get()));
     }
     return stream->size();
+  };
+}
+
+Work packetsOut(tool::Session& session, const FrameCase& frame) {
+  codec::Compressor& compressor = session.compressor();
+  const tool::Image& image = frame.image;
+  const int quality = frame.quality;
+  return [&compressor, &image, quality] {
+    std::size_t bytes = 0;
+    compressPackets(compressor, image, quality, addSize, &bytes);
+    return bytes;
+  };
+}
+
+Work packetsIn(tool::Session& session, const FrameCase& frame) {
+  codec::Decompressor& decompressor = session.decompressor();
+  const auto packets = std::make_shared<Packets>();
+  compressPackets(session.compressor(), frame.image, frame.quality, keepPacket, packets.get());
+  // Room for whole MCUs at the lower edge.
+  const auto target = std::make_shared<tool::Image>(
+      tool::Size{frame.image.size.width, frame.image.size.height + 16});
+  return [&decompressor, packets, target] {
+    std::size_t bytes = 0;
+    for (std::vector<std::uint8_t>& packet : *packets) {
+      const Buffer buffer{nullptr, packet.data(), static_cast<std::uint32_t>(packet.size())};
+      if (!decompressor.decompressTile(&buffer, tool::Image::kBytesPerPixel, 0,
+                                       target->pixels.data(), 0)) {
+        throw tool::Error("the library refused a packet");
+      }
+      bytes += packet.size();
+    }
+    return bytes;
   };
 }
 

@@ -1,5 +1,5 @@
-// The work that the frame benchmark measures: each road through the library, and the same work done
-// by libjpeg-turbo.
+// The work that the frame benchmark measures: each road through the library, and beside it the same
+// work done by libjpeg-turbo, or for packets by our own road of frames.
 #ifndef QRX_BENCH_FRAME_ROADS_H_
 #define QRX_BENCH_FRAME_ROADS_H_
 
@@ -20,11 +20,14 @@ struct FrameCase {
 // Does the work once and gives the size of the compressed data; throws tool::Error on failure.
 using Work = std::function<std::size_t()>;
 
+// Makes the work of a case; the session's compressor has the case's sampling.
+using MakeWork = Work (*)(tool::Session& session, const FrameCase& frame);
+
 struct Road {
   const char* name;
-  // The session's compressor has the case's sampling.
-  Work (*ours)(tool::Session& session, const FrameCase& frame);
-  Work (*theirs)(tool::Session& session, const FrameCase& frame);
+  MakeWork ours;
+  const char* peer;
+  MakeWork theirs;
 };
 
 Work encodeOurs(tool::Session& session, const FrameCase& frame);
@@ -33,8 +36,14 @@ Work encodeTheirs(tool::Session& session, const FrameCase& frame);
 Work decodeOurs(tool::Session& session, const FrameCase& frame);
 Work decodeTheirs(tool::Session& session, const FrameCase& frame);
 
-inline constexpr Road kRoads[] = {{"encode", encodeOurs, encodeTheirs},
-                                  {"decode", decodeOurs, decodeTheirs}};
+// The whole frame as one rectangle: all its packets out, or in, one after the other.
+Work packetsOut(tool::Session& session, const FrameCase& frame);
+Work packetsIn(tool::Session& session, const FrameCase& frame);
+
+inline constexpr Road kRoads[] = {{"encode", encodeOurs, "libjpeg-turbo", encodeTheirs},
+                                  {"decode", decodeOurs, "libjpeg-turbo", decodeTheirs},
+                                  {"packets out", packetsOut, "our frames", encodeOurs},
+                                  {"packets in", packetsIn, "our frames", decodeOurs}};
 
 }  // namespace qrx::bench
 
