@@ -83,6 +83,7 @@ class Compressor {
   //   width, height    up to 32767; the raw size must fit in an int
   //   quality          as above
   //   userData         a block of at least five bytes; byte 4 goes into every packet's head
+  // Before a packet goes on the wire, call qrxMarkPacket on it.
   // False, with no call back, for arguments as above. True otherwise: an encoder error ends the
   // run of packets early, and no packet then carries the last-packet mark.
   virtual bool compress(const std::uint8_t* image, std::uint32_t channels, std::uint32_t window,
@@ -173,6 +174,10 @@ int version(void);
 int initCodec(void);
 // A new codec; end it with release().
 qrx::codec::Codec* createCodec(void);
+
+// Call this on a packet from compress before it goes on the wire: the writer stores 231 in the
+// packet's kind byte, and isValid takes 1.
+inline void qrxMarkPacket(std::uint8_t* packet) { packet[2] = 1; }
 
 }  // extern "C"
 

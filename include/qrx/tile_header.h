@@ -11,7 +11,7 @@
 struct udp_header {
   std::int8_t headerSize;    // 32
   std::uint8_t contextByte;  // byte 4 of the block at the compress call's userData
-  std::uint8_t kind;         // 231 as written; a receiver takes 1 (see qrxMarkPacket)
+  std::uint8_t kind;         // 231 as written; a receiver takes 1 (qrxMarkPacket of codec.h)
   std::uint8_t mcuShape;     // MCU width / 8 in the high nibble, height / 8 in the low one
   std::int16_t dataEnd;      // packet length - 2: offset of the EOI marker
   std::int16_t mcuCount;     // MCUs in this packet
@@ -37,9 +37,5 @@ static_assert(offsetof(udp_header, headerSize) == 0 && offsetof(udp_header, cont
                   offsetof(udp_header, frameX) == 24 && offsetof(udp_header, frameY) == 26 &&
                   offsetof(udp_header, frameWidth) == 28 && offsetof(udp_header, frameHeight) == 30,
               "the head's fields are fixed on the wire");
-
-// Call this on a packet from compress before it goes on the wire: the writer's kind is 231, and
-// isValid takes 1.
-inline void qrxMarkPacket(std::uint8_t* packet) { packet[offsetof(udp_header, kind)] = 1; }
 
 #endif  // QRX_TILE_HEADER_H_
