@@ -16,7 +16,7 @@ class WireWriter {
     for (int shift = 0; shift < 32; shift += 8) u8(static_cast<std::uint8_t>(value >> shift));
   }
   void bytes(std::span<const std::uint8_t> data) {
-    data_.insert(data_.end(), data.begin(), data.end());
+    for (const std::uint8_t byte : data) u8(byte);
   }
   std::span<const std::uint8_t> written() const { return data_; }
   std::vector<std::uint8_t> take() { return std::move(data_); }
