@@ -17,7 +17,7 @@ port_of() {
 session() { # NAME RELAY-OPTIONS...
   local name=$1 server relay
   shift
-  "$tool" serve --listen :0 --size 400x300 --frames 20 --fps 20 --wait 30 --json >"$name.serve" \
+  "$tool" serve --listen :0 --size 400x300 --tile 64 --frames 20 --fps 20 --wait 30 --json >"$name.serve" \
     2>"$name.serve.err" &
   server=$!
   "$tool" relay --listen :0 --to ":$(port_of "$name.serve.err")" --json "$@" >"$name.relay" \
@@ -33,10 +33,22 @@ session() { # NAME RELAY-OPTIONS...
 
 session clean
 [ "$(json packets_lost <clean.view)" = 0 ] || fail "packets lost on a clean line: $(cat clean.view)"
-session lossy --loss 10% --burst 4 --reorder 10% --duplicate 2% --delay 5ms --seed 5
+session lossy --loss 20% --burst 4 --reorder 10% --duplicate 2% --delay 5ms --seed 5
 [ "$(json packets_lost <lossy.view)" -gt 0 ] || fail "no packets lost: $(cat lossy.view)"
 [ "$(json rectangles_repaired <lossy.serve)" -gt 0 ] || fail "no repair: $(cat lossy.serve)"
 cmp -s clean.png lossy.png || fail "the repaired picture differs from the loss-free one"
+
+# A window, without a screen.
+"$tool" serve --listen :0 --size 320x200 --frames 5 --wait 30 >window.serve 2>window.serve.err &
+server=$!
+SDL_VIDEODRIVER=dummy "$tool" view --connect ":$(port_of window.serve.err)" --json >window.view \
+  2>window.err &
+viewer=$!
+sleep 2
+kill $viewer
+wait $viewer || fail "view in a window ended with $?: $(cat window.err)"
+[ "$(json coverage <window.view)" = 100.000 ] || fail "the window: $(cat window.view)"
+wait $server || fail "serve ended with $?"
 
 # Nobody there, and wrong addresses.
 expect 1 "$tool" view --connect :1 --headless --timeout 0.3
