@@ -132,6 +132,54 @@ done < <("$tool" info "$progressive.jpg" | awk '$3 ~ /^SOS/ { print $1, $2 }')
 show_scans "$total"
 echo '</table>' >>"$html"
 rm -f "$demo/part.jpg"
+# The live window through a network that loses, reorders and duplicates, for ten seconds; then
+# through one that does not, for comparison.
+note "serving and viewing a live window over a bad network"
+cat >>"$html" <<'HTML'
+<h1>A live window over a network that loses 5% of its packets</h1><table><tr>
+HTML
+
+# The port in the message "listening on ADDRESS:PORT" in file $1.
+port_of() {
+  local tries=100
+  while ! sed -nE 's/^listening on .*:([0-9]+)$/\1/p' "$1" | grep .; do
+    [ $((tries--)) -gt 0 ] || return 1
+    sleep 0.1
+  done
+}
+
+live() { # NAME FRAMES-PER-SECOND RELAY-OPTIONS...
+  local name=$demo/live-$1 fps=$2 server relay status=0
+  shift 2
+  : >"$name.serve"
+  : >"$name.relay"
+  "$tool" serve --listen :0 --size "$size" --frames 250 --fps "$fps" --wait 20 \
+    >/dev/null 2>"$name.serve" &
+  server=$!
+  "$tool" relay --listen :0 --to ":$(port_of "$name.serve")" "$@" >/dev/null 2>"$name.relay" &
+  relay=$!
+  "$tool" view --connect ":$(port_of "$name.relay")" --snapshot "$name-during.png" --after 100 \
+    --repaired "$name-after.png" --timeout 40 || status=$?
+  wait $server || status=$?
+  kill $relay
+  wait $relay || status=$?
+  rm -f "$name.serve" "$name.relay"
+  return $status
+}
+
+if live lossy 25 --loss 5% --burst 8 --reorder 10% --duplicate 1% --delay 20ms --seed 1 &&
+  live clean 100 >/dev/null && cmp -s "$demo/live-lossy-after.png" "$demo/live-clean-after.png"; then
+  echo "the repaired picture equals the one of a network without loss"
+else
+  echo "the live window was not repaired" >&2
+  failures=$((failures + 1))
+fi
+cat >>"$html" <<'HTML'
+<td><img src="live-lossy-during.png">during loss
+<td><img src="live-lossy-after.png">after repair
+<td><img src="live-clean-after.png">without loss
+</table>
+HTML
 rm -rf "$demo/empty"
 
 note "pictures: $html"
