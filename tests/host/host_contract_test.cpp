@@ -246,9 +246,9 @@ udp_header soundHead() {
 }
 
 Bytes packetOf(const udp_header& head, std::size_t length = 70) {
-  Bytes packet(length);
-  std::memcpy(packet.data(), &head, std::min(length, sizeof head));
-  return packet;
+  Bytes packet(std::max(length, sizeof head));
+  std::memcpy(packet.data(), &head, sizeof head);
+  return Bytes(packet.begin(), packet.begin() + static_cast<std::ptrdiff_t>(length));
 }
 
 TEST_F(HostContract, LooksIntoAPacket) {

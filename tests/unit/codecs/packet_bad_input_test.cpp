@@ -143,6 +143,8 @@ TEST(BadPackets, AreRefusedWhereHeadAndSegmentsDisagree) {
                {"more MCUs", 6, {0xFF, 0x7F}},
                {"place between MCUs", 16, {1, 0}},
                {"height between MCUs", 18, {1, 0}},
+               {"rectangle width", 28, {63}},
+               {"rectangle height", 30, {47}},
                {"marker", 33, {0xDD}},
                {"quality 0", 34, {0, 0}},
                {"segment height", 36, {0xFF, 0xFF}},
