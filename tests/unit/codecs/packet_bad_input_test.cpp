@@ -131,7 +131,7 @@ TEST(BadPackets, HeadFieldsAtTheirEnds) {
 
 TEST(BadPackets, AreRefusedWhereHeadAndSegmentsDisagree) {
   const PacketRun run(noisePicture({64, 48}, 5), 2, 70);
-  Victim victim(run, 1);
+  Victim victim(run, 0);
   const struct {
     const char* what;
     std::size_t offset;
