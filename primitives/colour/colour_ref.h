@@ -14,14 +14,25 @@ struct Rgb {
   Ipp8u r, g, b;
 };
 
-// Forward, 15 fraction bits: the pixels of whole blocks.
-inline Ipp8u lumaOfBlock(int r, int g, int b) {
-  return clampTo8u((9798 * r + 19235 * g + 3736 * b + 16266) >> 15);
+// Forward, 15 fraction bits: the pixels of whole blocks. An offset of 128, which the chroma has,
+// is not part of the rounding term.
+struct ForwardFactors {
+  int red, green, blue, rounding;
+};
+
+constexpr ForwardFactors kBlockLuma = {9798, 19235, 3736, 16266};
+constexpr ForwardFactors kBlockCb = {-5529, -10855, 16384, 16384};
+constexpr ForwardFactors kBlockCr = {16384, -13720, -2664, 16400};
+
+inline int weighed(const ForwardFactors& f, int r, int g, int b) {
+  return (f.red * r + f.green * g + f.blue * b + f.rounding) >> 15;
 }
 
+inline Ipp8u lumaOfBlock(int r, int g, int b) { return clampTo8u(weighed(kBlockLuma, r, g, b)); }
+
 inline YCbCr forwardOfBlock(int r, int g, int b) {
-  return {lumaOfBlock(r, g, b), clampTo8u((-5529 * r - 10855 * g + 16384 * b + 4210688) >> 15),
-          clampTo8u((16384 * r - 13720 * g - 2664 * b + 4210704) >> 15)};
+  return {lumaOfBlock(r, g, b), clampTo8u(weighed(kBlockCb, r, g, b) + 128),
+          clampTo8u(weighed(kBlockCr, r, g, b) + 128)};
 }
 
 // Forward, 14 fraction bits: the pixels that are left over, and CMYK.
@@ -35,10 +46,22 @@ constexpr int kForwardBlock = 8;
 inline int pixelsInForwardBlocks(int width) { return width - width % kForwardBlock; }
 
 // Inverse, 14 fraction bits: the pixels of whole blocks.
+struct ChromaFactor {
+  int factor, rounding;
+};
+
+struct GreenFactors {
+  int cb, cr, rounding;
+};
+
+constexpr ChromaFactor kBlockRed = {22970, -2932015};
+constexpr ChromaFactor kBlockBlue = {29032, -3707961};
+constexpr GreenFactors kBlockGreen = {-5638, -11700, 2227566};
+
 inline Rgb inverseOfBlock(int y, int cb, int cr) {
-  return {clampTo8u(y + ((22970 * cr - 2932015) >> 14)),
-          clampTo8u(y + ((-5638 * cb - 11700 * cr + 2227566) >> 14)),
-          clampTo8u(y + ((29032 * cb - 3707961) >> 14))};
+  return {clampTo8u(y + ((kBlockRed.factor * cr + kBlockRed.rounding) >> 14)),
+          clampTo8u(y + ((kBlockGreen.cb * cb + kBlockGreen.cr * cr + kBlockGreen.rounding) >> 14)),
+          clampTo8u(y + ((kBlockBlue.factor * cb + kBlockBlue.rounding) >> 14))};
 }
 
 // The same for the way to CMYK, whose rounding terms are its own.

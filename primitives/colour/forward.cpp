@@ -2,6 +2,9 @@
 #include "primitives/colour/colour_ref.h"
 #include "primitives/form.h"
 #include "primitives/unaligned.h"
+#ifndef QRX_SCALAR
+#include "primitives/colour/colour_simd.h"
+#endif
 
 namespace {
 
@@ -17,8 +20,12 @@ void forwardRow(const Ipp8u* __restrict src, Ipp8u* __restrict y, Ipp8u* __restr
     cr[i] = pixel.cr;
   };
   const int inBlocks = pixelsInForwardBlocks(width);
-  for (int i = 0; i < inBlocks; ++i) convert(i, forwardOfBlock);
-  for (int i = inBlocks; i < width; ++i) convert(i, forwardOfRest);
+  ptrdiff_t i = 0;
+#ifndef QRX_SCALAR
+  i = simd::forwardBlocks<kRed>(src, y, cb, cr, inBlocks);
+#endif
+  for (; i < inBlocks; ++i) convert(i, forwardOfBlock);
+  for (; i < width; ++i) convert(i, forwardOfRest);
 }
 
 template <int kRed>

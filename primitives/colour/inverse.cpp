@@ -2,6 +2,9 @@
 #include "primitives/colour/colour_ref.h"
 #include "primitives/form.h"
 #include "primitives/unaligned.h"
+#ifndef QRX_SCALAR
+#include "primitives/colour/colour_simd.h"
+#endif
 
 namespace {
 
@@ -17,8 +20,12 @@ void inverseRow(const Ipp8u* __restrict y, const Ipp8u* __restrict cb, const Ipp
     dst[3 * i + kBlue] = pixel.b;
   };
   const int inBlocks = pixelsInInverseBlocks(width);
-  for (int i = 0; i < inBlocks; ++i) convert(i, inverseOfBlock);
-  for (int i = inBlocks; i < width; ++i) convert(i, inverseOfRest);
+  ptrdiff_t i = 0;
+#ifndef QRX_SCALAR
+  i = simd::inverseBlocks<kRed>(y, cb, cr, dst, inBlocks);
+#endif
+  for (; i < inBlocks; ++i) convert(i, inverseOfBlock);
+  for (; i < width; ++i) convert(i, inverseOfRest);
 }
 
 void inverseCmykRow(const Ipp8u* __restrict y, const Ipp8u* __restrict cb,

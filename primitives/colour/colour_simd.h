@@ -1,0 +1,154 @@
+// Colour conversion of the whole blocks of a row in vectors. A function does as many pixels as
+// fill its vectors, and returns their number.
+#ifndef QRX_PRIMITIVES_COLOUR_COLOUR_SIMD_H_
+#define QRX_PRIMITIVES_COLOUR_COLOUR_SIMD_H_
+
+#include <stddef.h>
+
+#include "primitives/colour/colour_ref.h"
+#include "primitives/colour/pixels_simd.h"
+
+namespace {
+namespace simd {
+
+// Four pixels a half: red and blue in the order of the pixel, and green beside a one.
+template <typename Vec>
+struct PixelPairs {
+  Vec redBlue, greenOne;
+
+  explicit PixelPairs(Vec lanes)
+      : redBlue(bitAnd(lanes, Vec::all32(0xFF00FF))),
+        greenOne(bitOr(right16<8>(lanes), Vec::all32(0x10000))) {}
+
+  template <int kRed>
+  Vec weigh(const ForwardFactors& f) const {
+    const Vec redBlueFactors =
+        kRed == 0 ? factors<Vec>(f.red, f.blue) : factors<Vec>(f.blue, f.red);
+    const Vec sum = add32(pairProducts(redBlue, redBlueFactors),
+                          pairProducts(greenOne, factors<Vec>(f.green, f.rounding)));
+    return signedRight32<15>(sum);
+  }
+};
+
+// A block of eight pixels in each half.
+template <int kRed, typename Vec>
+inline void forwardStep(const Ipp8u* src, Ipp8u* y, Ipp8u* cb, Ipp8u* cr) {
+  // The second load ends with the block, to read no byte beyond it.
+  const PixelPairs<Vec> left(spread<0>(Vec::loadHalves(src, 24)));
+  const PixelPairs<Vec> right(spread<4>(Vec::loadHalves(src + 8, 24)));
+  const auto weigh = [&](const ForwardFactors& f) {
+    return narrow32(left.template weigh<kRed>(f), right.template weigh<kRed>(f));
+  };
+  storeClamped(y, weigh(kBlockLuma));
+  storeClamped(cb, add16(weigh(kBlockCb), Vec::all16(128)));
+  storeClamped(cr, add16(weigh(kBlockCr), Vec::all16(128)));
+}
+
+template <int kRed>
+inline ptrdiff_t forwardBlocks(const Ipp8u* __restrict src, Ipp8u* __restrict y,
+                               Ipp8u* __restrict cb, Ipp8u* __restrict cr, ptrdiff_t width) {
+  ptrdiff_t i = 0;
+#ifdef __AVX2__
+  for (; i + 16 <= width; i += 16) {
+    forwardStep<kRed, Vec256>(src + 3 * i, y + i, cb + i, cr + i);
+  }
+#endif
+  for (; i + 8 <= width; i += 8) {
+    forwardStep<kRed, Vec128>(src + 3 * i, y + i, cb + i, cr + i);
+  }
+  return i;
+}
+
+// A factor for 16-bit products that round halves up. The rounding term of the definition is a
+// little lower, which makes a difference for one chroma: its result is too high by one.
+struct RoundedFactor {
+  int factor;
+  int tooHigh;  // the chroma, less 128
+
+  constexpr int product(int chroma) const {
+    return ((factor * 2 * chroma + 16384) >> 15) - (chroma == tooHigh ? 1 : 0);
+  }
+};
+
+constexpr int exactProduct(const ChromaFactor& f, int chroma) {
+  return (f.factor * (chroma + 128) + f.rounding) >> 14;
+}
+
+constexpr bool sameProducts(const ChromaFactor& f, const RoundedFactor& rounded) {
+  for (int chroma = -128; chroma < 128; ++chroma) {
+    if (rounded.product(chroma) != exactProduct(f, chroma)) return false;
+  }
+  return true;
+}
+
+constexpr RoundedFactor kRoundedRed = {kBlockRed.factor, 51};
+constexpr RoundedFactor kRoundedBlue = {kBlockBlue.factor, -125};
+static_assert(sameProducts(kBlockRed, kRoundedRed) && sameProducts(kBlockBlue, kRoundedBlue));
+
+// Eight pixels a half in lanes of 16 bits. The chroma is less 128 and doubled, so that products
+// have 15 fraction bits.
+template <typename Vec>
+struct YCbCrLanes {
+  Vec y, cb, cr;
+
+  static Vec product(Vec chroma, const RoundedFactor& f) {
+    const Vec factor = Vec::all16(f.factor);
+#ifdef __SSSE3__
+    const Vec rounded = roundedProduct(chroma, factor);
+#else
+    const Vec twice = upperProduct(left16<2>(chroma), factor);
+    const Vec rounded = signedRight16<1>(add16(twice, Vec::all16(1)));
+#endif
+    return add16(rounded, equal16(chroma, Vec::all16(2 * f.tooHigh)));  // equal is -1
+  }
+
+  Vec red() const { return add16(y, product(cr, kRoundedRed)); }
+  Vec blue() const { return add16(y, product(cb, kRoundedBlue)); }
+  Vec green() const {
+    const Vec f = factors<Vec>(kBlockGreen.cb, kBlockGreen.cr);
+    const Vec rounding =
+        Vec::all32(2 * (kBlockGreen.rounding + 128 * (kBlockGreen.cb + kBlockGreen.cr)));
+    const auto sum = [&](Vec pairs) {
+      return signedRight32<15>(add32(pairProducts(pairs, f), rounding));
+    };
+    return add16(y, narrow32(sum(interleaveLow16(cb, cr)), sum(interleaveHigh16(cb, cr))));
+  }
+};
+
+template <int kRed, typename Vec>
+inline void inverseStep(const Ipp8u* y, const Ipp8u* cb, const Ipp8u* cr, Ipp8u* dst) {
+  const Vec zero = Vec::all16(0);
+  const Vec luma = Vec::load(y);
+  const auto centred = [](const Ipp8u* chroma) {
+    return bitXor(Vec::load(chroma), Vec::all16(0x8080));
+  };
+  const Vec centredCb = centred(cb);
+  const Vec centredCr = centred(cr);
+  const YCbCrLanes<Vec> low = {interleaveLow8(luma, zero),
+                               signedRight16<7>(interleaveLow8(zero, centredCb)),
+                               signedRight16<7>(interleaveLow8(zero, centredCr))};
+  const YCbCrLanes<Vec> high = {interleaveHigh8(luma, zero),
+                                signedRight16<7>(interleaveHigh8(zero, centredCb)),
+                                signedRight16<7>(interleaveHigh8(zero, centredCr))};
+  const Vec red = clamp16(low.red(), high.red());
+  const Vec green = clamp16(low.green(), high.green());
+  const Vec blue = clamp16(low.blue(), high.blue());
+  storePixels(dst, joinPlanes(kRed == 0 ? Triple<Vec>{{red, green, blue}}
+                                        : Triple<Vec>{{blue, green, red}}));
+}
+
+template <int kRed>
+inline ptrdiff_t inverseBlocks(const Ipp8u* __restrict y, const Ipp8u* __restrict cb,
+                               const Ipp8u* __restrict cr, Ipp8u* __restrict dst, ptrdiff_t width) {
+  ptrdiff_t i = 0;
+#ifdef __AVX2__
+  for (; i + 32 <= width; i += 32) inverseStep<kRed, Vec256>(y + i, cb + i, cr + i, dst + 3 * i);
+#endif
+  for (; i + 16 <= width; i += 16) inverseStep<kRed, Vec128>(y + i, cb + i, cr + i, dst + 3 * i);
+  return i;
+}
+
+}  // namespace simd
+}  // namespace
+
+#endif  // QRX_PRIMITIVES_COLOUR_COLOUR_SIMD_H_

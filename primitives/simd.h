@@ -1,0 +1,119 @@
+// Vectors of 128 bits and, where the form has AVX2, of 256 bits, with one set of operations, so
+// that a kernel is written once for both. A 256-bit operation acts on the two halves separately.
+#ifndef QRX_PRIMITIVES_SIMD_H_
+#define QRX_PRIMITIVES_SIMD_H_
+
+#include <emmintrin.h>
+#ifdef __SSSE3__
+#include <tmmintrin.h>
+#endif
+#ifdef __AVX2__
+#include <immintrin.h>
+#endif
+
+#include "qrx/primitive_types.h"
+
+namespace {
+namespace simd {
+
+struct Vec128 {
+  static constexpr int kBytes = 16;
+  __m128i v;
+
+  static Vec128 load(const void* p) { return {_mm_loadu_si128(static_cast<const __m128i*>(p))}; }
+  // Each half of 128 bits from an address of its own, `apart` bytes after the one before.
+  static Vec128 loadHalves(const Ipp8u* p, int) { return load(p); }
+  static Vec128 repeat(Vec128 half) { return half; }
+  static Vec128 all16(int value) { return {_mm_set1_epi16(static_cast<short>(value))}; }
+  static Vec128 all32(int value) { return {_mm_set1_epi32(value)}; }
+};
+
+#ifdef __AVX2__
+struct Vec256 {
+  static constexpr int kBytes = 32;
+  __m256i v;
+
+  static Vec256 load(const void* p) { return {_mm256_loadu_si256(static_cast<const __m256i*>(p))}; }
+  static Vec256 loadHalves(const Ipp8u* p, int apart) {
+    return {_mm256_inserti128_si256(_mm256_castsi128_si256(Vec128::load(p).v),
+                                    Vec128::load(p + apart).v, 1)};
+  }
+  static Vec256 repeat(Vec128 half) { return {_mm256_broadcastsi128_si256(half.v)}; }
+  static Vec256 all16(int value) { return {_mm256_set1_epi16(static_cast<short>(value))}; }
+  static Vec256 all32(int value) { return {_mm256_set1_epi32(value)}; }
+  Vec128 lower() const { return {_mm256_castsi256_si128(v)}; }
+  Vec128 upper() const { return {_mm256_extracti128_si256(v, 1)}; }
+};
+
+#define QRX_WITH_AVX2(text) text
+#else
+#define QRX_WITH_AVX2(text)
+#endif
+
+#define QRX_BINARY(name, of128, of256)                                       \
+  inline Vec128 name(Vec128 a, Vec128 b) { return {_mm_##of128(a.v, b.v)}; } \
+  QRX_WITH_AVX2(inline Vec256 name(Vec256 a, Vec256 b) { return {_mm256_##of256(a.v, b.v)}; })
+#define QRX_SHIFT(name, intrinsic)        \
+  template <int kBits>                    \
+  inline Vec128 name(Vec128 a) {          \
+    return {_mm_##intrinsic(a.v, kBits)}; \
+  }                                       \
+  QRX_WITH_AVX2(template <int kBits>      \
+                inline Vec256 name(Vec256 a) { return {_mm256_##intrinsic(a.v, kBits)}; })
+
+// clang-format off
+QRX_BINARY(bitAnd, and_si128, and_si256)
+QRX_BINARY(bitOr, or_si128, or_si256)
+QRX_BINARY(bitXor, xor_si128, xor_si256)
+QRX_BINARY(add16, add_epi16, add_epi16)
+QRX_BINARY(add32, add_epi32, add_epi32)
+QRX_BINARY(equal16, cmpeq_epi16, cmpeq_epi16)
+QRX_BINARY(upperProduct, mulhi_epi16, mulhi_epi16)
+QRX_BINARY(pairProducts, madd_epi16, madd_epi16)  // the sum of the two products of each pair
+QRX_BINARY(interleaveLow8, unpacklo_epi8, unpacklo_epi8)
+QRX_BINARY(interleaveHigh8, unpackhi_epi8, unpackhi_epi8)
+QRX_BINARY(interleaveLow16, unpacklo_epi16, unpacklo_epi16)
+QRX_BINARY(interleaveHigh16, unpackhi_epi16, unpackhi_epi16)
+QRX_BINARY(narrow32, packs_epi32, packs_epi32)    // to 16 bits
+QRX_BINARY(clamp16, packus_epi16, packus_epi16)   // to bytes
+QRX_SHIFT(left16, slli_epi16)
+QRX_SHIFT(right16, srli_epi16)
+QRX_SHIFT(signedRight16, srai_epi16)
+QRX_SHIFT(signedRight32, srai_epi32)
+#ifdef __SSSE3__
+QRX_BINARY(choose8, shuffle_epi8, shuffle_epi8)   // the bytes of `a` at the places `b`
+QRX_BINARY(roundedProduct, mulhrs_epi16, mulhrs_epi16)  // 15 fraction bits
+#endif
+// clang-format on
+
+#undef QRX_BINARY
+#undef QRX_SHIFT
+#undef QRX_WITH_AVX2
+
+// Two factors for pairProducts, in all lanes.
+template <typename Vec>
+inline Vec factors(int first, int second) {
+  return Vec::all32(static_cast<int>((static_cast<unsigned>(first) & 0xFFFF) |
+                                     static_cast<unsigned>(second) << 16));
+}
+
+inline void store(Ipp8u* p, Vec128 a) {
+  void* bytes = p;
+  _mm_storeu_si128(static_cast<__m128i*>(bytes), a.v);
+}
+
+// Clamps and stores a vector of 16-bit values as bytes.
+inline void storeClamped(Ipp8u* p, Vec128 words) {
+  void* bytes = p;
+  _mm_storel_epi64(static_cast<__m128i*>(bytes), clamp16(words, words).v);
+}
+#ifdef __AVX2__
+inline void storeClamped(Ipp8u* p, Vec256 words) {
+  store(p, clamp16(words.lower(), words.upper()));
+}
+#endif
+
+}  // namespace simd
+}  // namespace
+
+#endif  // QRX_PRIMITIVES_SIMD_H_
