@@ -4,6 +4,7 @@
 #define QRX_PRIMITIVES_SIMD_H_
 
 #include <emmintrin.h>
+#include <stddef.h>
 #ifdef __SSSE3__
 #include <tmmintrin.h>
 #endif
@@ -67,6 +68,8 @@ QRX_BINARY(bitOr, or_si128, or_si256)
 QRX_BINARY(bitXor, xor_si128, xor_si256)
 QRX_BINARY(add16, add_epi16, add_epi16)
 QRX_BINARY(add32, add_epi32, add_epi32)
+QRX_BINARY(sub8, sub_epi8, sub_epi8)
+QRX_BINARY(average8, avg_epu8, avg_epu8)  // of unsigned bytes, halves go up
 QRX_BINARY(equal16, cmpeq_epi16, cmpeq_epi16)
 QRX_BINARY(upperProduct, mulhi_epi16, mulhi_epi16)
 QRX_BINARY(pairProducts, madd_epi16, madd_epi16)  // the sum of the two products of each pair
@@ -82,6 +85,7 @@ QRX_SHIFT(signedRight16, srai_epi16)
 QRX_SHIFT(signedRight32, srai_epi32)
 #ifdef __SSSE3__
 QRX_BINARY(choose8, shuffle_epi8, shuffle_epi8)   // the bytes of `a` at the places `b`
+QRX_BINARY(bytePairProducts, maddubs_epi16, maddubs_epi16)  // unsigned `a`, signed `b`
 QRX_BINARY(roundedProduct, mulhrs_epi16, mulhrs_epi16)  // 15 fraction bits
 #endif
 // clang-format on
@@ -112,6 +116,30 @@ inline void storeClamped(Ipp8u* p, Vec256 words) {
   store(p, clamp16(words.lower(), words.upper()));
 }
 #endif
+
+// Stores the results of two interleavings in the order of their elements.
+inline void storeInterleaved(Ipp8u* p, Vec128 low, Vec128 high) {
+  store(p, low);
+  store(p + 16, high);
+}
+#ifdef __AVX2__
+inline void storeInterleaved(Ipp8u* p, Vec256 low, Vec256 high) {
+  storeInterleaved(p, low.lower(), high.lower());
+  storeInterleaved(p + 32, low.upper(), high.upper());
+}
+#endif
+
+// Calls step(i, vector) for as many wide vectors, then narrow ones, as `count` elements fill;
+// `vector` tells the type. A step does kBytes / kPart elements. Returns the first that is left.
+template <int kPart, typename Step>
+inline ptrdiff_t forVectors(ptrdiff_t count, Step step) {
+  ptrdiff_t i = 0;
+#ifdef __AVX2__
+  for (; i + Vec256::kBytes / kPart <= count; i += Vec256::kBytes / kPart) step(i, Vec256());
+#endif
+  for (; i + Vec128::kBytes / kPart <= count; i += Vec128::kBytes / kPart) step(i, Vec128());
+  return i;
+}
 
 }  // namespace simd
 }  // namespace

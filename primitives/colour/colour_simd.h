@@ -3,8 +3,6 @@
 #ifndef QRX_PRIMITIVES_COLOUR_COLOUR_SIMD_H_
 #define QRX_PRIMITIVES_COLOUR_COLOUR_SIMD_H_
 
-#include <stddef.h>
-
 #include "primitives/colour/colour_ref.h"
 #include "primitives/colour/pixels_simd.h"
 
@@ -47,16 +45,9 @@ inline void forwardStep(const Ipp8u* src, Ipp8u* y, Ipp8u* cb, Ipp8u* cr) {
 template <int kRed>
 inline ptrdiff_t forwardBlocks(const Ipp8u* __restrict src, Ipp8u* __restrict y,
                                Ipp8u* __restrict cb, Ipp8u* __restrict cr, ptrdiff_t width) {
-  ptrdiff_t i = 0;
-#ifdef __AVX2__
-  for (; i + 16 <= width; i += 16) {
-    forwardStep<kRed, Vec256>(src + 3 * i, y + i, cb + i, cr + i);
-  }
-#endif
-  for (; i + 8 <= width; i += 8) {
-    forwardStep<kRed, Vec128>(src + 3 * i, y + i, cb + i, cr + i);
-  }
-  return i;
+  return forVectors<2>(width, [&](ptrdiff_t i, auto vector) {
+    forwardStep<kRed, decltype(vector)>(src + 3 * i, y + i, cb + i, cr + i);
+  });
 }
 
 // A factor for 16-bit products that round halves up. The rounding term of the definition is a
@@ -140,12 +131,9 @@ inline void inverseStep(const Ipp8u* y, const Ipp8u* cb, const Ipp8u* cr, Ipp8u*
 template <int kRed>
 inline ptrdiff_t inverseBlocks(const Ipp8u* __restrict y, const Ipp8u* __restrict cb,
                                const Ipp8u* __restrict cr, Ipp8u* __restrict dst, ptrdiff_t width) {
-  ptrdiff_t i = 0;
-#ifdef __AVX2__
-  for (; i + 32 <= width; i += 32) inverseStep<kRed, Vec256>(y + i, cb + i, cr + i, dst + 3 * i);
-#endif
-  for (; i + 16 <= width; i += 16) inverseStep<kRed, Vec128>(y + i, cb + i, cr + i, dst + 3 * i);
-  return i;
+  return forVectors<1>(width, [&](ptrdiff_t i, auto vector) {
+    inverseStep<kRed, decltype(vector)>(y + i, cb + i, cr + i, dst + 3 * i);
+  });
 }
 
 }  // namespace simd

@@ -3,6 +3,12 @@
 #include "primitives/form.h"
 #include "primitives/sampling/sampling_ref.h"
 #include "primitives/unaligned.h"
+#ifdef QRX_SCALAR
+namespace forms = scalar;
+#else
+#include "primitives/sampling/sampling_simd.h"
+namespace forms = simd;
+#endif
 
 namespace {
 
@@ -24,7 +30,7 @@ IppStatus FORM(ippiSampleDownH2V1_JPEG_8u_C1R)(const Ipp8u* pSrc, int srcStep, I
   const IppStatus status = check(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize);
   if (status != ippStsNoErr) return status;
   for (int j = 0; j < dstRoiSize.height; ++j) {
-    downH2V1Row(rowAt(pSrc, j, srcStep), rowAt(pDst, j, dstStep), dstRoiSize.width);
+    scalar::downH2V1Row(rowAt(pSrc, j, srcStep), rowAt(pDst, j, dstStep), dstRoiSize.width);
   }
   return ippStsNoErr;
 }
@@ -35,7 +41,7 @@ IppStatus FORM(ippiSampleDownH2V2_JPEG_8u_C1R)(const Ipp8u* pSrc, int srcStep, I
   if (status != ippStsNoErr) return status;
   for (int j = 0; j < dstRoiSize.height; ++j) {
     const Ipp8u* upper = rowAt(rowAt(pSrc, j, srcStep), j, srcStep);  // row 2j
-    downH2V2Row(upper, upper + srcStep, rowAt(pDst, j, dstStep), dstRoiSize.width);
+    forms::downH2V2Row(upper, upper + srcStep, rowAt(pDst, j, dstStep), dstRoiSize.width);
   }
   return ippStsNoErr;
 }
@@ -45,7 +51,7 @@ IppStatus FORM(ippiSampleUpH2V1_JPEG_8u_C1R)(const Ipp8u* pSrc, int srcStep, Ipp
   const IppStatus status = check(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize);
   if (status != ippStsNoErr) return status;
   for (int j = 0; j < dstRoiSize.height; ++j) {
-    upH2V1Row(rowAt(pSrc, j, srcStep), rowAt(pDst, j, dstStep), dstRoiSize.width);
+    forms::upH2V1Row(rowAt(pSrc, j, srcStep), rowAt(pDst, j, dstStep), dstRoiSize.width);
   }
   return ippStsNoErr;
 }
@@ -57,7 +63,7 @@ IppStatus FORM(ippiSampleUpH2V2_JPEG_8u_C1R)(const Ipp8u* pSrc, int srcStep, Ipp
   for (int j = 0; j < dstRoiSize.height; ++j) {
     const Ipp8u* near = rowAt(pSrc, j / 2, srcStep);
     const Ipp8u* far = j % 2 == 0 ? near - srcStep : near + srcStep;
-    upH2V2Row(near, far, rowAt(pDst, j, dstStep), dstRoiSize.width);
+    forms::upH2V2Row(near, far, rowAt(pDst, j, dstStep), dstRoiSize.width);
   }
   return ippStsNoErr;
 }

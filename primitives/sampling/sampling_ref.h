@@ -8,6 +8,7 @@
 #include "qrx/primitive_types.h"
 
 namespace {
+namespace scalar {
 
 inline void downH2V1Row(const Ipp8u* __restrict src, Ipp8u* __restrict dst, int width) {
   for (ptrdiff_t i = 0; i < width; ++i) {
@@ -51,6 +52,7 @@ inline void upH2V2Row(const Ipp8u* __restrict near, const Ipp8u* __restrict far,
   if (width % 2 != 0) dst[width - 1] = left(pairs);
 }
 
+}  // namespace scalar
 }  // namespace
 
 #endif  // QRX_PRIMITIVES_SAMPLING_SAMPLING_REF_H_

@@ -1,0 +1,87 @@
+// Rows of the sampling in vectors, the samples that are left over by the scalar text.
+#ifndef QRX_PRIMITIVES_SAMPLING_SAMPLING_SIMD_H_
+#define QRX_PRIMITIVES_SAMPLING_SAMPLING_SIMD_H_
+
+#include "primitives/sampling/sampling_ref.h"
+#include "primitives/simd.h"
+
+namespace {
+namespace simd {
+
+// Sums of neighbouring bytes.
+template <typename Vec>
+inline Vec pairSums(Vec bytes) {
+#ifdef __SSSE3__
+  return bytePairProducts(bytes, Vec::all16(0x0101));
+#else
+  return add16(bitAnd(bytes, Vec::all16(0xFF)), right16<8>(bytes));
+#endif
+}
+
+inline void downH2V2Row(const Ipp8u* __restrict upper, const Ipp8u* __restrict lower,
+                        Ipp8u* __restrict dst, int width) {
+  const ptrdiff_t done = forVectors<2>(width, [&](ptrdiff_t i, auto vector) {
+    using Vec = decltype(vector);
+    const Vec sums = add16(pairSums(Vec::load(upper + 2 * i)), pairSums(Vec::load(lower + 2 * i)));
+    storeClamped(dst + i, right16<2>(add16(sums, Vec::all16(3))));
+  });
+  scalar::downH2V2Row(upper + 2 * done, lower + 2 * done, dst + done,
+                      width - static_cast<int>(done));
+}
+
+// (3 * near + far + 1) / 4 and (3 * near + far + 2) / 4 by averages of bytes.
+template <typename Vec>
+inline Vec lowerAverage8(Vec a, Vec b) {
+  return sub8(average8(a, b), bitAnd(bitXor(a, b), Vec::all16(0x0101)));
+}
+template <typename Vec>
+inline Vec threeToOneDown(Vec near, Vec far) {
+  return lowerAverage8(near, average8(near, far));
+}
+template <typename Vec>
+inline Vec threeToOneUp(Vec near, Vec far) {
+  return average8(near, lowerAverage8(near, far));
+}
+
+inline void upH2V1Row(const Ipp8u* __restrict src, Ipp8u* __restrict dst, int width) {
+  const ptrdiff_t done = forVectors<1>(width / 2, [&](ptrdiff_t i, auto vector) {
+    using Vec = decltype(vector);
+    const Vec near = Vec::load(src + i);
+    const Vec left = threeToOneDown(near, Vec::load(src + i - 1));
+    const Vec right = threeToOneUp(near, Vec::load(src + i + 1));
+    storeInterleaved(dst + 2 * i, interleaveLow8(left, right), interleaveHigh8(left, right));
+  });
+  scalar::upH2V1Row(src + done, dst + 2 * done, width - 2 * static_cast<int>(done));
+}
+
+#ifdef __SSSE3__
+inline void upH2V2Row(const Ipp8u* __restrict near, const Ipp8u* __restrict far,
+                      Ipp8u* __restrict dst, int width) {
+  const ptrdiff_t done = forVectors<1>(width / 2, [&](ptrdiff_t i, auto vector) {
+    using Vec = decltype(vector);
+    const Vec threeToOne = Vec::all16(0x0103);
+    const Vec near0 = Vec::load(near + i), far0 = Vec::load(far + i);
+    const Vec nearL = Vec::load(near + i - 1), farL = Vec::load(far + i - 1);
+    const Vec nearR = Vec::load(near + i + 1), farR = Vec::load(far + i + 1);
+    const auto words = [&](auto interleave) {
+      const Vec column = bytePairProducts(interleave(near0, far0), threeToOne);
+      const Vec columnL = bytePairProducts(interleave(nearL, farL), threeToOne);
+      const Vec columnR = bytePairProducts(interleave(nearR, farR), threeToOne);
+      const Vec three = add16(column, add16(column, column));
+      const Vec left = right16<4>(add16(three, add16(columnL, Vec::all16(8))));
+      const Vec right = right16<4>(add16(three, add16(columnR, Vec::all16(7))));
+      return bitOr(left, left16<8>(right));
+    };
+    storeInterleaved(dst + 2 * i, words([](Vec a, Vec b) { return interleaveLow8(a, b); }),
+                     words([](Vec a, Vec b) { return interleaveHigh8(a, b); }));
+  });
+  scalar::upH2V2Row(near + done, far + done, dst + 2 * done, width - 2 * static_cast<int>(done));
+}
+#else
+using scalar::upH2V2Row;
+#endif
+
+}  // namespace simd
+}  // namespace
+
+#endif  // QRX_PRIMITIVES_SAMPLING_SAMPLING_SIMD_H_
