@@ -146,43 +146,6 @@ TEST(DecodeInterop, ProgressiveByOwnScripts) {
   largestOver(kLayouts[3], {{100, 65, options}});
 }
 
-TEST(DecodeInterop, ProgressiveAndBaselineOfThePeerGiveOnePicture) {
-  // The same coefficients on both roads; only the last line of a row of MCUs may differ in 4:2:0.
-  const Pixels picture = testPicture(96, 64, 3);
-  for (const Layout& layout : {kLayouts[0], kLayouts[1], kLayouts[2]}) {
-    PeerOptions options;
-    options.across = layout.across;
-    options.down = layout.down;
-    const OurDecoded baseline = ourDecode(peerEncode(picture, options));
-    options.progressive = true;
-    const OurDecoded progressive = ourDecode(peerEncode(picture, options));
-    const auto counts = [&](int, int y) { return layout.down == 1 || y % 16 != 15; };
-    EXPECT_EQ(difference(baseline.pixels, progressive.pixels, counts).largest, 0) << layout.name;
-  }
-}
-
-TEST(DecodeInterop, TheHostsRoadGivesTheClassesPixels) {
-  for (const Layout& layout : {kLayouts[0], kLayouts[2], kLayouts[3]}) {
-    for (const bool progressive : {false, true}) {
-      PeerOptions options;
-      options.color = layout.color;
-      options.across = layout.across;
-      options.down = layout.down;
-      options.progressive = progressive;
-      const Bytes stream = peerEncode(testPicture(75, 50, channelsOf(layout.color)), options);
-      const OurDecoded ours = ourDecode(stream);
-      const Bytes host = hostDecode(stream, 75, 50);
-      ASSERT_EQ(host.size(), 75u * 50 * 3);
-      const auto channels = static_cast<std::size_t>(ours.pixels.channels);
-      bool same = true;
-      for (std::size_t i = 0; i < host.size(); ++i) {
-        same &= host[i] == ours.pixels.bytes[channels == 1 ? i / 3 : i];
-      }
-      EXPECT_TRUE(same) << layout.name;
-    }
-  }
-}
-
 // Streams outside the accepted subset get the stated refusal.
 TEST(DecodeInterop, Refusals) {
   const Pixels picture = testPicture(40, 40, 3);

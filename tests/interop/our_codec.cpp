@@ -1,6 +1,5 @@
 #include "tests/interop/our_codec.h"
 
-#include "qrx/codec.h"
 #include "qrx/jpeg_decoder.h"
 #include "qrx/primitives.h"
 
@@ -26,18 +25,6 @@ OurDecoded ourDecode(const Bytes& stream) {
   result.dataResult = decoder.ReadData();
   result.linesWritten = decoder.lines_written;
   return result;
-}
-
-Bytes hostDecode(const Bytes& stream, int width, int height) {
-  initCodec();
-  qrx::codec::Codec* codec = createCodec();
-  Bytes copy = stream;
-  const Buffer buffer = {nullptr, copy.data(), static_cast<std::uint32_t>(copy.size())};
-  Bytes pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3);
-  const bool done = codec->getDecompressor()->decompress(&buffer, 3, 6408, pixels.data(),
-                                                         static_cast<std::uint32_t>(pixels.size()));
-  codec->release();
-  return done ? pixels : Bytes{};
 }
 
 Pixels testPicture(int width, int height, int channels) {

@@ -2,6 +2,9 @@
 #ifndef QRX_TESTS_INTEROP_OUR_CODEC_H_
 #define QRX_TESTS_INTEROP_OUR_CODEC_H_
 
+#include <cmath>
+#include <cstdlib>
+
 #include "qrx/jpeg_types.h"
 #include "tests/interop/peer_jpeg.h"
 
@@ -21,9 +24,6 @@ struct OurDecoded {
 // Through CJPEGDecoder, to the colours that peerDecode gives.
 OurDecoded ourDecode(const Bytes& stream);
 
-// Through Decompressor::decompress, to blue, green, red; empty where it says false.
-Bytes hostDecode(const Bytes& stream, int width, int height);
-
 // A picture with flat parts, gradients, edges and texture, the same for the same arguments.
 Pixels testPicture(int width, int height, int channels);
 
@@ -33,15 +33,7 @@ struct Difference {
   double psnr = 0;
 };
 template <typename Mask>
-Difference difference(const Pixels& a, const Pixels& b, Mask counts);
-
-}  // namespace qrx::test
-
-#include <cmath>
-#include <cstdlib>
-
-template <typename Mask>
-qrx::test::Difference qrx::test::difference(const Pixels& a, const Pixels& b, Mask counts) {
+Difference difference(const Pixels& a, const Pixels& b, Mask counts) {
   Difference d;
   if (a.width != b.width || a.height != b.height || a.channels != b.channels) return {256, 0};
   double sum = 0;
@@ -60,5 +52,7 @@ qrx::test::Difference qrx::test::difference(const Pixels& a, const Pixels& b, Ma
   d.psnr = sum == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(n) / sum);
   return d;
 }
+
+}  // namespace qrx::test
 
 #endif  // QRX_TESTS_INTEROP_OUR_CODEC_H_

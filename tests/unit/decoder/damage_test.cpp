@@ -140,20 +140,6 @@ TEST(Damage, DestinationsOfOtherSizes) {
   }
 }
 
-TEST(Damage, PairsOfColoursWithoutConversionWriteNothing) {
-  CJPEGDecoder decoder;
-  const Decoded d = decode(decoder, encode({}), {JPEG_COLOR_GRAY, 3});
-  EXPECT_EQ(d.data, 0);
-  EXPECT_EQ(d.lines, 0);
-  EXPECT_EQ(d.pixels, Bytes(d.pixels.size(), 0xA5));
-  // YCCK said of three components: the fourth plane is not there.
-  Bytes stream = encode({});
-  const Bytes adobe = segment(0xEE, text("Adobe\0d\0\0\0\0\2", 12));
-  stream.insert(stream.begin() + 2, adobe.begin(), adobe.end());
-  const Decoded ycck = decode(decoder, stream, {JPEG_COLOR_CMYK, 4});
-  EXPECT_EQ(ycck.lines, 0);
-}
-
 TEST(Damage, ProgressiveShowsWhatHasArrived) {
   CJPEGDecoder decoder;
   EncodeOptions options = {48, 48};

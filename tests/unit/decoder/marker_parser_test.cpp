@@ -135,31 +135,6 @@ TEST(MarkerParser, ColourSpace) {
   }
 }
 
-TEST(MarkerParser, KeepsWhatSegmentsTell) {
-  CJPEGDecoder decoder;
-  decode(decoder, kSOI + kJfif + segment(0xE0, text("JFXX\0\x13", 6)) + adobe(1) +
-                      segment(0xFE, text("first", 5)) + segment(0xFE, text("second", 6)) +
-                      segment(0xDD, {0, 9}) + kFrame + kScan);
-  EXPECT_EQ(decoder.jfif_found, 1);
-  EXPECT_EQ(decoder.jfif_major, 1);
-  EXPECT_EQ(decoder.jfif_minor, 2);
-  EXPECT_EQ(decoder.jfxx_thumb_type, 0x13);
-  EXPECT_EQ(decoder.adobe_version, 100);
-  EXPECT_EQ(decoder.comment_length, 6);
-  EXPECT_STREQ(reinterpret_cast<const char*>(decoder.comment), "second");
-  EXPECT_EQ(decoder.restart_interval, 9);
-}
-
-TEST(MarkerParser, Geometry) {
-  CJPEGDecoder decoder;
-  decode(decoder, kSOI + frame(0xC0, 8, 17, 9, {{0, 0x22, 0}, {1, 0x11, 0}, {2, 0x11, 0}}) + kScan);
-  EXPECT_EQ(decoder.mcus_across, 2);
-  EXPECT_EQ(decoder.mcus_down, 1);
-  EXPECT_EQ(decoder.strip_stride, 32);
-  EXPECT_EQ(decoder.pad_columns, 15);
-  EXPECT_EQ(decoder.pad_rows, 7);
-}
-
 // What may not come in the data run, and how a run ends.
 TEST(MarkerParser, DataRun) {
   CJPEGDecoder decoder;
