@@ -21,23 +21,24 @@ namespace {
 const std::string kNoCoders = "QRX JPEG: no coders for this thread\n";
 
 TEST(HostStart, TakesTheSamplingFromTheSetting) {
-  const std::pair<const char*, const char*> cases[] = {
-      {nullptr, "4:2:2"}, {"0", "4:2:2"}, {"1", "4:2:0"}, {"2", "4:2:2"},
-      {"3", "4:2:2"},     {"4", "4:4:4"}, {"x", "4:2:2"}};
-  for (const auto& [value, sampling] : cases) {
+  const struct {
+    const char* value;
+    std::string sampling;
+    int shape;
+  } cases[] = {{nullptr, "4:2:2", 0x21}, {"0", "4:2:2", 0x21}, {"1", "4:2:0", 0x22},
+               {"2", "4:2:2", 0x21},     {"3", "4:2:2", 0x21}, {"4", "4:4:4", 0x11},
+               {"x", "4:2:2", 0x21}};
+  for (const auto& c : cases) {
     runInChild([&] {
       unsetenv("ZMT_SUBSAMPLING");
-      if (value != nullptr) setenv("ZMT_SUBSAMPLING", value, 1);
+      if (c.value != nullptr) setenv("ZMT_SUBSAMPLING", c.value, 1);
       Host host;
       host.compressor();
       setenv("ZMT_SUBSAMPLING", "1", 1);  // an existing compressor does not change
       const Image image = flatPicture({20, 20}, 1, 2, 3);
       const tool::JpegInfo info = tool::walkJpeg(tool::compressFrame(host.compressor(), image, 80));
-      EXPECT_EQ(tool::samplingText(*info.frame()), sampling);
-      const Bytes packet = compressPackets(host.compressor(), image, 80).at(0);
-      EXPECT_EQ(packet[3], std::string(sampling) == "4:4:4"   ? 0x11
-                           : std::string(sampling) == "4:2:2" ? 0x21
-                                                              : 0x22);
+      EXPECT_EQ(tool::samplingText(*info.frame()), c.sampling);
+      EXPECT_EQ(compressPackets(host.compressor(), image, 80).at(0)[3], c.shape);
     });
   }
 }

@@ -89,7 +89,7 @@ void forVictims(Body body) {
 
 TEST(BadPackets, HeadAndSegmentsWithAnyByte) {
   constexpr std::size_t kHeads = 64;  // up to the data
-  constexpr int kStep = kSanitized ? 5 : 1;
+  constexpr int kStep = kSanitized ? 17 : 1;
   forVictims([](Victim& victim) {
     for (std::size_t at = 0; at < kHeads; ++at) {
       for (int value = 0; value < 256; value += kStep) {
@@ -112,6 +112,7 @@ TEST(BadPackets, HeadFieldsAtTheirEnds) {
   forVictims([&](Victim& victim) {
     for (const auto& a : fields) {
       for (const auto& b : fields) {
+        if (kSanitized && &a != &b) continue;  // a sanitizer takes its time
         for (const std::uint32_t value : values) {
           Bytes packet = victim.clean();
           for (const auto& field : {a, b}) {
@@ -131,6 +132,7 @@ TEST(BadPackets, HeadFieldsAtTheirEnds) {
 
 TEST(BadPackets, AreRefusedWhereHeadAndSegmentsDisagree) {
   const PacketRun run(noisePicture({64, 48}, 5), 2, 70);
+  ASSERT_GT(headOf(run.packets[0]).mcuCount, run.across);  // wraps
   Victim victim(run, 0);
   const struct {
     const char* what;
