@@ -109,6 +109,37 @@ TEST_F(HostContract, RefusesWhatItCannotCode) {
   EXPECT_EQ(sink.packets.size(), 2u);
 }
 
+TEST_F(HostContract, TakesEmptyImages) {
+  const std::uint8_t pixel[4] = {};
+  const struct {
+    std::uint32_t width, height;
+    std::size_t frameBytes, packets;
+    std::string message;
+  } cases[] = {{0, 8, 0, 0, "QRX JPEG: WriteImageBaseline() failed\n"}, {8, 0, 683, 1, ""}};
+  for (const auto& c : cases) {
+    PacketSink frames, packets;
+    EXPECT_EQ(errorsOf([&] {
+                EXPECT_TRUE(host.compressor().compress(pixel, 4, 0, 0, 0, 0, c.width, c.height, 0,
+                                                       80, PacketSink::take, &frames));
+                EXPECT_TRUE(host.compressor().compress(pixel, 4, 0, 1, 0, 0, c.width, c.height, 0,
+                                                       0, 80, PacketSink::take, &packets));
+              }),
+              c.message);
+    ASSERT_EQ(frames.packets.size(), 1u);
+    EXPECT_EQ(frames.packets[0].size(), c.frameBytes);
+    ASSERT_EQ(packets.packets.size(), c.packets);
+    for (Bytes& packet : packets.packets) {
+      packet[2] = 1;
+      const Buffer buffer = bufferOver(packet);
+      EXPECT_TRUE(host.decompressor().isValid(&buffer));
+      Bytes untouched(64, 7);
+      EXPECT_FALSE(host.decompressor().decompressTile(&buffer, 2, 6408, untouched.data(), 64));
+      EXPECT_TRUE(host.decompressor().decompressTile(&buffer, 4, 6408, untouched.data(), 64));
+      EXPECT_EQ(untouched, Bytes(64, 7));
+    }
+  }
+}
+
 TEST_F(HostContract, FillsThePacketsHead) {
   const auto packets = compressPackets(host.compressor(), image, 80, 0x10007, 0xFFFFFFF0);
   ASSERT_FALSE(packets.empty());
