@@ -14,6 +14,7 @@ source "$root/scripts/packages.sh"
 cd "$root"
 
 need_build_packages
+need_packages qemu-user # old processors, emulated
 
 pictures=$root/build/pictures
 for package in golang-1.19-src gnome-user-docs python3-skimage; do
