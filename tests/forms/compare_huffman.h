@@ -4,63 +4,190 @@
 #ifndef QRX_TESTS_FORMS_COMPARE_HUFFMAN_H_
 #define QRX_TESTS_FORMS_COMPARE_HUFFMAN_H_
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
 #include "tests/forms/huffman_kit.h"
 
 namespace entropy {
 
+// --- Encoders: the statuses of all calls, the bytes and the final position.
+
+struct Encoded {
+  std::vector<IppStatus> statuses;
+  Bytes bytes;
+  int position;
+  bool operator==(const Encoded&) const = default;
+};
+
+template <typename F>
+Encoded encodeScan(F f, const std::vector<Block>& blocks, EncodeTable& table, int capacity) {
+  Coder coder{table.get(), table.get(), size_t(capacity)};
+  std::vector<IppStatus> statuses;
+  Bytes memory(129);  // blocks at an odd address
+  const auto* block = reinterpret_cast<const Ipp16s*>(memory.data() + 1);
+  for (size_t b = 0; b <= blocks.size(); ++b) {
+    if (b < blocks.size()) std::memcpy(memory.data() + 1, &blocks[b], 128);
+    statuses.push_back(coder.call(f, b < blocks.size() ? block : nullptr, {1, 60, 1}));
+  }
+  EXPECT_TRUE(coder.guarded());
+  return {statuses, coder.bytes, coder.position};
+}
+
+// Room for everything, and too little by a few and by many bytes.
+template <typename... Rest>
+using Encode = IppStatus (*)(const Ipp16s*, Ipp8u*, int, int*, Rest...);
+template <typename... Rest>
+void compare(Encode<Rest...> form, Encode<Rest...> reference) {
+  std::vector<Block> blocks = randomBlocks(1, 300, 10);
+  blocks.resize(500);  // an end-of-band run
+  for (const Block& block : randomBlocks(2, 100, 15)) blocks.push_back(block);
+  for (const HuffmanList& list : {fullTable(), typicalAcTable()}) {  // the second lacks categories
+    EncodeTable table(list);
+    const int whole = encodeScan(reference, blocks, table, 1 << 17).position;
+    for (const int missing : {whole - (1 << 17), 1, 2, 7, 9, 25, 600}) {
+      const int capacity = std::max(1, whole - missing);
+      EXPECT_EQ(encodeScan(reference, blocks, table, capacity),
+                encodeScan(form, blocks, table, capacity));
+    }
+  }
+}
+
+template <typename... Rest>
+using Count = IppStatus (*)(const Ipp16s*, int*, Rest...);
+template <typename... Rest>
+void compare(Count<Rest...> form, Count<Rest...> reference) {
+  struct Counter {
+    std::array<int, 256> statistics = {};
+    Ipp16s lastDc = 0;
+    EncodeState state = {};
+  } expected, actual;
+  const auto count = [](Count<Rest...> f, Counter& c, const Block& block, bool flush) {
+    if constexpr (sizeof...(Rest) == 2) {
+      return f(block.data(), c.statistics.data(), &c.lastDc, 1);
+    } else {
+      return f(block.data(), c.statistics.data(), 1, 63, 1, c.state.get(), flush);
+    }
+  };
+  for (const Block& block : randomBlocks(7, 300, 12)) {
+    const bool flush = block[0] % 8 == 0;
+    EXPECT_EQ(count(reference, expected, block, flush), count(form, actual, block, flush));
+  }
+  EXPECT_EQ(expected.lastDc, actual.lastDc);
+  EXPECT_EQ(expected.statistics, actual.statistics);
+}
+
+// --- Decoders: a scan, damaged, decoded block by block until the first failure.
+
+template <typename F>
+std::vector<Ipp16s> decodeScan(F f, const Bytes& stream, DecodeTable& table) {
+  Cursor cursor{table.get(), table.get(), stream};
+  std::vector<Ipp16s> result;
+  IppStatus status = 0;
+  for (size_t b = 0; b < 200 && status == 0; ++b) {
+    Block block;  // a pattern for refinements to work on; others overwrite it
+    for (size_t i = 0; i < 64; ++i) block[i] = Ipp16s(i * (b + 1) % 5 == 0 ? int(i * 8) - 256 : 0);
+    status = cursor.call(f, block.data(), {1, 63, 2});
+    result.insert(result.end(), block.begin(), block.end());
+    result.insert(result.end(), {cursor.lastDc, static_cast<Ipp16s>(status)});
+    EXPECT_TRUE(cursor.position >= 0 && cursor.position <= cursor.length);
+  }
+  return result;
+}
+
+inline Bytes damaged(const Bytes& stream, Random* random) {
+  Bytes result = stream;
+  const size_t place = (*random)() % result.size();
+  switch ((*random)() % 6) {
+    case 0: result.resize(place); break;
+    case 1: result[place] = Ipp8u(result[place] ^ 1u << (*random)() % 8); break;
+    case 2: result[place] = 0xFF; break;
+    case 3: result.insert(result.begin() + long(place), {0xFF, 0xD9}); break;
+    case 4: result.insert(result.begin() + long(place), {0xFF, 0xFF, 0xFF}); break;
+    default:
+      for (size_t i = place; i < result.size(); ++i) result[i] = Ipp8u((*random)());
+  }
+  if ((*random)() % 4 == 0) result.push_back(0xFF);
+  return result.empty() ? Bytes{0} : result;
+}
+
+// A baseline scan, and noise with stuffing.
+template <typename... Rest>
+using Decode = IppStatus (*)(const Ipp8u*, int, int*, Ipp16s*, Rest...);
+template <typename... Rest>
+void compare(Decode<Rest...> form, Decode<Rest...> reference) {
+  EncodeTable codes(fullTable());
+  Encoded scan =
+      encodeScan(ippiEncodeHuffman8x8_JPEG_16s1u_C1, randomBlocks(8, 200, 10), codes, 1 << 17);
+  scan.bytes.resize(static_cast<size_t>(scan.position));
+  Random random(5);
+  BitMaker noise;
+  for (int i = 0; i < 4000; ++i) noise.bits(unsigned(random()), 8);
+  for (const Bytes& stream : {scan.bytes, noise.segment()}) {
+    for (const HuffmanList& list : {fullTable(), typicalAcTable(), typicalDcTable()}) {
+      DecodeTable table(list);
+      for (int trial = 0; trial < 150; ++trial) {
+        const Bytes input = trial == 0 ? stream : damaged(stream, &random);
+        ASSERT_EQ(decodeScan(reference, input, table), decodeScan(form, input, table)) << trial;
+      }
+    }
+  }
+}
+
+// --- Tables and states
+
 using GetSize = IppStatus (*)(int*);
-void compare(GetSize form, GetSize reference);
+inline void compare(GetSize form, GetSize reference) {
+  int expected = 0, actual = 0;
+  EXPECT_EQ(reference(&expected), form(&actual));
+  EXPECT_EQ(expected, actual);
+}
 
 using ListInit = IppStatus (*)(const int*, Ipp8u*, Ipp8u*);
-void compare(ListInit form, ListInit reference);
+inline void compare(ListInit form, ListInit reference) {
+  Random random(3);
+  for (unsigned trial = 0; trial < 50; ++trial) {
+    std::array<int, 256> statistics = {};
+    for (int& count : statistics) {
+      if (random() % 50 < trial) count = int(random() >> random() % 32);
+    }
+    Bytes expected(272), actual(272);
+    EXPECT_EQ(reference(statistics.data(), expected.data(), expected.data() + 16),
+              form(statistics.data(), actual.data(), actual.data() + 16));
+    EXPECT_EQ(expected, actual);
+  }
+}
 
-using EncodeSpecInit = IppStatus (*)(const Ipp8u*, const Ipp8u*, IppiEncodeHuffmanSpec*);
-void compare(EncodeSpecInit form, EncodeSpecInit reference);
-using DecodeSpecInit = IppStatus (*)(const Ipp8u*, const Ipp8u*, IppiDecodeHuffmanSpec*);
-void compare(DecodeSpecInit form, DecodeSpecInit reference);
-using EncodeStateInit = IppStatus (*)(IppiEncodeHuffmanState*);
-void compare(EncodeStateInit form, EncodeStateInit reference);
-using DecodeStateInit = IppStatus (*)(IppiDecodeHuffmanState*);
-void compare(DecodeStateInit form, DecodeStateInit reference);
+// The codes of a table, or its look-up, within the sizes of their records.
+template <typename Record>
+void compare(IppStatus (*form)(const Ipp8u*, const Ipp8u*, Record*),
+             IppStatus (*reference)(const Ipp8u*, const Ipp8u*, Record*)) {
+  Random random(4);
+  for (int trial = 0; trial < 200; ++trial) {
+    HuffmanList list = trial % 2 == 0 ? typicalAcTable() : fullTable();
+    if (trial > 1) list.bits[random() % 16] = Ipp8u(random() % 40);
+    list.values.resize(16 * 255);
+    const size_t size = std::is_same_v<Record, IppiEncodeHuffmanSpec> ? 1024 : 1644;
+    Bytes expected(size + 8, 1), actual(size + 8, 1);
+    EXPECT_EQ(
+        reference(list.bits.data(), list.values.data(), reinterpret_cast<Record*>(expected.data())),
+        form(list.bits.data(), list.values.data(), reinterpret_cast<Record*>(actual.data())));
+    EXPECT_EQ(expected, actual);
+    EXPECT_EQ(Bytes(actual.end() - 8, actual.end()), Bytes(8, 1));
+  }
+}
 
-using EncodeBlock = IppStatus (*)(const Ipp16s*, Ipp8u*, int, int*, Ipp16s*,
-                                  const IppiEncodeHuffmanSpec*, const IppiEncodeHuffmanSpec*,
-                                  IppiEncodeHuffmanState*, int);
-void compare(EncodeBlock form, EncodeBlock reference);
-using EncodeOne = IppStatus (*)(const Ipp16s*, Ipp8u*, int, int*, const IppiEncodeHuffmanSpec*,
-                                IppiEncodeHuffmanState*, int);
-void compare(EncodeOne form, EncodeOne reference);
-using EncodeDcFirst = IppStatus (*)(const Ipp16s*, Ipp8u*, int, int*, Ipp16s*, int,
-                                    const IppiEncodeHuffmanSpec*, IppiEncodeHuffmanState*, int);
-void compare(EncodeDcFirst form, EncodeDcFirst reference);
-using EncodeDcRefine = IppStatus (*)(const Ipp16s*, Ipp8u*, int, int*, int, IppiEncodeHuffmanState*,
-                                     int);
-void compare(EncodeDcRefine form, EncodeDcRefine reference);
-using EncodeAc = IppStatus (*)(const Ipp16s*, Ipp8u*, int, int*, int, int, int,
-                               const IppiEncodeHuffmanSpec*, IppiEncodeHuffmanState*, int);
-void compare(EncodeAc form, EncodeAc reference);
-
-using CountDc = IppStatus (*)(const Ipp16s*, int*, Ipp16s*, int);
-void compare(CountDc form, CountDc reference);
-using CountAc = IppStatus (*)(const Ipp16s*, int*, int, int, int, IppiEncodeHuffmanState*, int);
-void compare(CountAc form, CountAc reference);
-
-using DecodeBlock = IppStatus (*)(const Ipp8u*, int, int*, Ipp16s*, Ipp16s*, int*,
-                                  const IppiDecodeHuffmanSpec*, const IppiDecodeHuffmanSpec*,
-                                  IppiDecodeHuffmanState*);
-void compare(DecodeBlock form, DecodeBlock reference);
-using DecodeOne = IppStatus (*)(const Ipp8u*, int, int*, Ipp16s*, int*,
-                                const IppiDecodeHuffmanSpec*, IppiDecodeHuffmanState*);
-void compare(DecodeOne form, DecodeOne reference);
-using DecodeDcFirst = IppStatus (*)(const Ipp8u*, int, int*, Ipp16s*, Ipp16s*, int*, int,
-                                    const IppiDecodeHuffmanSpec*, IppiDecodeHuffmanState*);
-void compare(DecodeDcFirst form, DecodeDcFirst reference);
-using DecodeDcRefine = IppStatus (*)(const Ipp8u*, int, int*, Ipp16s*, int*, int,
-                                     IppiDecodeHuffmanState*);
-void compare(DecodeDcRefine form, DecodeDcRefine reference);
-using DecodeAc = IppStatus (*)(const Ipp8u*, int, int*, Ipp16s*, int*, int, int, int,
-                               const IppiDecodeHuffmanSpec*, IppiDecodeHuffmanState*);
-void compare(DecodeAc form, DecodeAc reference);
+template <typename Record>
+void compare(IppStatus (*form)(Record*), IppStatus (*)(Record*)) {
+  const size_t size = std::is_same_v<Record, IppiEncodeHuffmanState> ? 1044 : 20;
+  Bytes record(size + 1, 7), cleared(size + 1, 0);
+  cleared.back() = 7;
+  EXPECT_EQ(form(reinterpret_cast<Record*>(record.data())), 0);
+  EXPECT_EQ(record, cleared);
+}
 
 }  // namespace entropy
 

@@ -27,65 +27,52 @@ void set(const char* value) {
 }
 
 TEST(Env, NumbersAndSwitches) {
-  const std::string digits255 = std::string(254, '0') + "7";
-  const std::string digits256 = std::string(255, '0') + "7";
+  const std::string zeros(254, '0');
   const struct {
-    const char* text;
-    int number;  // with the default 5
-    bool on;     // with the default true
-  } rows[] = {
-      {nullptr, 5, true},
-      {"", 5, true},
-      {"<null>", 5, true},
-      {"42", 42, true},
-      {"  42  ", 42, true},
-      {"12abc", 12, true},
-      {"-3", -3, true},
-      {"+1", 1, true},
-      {"+-1", 5, false},
-      {"abc", 5, false},
-      {"TRUE", 5, false},
-      {"0", 0, false},
-      {"1x", 1, true},
-      {"2147483647", 2147483647, true},
-      {"-2147483648", -2147483647 - 1, true},
-      {"2147483648", 5, true},
-      {"99999999999999999999", 5, true},
-      {"0x10", 0, false},
-      {digits255.c_str(), 7, true},
-      {digits256.c_str(), 5, true},
-  };
+    std::string text;  // "<null>" counts as unset
+    int number;        // with the default 5
+    bool on;           // with the default true
+    double real;       // with the default 7
+  } rows[] = {{"", 5, true, 7},
+              {"<null>", 5, true, 7},
+              {"  42  ", 42, true, 42},
+              {"12abc", 12, true, 12},
+              {"-3", -3, true, -3},
+              {"+-1", 5, false, 7},
+              {"TRUE", 5, false, 7},
+              {"0", 0, false, 0},
+              {"1x", 1, true, 1},
+              {"2147483647", 2147483647, true, 2147483647},
+              {"-2147483648", -2147483647 - 1, true, -2147483648.0},
+              {"2147483648", 5, true, 2147483648.0},
+              {"99999999999999999999", 5, true, 1e20},
+              {zeros + "7", 7, true, 7},
+              {zeros + "08", 5, true, 7},
+              {" -2.25e1 ", -2, true, -22.5},
+              {"3,5", 3, true, 3},
+              {".5x", 5, false, 0.5},
+              {"1e999", 1, true, 7},
+              {"nan", 5, false, 7},
+              {"inf", 5, false, 7},
+              {"1e-310", 1, true, 1e-310},
+              {"1e-999", 1, true, 7}};
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.text == nullptr ? "unset" : row.text);
-    set(row.text);
+    SCOPED_TRACE(row.text);
+    set(row.text.c_str());
     EXPECT_EQ(Env::getInt(kName, 5), row.number);
     EXPECT_EQ(Env::getBool(kName, true), row.on);
+    EXPECT_EQ(Env::getDouble(kName, 7), row.real);
   }
+  set("0x10");
+  EXPECT_EQ(Env::getInt(kName, 5), 0);
   set("2");
   EXPECT_FALSE(Env::getBool(kName, false));
   EXPECT_EQ(Env::getInt(nullptr, 9), 9);
-  EXPECT_TRUE(Env::getBool(nullptr, true));
-  EXPECT_EQ(Env::getDouble(nullptr, 0.5), 0.5);
-}
-
-TEST(Env, FloatingPoint) {
-  const struct {
-    const char* text;
-    double number;  // with the default 7
-  } rows[] = {{"1.5", 1.5}, {" -2.25e1 ", -22.5}, {"3,5", 3},    {".5x", 0.5},
-              {"e5", 7},    {"1e999", 7},         {"-1e999", 7}, {"nan", 7},
-              {"inf", 7},   {"1e-310", 1e-310},   {"1e-999", 7}, {"<null>", 7}};
-  for (const auto& row : rows) {
-    set(row.text);
-    EXPECT_EQ(Env::getDouble(kName, 7), row.number) << row.text;
-  }
 }
 
 // Switches to a locale whose decimal point is a comma, made for this test if need be.
 bool useCommaLocale(const std::filesystem::path& folder) {
-  for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE.utf8", "fr_FR.utf8"}) {
-    if (std::setlocale(LC_ALL, name) != nullptr) return true;
-  }
+  if (std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr) return true;
   const std::string make =
       "localedef -i de_DE -f UTF-8 " + (folder / "de_DE.UTF-8").string() + " >/dev/null 2>&1";
   if (std::system(make.c_str()) != 0) return false;
@@ -129,12 +116,7 @@ TEST(Env, Strings) {
     Env::getString(kName, buffer, row.size, row.defaultValue);
     EXPECT_STREQ(buffer, row.expected);
   }
-  set("value");
   Env::getString(kName, nullptr, 10, "x");
-  Env::getString(kName, nullptr, 0, "x");
-  char own[16] = "own";
-  Env::getString(nullptr, own, sizeof own, own);
-  EXPECT_STREQ(own, "own");
 }
 
 TEST(Env, SetDefaultRespectsOverwrite) {
@@ -151,17 +133,6 @@ TEST(Env, SetDefaultRespectsOverwrite) {
     setenv("QRX_DISABLE_SETENV", "1", 1);
     EXPECT_TRUE(Env::setDefault(kName, "newer", true));
     EXPECT_STREQ(getenv(kName), "newer");
-  });
-}
-
-TEST(Env, DisabledSetDefaultStaysSo) {
-  runInChild([] {
-    setenv("QRX_DISABLE_SETENV", "1", 1);
-    set("old");
-    EXPECT_TRUE(Env::setDefault(nullptr, "new", true));
-    unsetenv("QRX_DISABLE_SETENV");
-    EXPECT_TRUE(Env::setDefault(kName, "new", true));
-    EXPECT_STREQ(getenv(kName), "old");
   });
 }
 

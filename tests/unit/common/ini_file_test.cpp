@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "common/map.h"
 #include "tests/unit/common/support.h"
 
 namespace {
@@ -44,22 +43,18 @@ TEST_F(IniTest, Grammar) {
     Entries entries;
     int errorLine;  // 0: none
   } rows[] = {
-      {"", {}, 0},
       {"\n  \n; c\n# c\n  ;c\n", {}, 0},
       {"a:b=c\n", {"|a:b|c"}, 0},
-      {"a:b\n", {"|a|b"}, 0},
       {"a=b:c", {"|a|b:c"}, 0},
       {"  key   =   value   ; note\r\n", {"|key|value"}, 0},
       {"a=b;c\n", {"|a|b;c"}, 0},
       {"a=b ;c\n", {"|a|b"}, 0},
-      {"a=;c\n", {"|a|;c"}, 0},
       {"a= ;c\n", {"|a|;c"}, 0},
       {"a=b #c\n", {"|a|b #c"}, 0},
       {"key=\n=value\n", {"|key|", "||value"}, 0},
       {"a ;b=c\n", {}, 1},
       {"a: b ;=c\n", {"|a|b"}, 0},
       {"[s] ; c\nk=v\n[ t ]x\nk=v\n[]\nk=v", {"s|k|v", " t |k|v", "|k|v"}, 0},
-      {"[;s]\nk=v\n", {";s|k|v"}, 0},
       {"[" + x60 + "]\nk=v\n", {x49 + "|k|v"}, 0},
       {"k=v\n[sect\nl=w\n", {"|k|v"}, 2},
       {"\n[sect ;x]\n", {}, 2},
@@ -110,20 +105,6 @@ TEST_F(IniTest, ReaderErrors) {
   IniReader without(path.c_str());
   EXPECT_FALSE(without.parseIniFile(nullptr, nullptr));
   expectState(without.getParserState(), 3, 0, "No user function available.");
-
-  IniReader directory(folder.c_str());  // opens, but has nothing to read
-  EXPECT_TRUE(directory.parseIniFile(collect, &entries));
-  EXPECT_TRUE(entries.empty());
-}
-
-TEST_F(IniTest, LookUps) {
-  const IniFile file(fileWith("first=x\n[Sect]\nKey=1\nKEY=2\nempty=\n"), true);
-  EXPECT_STREQ(file.getFilename(), path.c_str());
-  EXPECT_EQ(file.getParserState(), nullptr);
-  EXPECT_STREQ(file.getValue("sECT", "key"), "2");
-  EXPECT_STREQ(file.getValue("Sect", "empty"), "");
-  EXPECT_EQ(file.getValue("Sect", "absent"), nullptr);
-  EXPECT_EQ(file.getValue("other", "key"), nullptr);
 }
 
 TEST_F(IniTest, ValueOperationsTellWhatIsWrong) {
@@ -154,30 +135,26 @@ TEST_F(IniTest, ValueOperationsTellWhatIsWrong) {
   }
 }
 
-TEST_F(IniTest, Changes) {
-  IniFile file;
-  EXPECT_EQ(errorsOf([&] {
-              file.setValue("s", "k", "v", true);
-              file.setValue("S", "K", "w", true);
-              EXPECT_STREQ(file.getValue("s", "k"), "v");
-              file.setValue("s", "k", "w", false);
-              EXPECT_STREQ(file.getValue("s", "k"), "w");
-              file.setValue("s", "k", file.getValue("s", "k"), false);
-              EXPECT_STREQ(file.getValue("s", "k"), "w");
-              file.removeValue("s", "other");
-              file.removeValue("s", "k");
-              EXPECT_EQ(file.getValue("s", "k"), nullptr);
-            }),
-            "");
+TEST_F(IniTest, ChangesAndLookUps) {
+  IniFile file(fileWith("[Sect]\nKey=1\nKEY=2\nempty=\n"), true);
+  EXPECT_STREQ(file.getFilename(), path.c_str());
+  EXPECT_STREQ(file.getValue("sECT", "key"), "2");
+  EXPECT_STREQ(file.getValue("Sect", "empty"), "");
+  EXPECT_EQ(file.getValue("other", "key"), nullptr);
+  file.setValue("SECT", "KEY", "w", true);
+  EXPECT_STREQ(file.getValue("sect", "key"), "2");
+  file.setValue("sect", "key", "w", false);
+  file.setValue("sect", "key", file.getValue("sect", "key"), false);
+  EXPECT_STREQ(file.getValue("sect", "key"), "w");
+  file.removeValue("sect", "other");
+  file.removeValue("sect", "key");
+  EXPECT_EQ(file.getValue("sect", "key"), nullptr);
 }
 
 TEST_F(IniTest, FailedLoads) {
   const std::string absent = (folder / "absent.ini").string();
   IniFile file;
   EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.parse(nullptr)); }),
-            "Cannot parse file: Filename is empty\n");
-  expectState(file.getParserState(), 6, 0, "No such file or directory.");
-  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.parse("")); }),
             "Cannot parse file: Filename is empty\n");
   EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.parse(absent.c_str())); }),
             "Cannot open .ini file \"" + absent + "\": No such file or directory.\n");
@@ -197,30 +174,6 @@ TEST_F(IniTest, FailedLoads) {
   EXPECT_STREQ(file.getValue("s", "l"), "w");
 }
 
-TEST_F(IniTest, FilenameChanges) {
-  IniFile file(fileWith("[s]\nk=v\n"), false);
-  EXPECT_EQ(file.getValue("s", "k"), nullptr);
-  file.setFilename(file.getFilename(), true);
-  EXPECT_STREQ(file.getValue("s", "k"), "v");
-  file.setFilename(nullptr, false);
-  EXPECT_EQ(file.getFilename(), nullptr);
-  EXPECT_STREQ(file.getValue("s", "k"), "v");
-  file.setFilename("", true);
-  expectState(file.getParserState(), 6, 0, "No such file or directory.");
-  fileWith("[s]\nl=w\n");
-  file.setFilename(path.c_str(), true);
-  EXPECT_EQ(file.getParserState(), nullptr);
-  EXPECT_EQ(file.getValue("s", "k"), nullptr);
-  EXPECT_STREQ(file.getValue("s", "l"), "w");
-}
-
-TEST_F(IniTest, Hash) {
-  const qrx::Hash<char*> hash;
-  EXPECT_EQ(hash(""), 0u);
-  EXPECT_EQ(hash("S::N"), 4625686u);     // bucket 22 of 32
-  EXPECT_EQ(hash("\xff"), 0x0FFFFF03u);  // bytes are signed
-}
-
 // The buckets by hand: AB::K2 10, ABC::K1 13, B::K and A::K 15 (the newer first), AB::K1 29.
 TEST_F(IniTest, WriteGroupsBySection) {
   IniFile file;
@@ -232,21 +185,14 @@ TEST_F(IniTest, WriteGroupsBySection) {
   EXPECT_TRUE(file.write(path.c_str()));
   EXPECT_EQ(readFile(path),
             "[AB]\nK2 = 3\nK1 = 1\n\n[ABC]\nK1 = 2\n\n[A]\nK = 5\n\n[B]\nK = Four\n");
-
-  EXPECT_STREQ(file.getFilename(), path.c_str());
-  IniFile again(path.c_str(), true);
-  EXPECT_STREQ(again.getValue("abc", "k1"), "2");
-  EXPECT_STREQ(again.getValue("b", "k"), "Four");
 }
 
 TEST_F(IniTest, WriteFailures) {
   IniFile file;
   EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.write(nullptr)); }),
             "Cannot write file: Filename is empty\n");
-  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.write("")); }),
-            "Cannot write file: Filename is empty\n");
-  EXPECT_EQ(errorsOf([&] { EXPECT_FALSE(file.write((folder / "no" / "file").c_str())); }), "");
   file.setValue("s", "k", "v", false);
+  EXPECT_FALSE(file.write((folder / "no" / "file").c_str()));
   EXPECT_FALSE(file.write("/dev/full"));
 }
 

@@ -39,19 +39,6 @@ TEST(Utilities, FormatSize) {
   for (const auto& row : rows) EXPECT_EQ(take(qrxFormatSize(row.size)), row.text);
 }
 
-TEST(Utilities, SprintfStoresWhatFits) {
-  char buffer[] = "untouched!";
-  EXPECT_EQ(qrxSprintf(buffer, 5, "%s", "0123456789"), 4);
-  EXPECT_STREQ(buffer, "0123");
-  EXPECT_EQ(buffer[5], 'c');
-  EXPECT_EQ(qrxSprintf(buffer, 11, "%d", 42), 2);
-  EXPECT_EQ(qrxSprintf(buffer, 1, "%d", 42), 0);
-  EXPECT_STREQ(buffer, "");
-  EXPECT_EQ(qrxSprintf(nullptr, 5, "x"), -1);
-  EXPECT_EQ(qrxSprintf(buffer, 0, "x"), -1);
-  EXPECT_EQ(qrxSprintf(buffer, -1, "x"), -1);
-}
-
 TEST(Utilities, Strsplit) {
   const struct {
     const char* text;
@@ -63,10 +50,8 @@ TEST(Utilities, Strsplit) {
       {"a:b:c", 9, ":", {"a", "b", "c"}},
       {"::a, b", 9, ":, ", {"a", "b"}},
       {"abc", 9, "", {"abc"}},
-      {"abc", 9, nullptr, {"abc"}},
       {"::", 9, ":", {"(null)"}},
       {"", 9, ":", {}},
-      {nullptr, 9, ":", {}},
       {"a:b", 0, ":", {}},
   };
   for (const auto& row : rows) {
@@ -76,76 +61,58 @@ TEST(Utilities, Strsplit) {
     for (unsigned i = 0; i < count; ++i) found.push_back(take(entries[i]));
     EXPECT_EQ(found, row.entries);
   }
-  EXPECT_EQ(qrxStrsplit("a", nullptr, 1, ":"), 0u);
 }
 
 TEST(Utilities, BuildFilename) {
-  EXPECT_EQ(take(qrxBuildFilename("/opt", "lib", nullptr)), "/opt/lib");
-  EXPECT_EQ(take(qrxBuildFilename("/opt/", "lib/", nullptr)), "/opt/lib");
-  EXPECT_EQ(take(qrxBuildFilename("a\\", "", "b\\", nullptr)), "a\\b");
-  EXPECT_EQ(take(qrxBuildFilename("", "a", nullptr)), "a");
-  EXPECT_EQ(take(qrxBuildFilename("", nullptr)), "");
-  EXPECT_EQ(take(qrxBuildFilename("/", nullptr)), "");
+  const std::string longest(4094, 'x'), half(2046, 'x');
+  const struct {
+    std::string first, second, path;
+  } rows[] = {{"/opt", "lib", "/opt/lib"},
+              {"/opt/", "lib/", "/opt/lib"},
+              {"a\\", "b\\", "a\\b"},
+              {"", "a", "a"},
+              {"/", "", ""},
+              {longest, "", longest},
+              {longest, "y", "(null)"},
+              {longest + "x", "", "(null)"},
+              {half, half + "xx", "(null)"},
+              {half, half + "x", half + "/" + half + "x"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(take(qrxBuildFilename(row.first.c_str(), row.second.c_str(), nullptr)), row.path);
+  }
   EXPECT_EQ(take(qrxBuildFilename(nullptr, nullptr)), "(null)");
-
-  const std::string longest(4094, 'x');
-  EXPECT_EQ(take(qrxBuildFilename(longest.c_str(), nullptr)), longest);
-  EXPECT_EQ(take(qrxBuildFilename(longest.c_str(), "", nullptr)), longest);
-  EXPECT_EQ(take(qrxBuildFilename(longest.c_str(), "y", nullptr)), "(null)");
-  EXPECT_EQ(take(qrxBuildFilename((longest + "x").c_str(), nullptr)), "(null)");
-  const std::string half(2046, 'x');
-  EXPECT_EQ(take(qrxBuildFilename(half.c_str(), (half + "x").c_str(), nullptr)).size(), 4094u);
-  EXPECT_EQ(take(qrxBuildFilename(half.c_str(), (half + "xx").c_str(), nullptr)), "(null)");
 }
 
 TEST(Utilities, Matching) {
   const struct {
-    const char* list;
-    const char* word;
+    const char *list, *word;
     bool expected;
   } extensions[] = {{"abc abcd", "abc", true}, {"abcd", "abc", false},    {"x abc", "abc", true},
                     {"xabc", "abc", false},    {"abcd abc", "abc", true}, {"abcabc", "abc", true},
-                    {"a b", "a b", false},     {"abc", "", false},        {nullptr, "abc", false},
-                    {"abc", nullptr, false}};
-  for (const auto& row : extensions) {
-    EXPECT_EQ(qrxMatchExtension(row.list, row.word), row.expected)
-        << (row.list == nullptr ? "null" : row.list);
-  }
-  EXPECT_TRUE(qrxMatchAppName("firefox", "/usr/bin/firefox"));
-  EXPECT_TRUE(qrxMatchAppName("firefox", "/usr/bin/notfirefox"));
-  EXPECT_TRUE(qrxMatchAppName("firefox", "firefox"));
-  EXPECT_FALSE(qrxMatchAppName("firefox", "/usr/bin/firefox-bin"));
-  EXPECT_FALSE(qrxMatchAppName("firefox", "fox"));
-  EXPECT_FALSE(qrxMatchAppName(nullptr, "x"));
-  EXPECT_FALSE(qrxMatchAppName("x", nullptr));
-
+                    {"a b", "a b", false},     {"abc", "", false},        {nullptr, "abc", false}},
+    names[] = {{"firefox", "/usr/bin/firefox", true},
+               {"firefox", "/usr/bin/notfirefox", true},
+               {"firefox", "firefox", true},
+               {"firefox", "/usr/bin/firefox-bin", false},
+               {"firefox", "fox", false},
+               {"x", nullptr, false}};
+  for (const auto& row : extensions)
+    EXPECT_EQ(qrxMatchExtension(row.list, row.word), row.expected) << row.word;
+  for (const auto& row : names) EXPECT_EQ(qrxMatchAppName(row.list, row.word), row.expected);
   EXPECT_STREQ(qrxBasename("/usr/bin/x"), "x");
-  EXPECT_STREQ(qrxBasename("x"), "x");
   EXPECT_STREQ(qrxBasename("/usr/"), "");
-  EXPECT_EQ(qrxBasename(nullptr), nullptr);
 }
 
-TEST(Utilities, ProcessExe) {
+TEST(Utilities, ProcessNames) {
   const std::string exe = std::filesystem::read_symlink("/proc/self/exe").string();
   char path[PATH_MAX] = "";
-  EXPECT_EQ(qrxGetCurrentProcessExe(path, sizeof path), static_cast<int>(exe.size()));
+  EXPECT_EQ(qrxGetCurrentProcessExe(path, sizeof path), int(exe.size()));
   EXPECT_EQ(path, exe);
-  char cut[5] = "....";
-  EXPECT_EQ(qrxGetCurrentProcessExe(cut, 4), 3);
-  EXPECT_EQ(cut, exe.substr(0, 3));
-  EXPECT_EQ(qrxGetCurrentProcessExe(cut, 1), 0);
-  EXPECT_EQ(qrxGetCurrentProcessExe(cut, 0), -1);
-  EXPECT_EQ(qrxGetCurrentProcessExe(nullptr, 4), -1);
-}
-
-TEST(Utilities, ProcessName) {
-  char name[PATH_MAX] = "";
-  qrxGetCurrentProcessName(name, sizeof name);
-  EXPECT_STREQ(name, program_invocation_name);
-  qrxGetCurrentProcessName(name, 4);
-  EXPECT_EQ(std::string(name), std::string(program_invocation_name).substr(0, 3));
-  qrxGetCurrentProcessName(nullptr, 8);
-  qrxGetCurrentProcessName(name, 0);
+  EXPECT_EQ(qrxGetCurrentProcessExe(path, 4), 3);
+  EXPECT_EQ(path, exe.substr(0, 3));
+  EXPECT_EQ(qrxGetCurrentProcessExe(path, 0), -1);
+  qrxGetCurrentProcessName(path, sizeof path);
+  EXPECT_STREQ(path, program_invocation_name);
   runInChild([] {
     program_invocation_name[0] = '\0';  // the first word of the command line is now empty
     char unknown[8] = "before";
@@ -161,9 +128,6 @@ TEST(Utilities, Home) {
   setenv("HOME", "/home/a", 1);
   qrxGetHome(nullptr, 8);
   qrxGetHome(buffer, 7);
-  EXPECT_STREQ(buffer, "before");
-  qrxGetHome(buffer, 0);
-  qrxGetHome(buffer, -1);
   EXPECT_STREQ(buffer, "before");
   qrxGetHome(buffer, 8);
   EXPECT_STREQ(buffer, "/home/a");
@@ -200,8 +164,6 @@ TEST(Mutex, TrylockWaitsAsLongAsAsked) {
   }).join();
   EXPECT_TRUE(mutex.unlock(where));
   EXPECT_TRUE(mutex.trylock(INT_MAX, where));
-  EXPECT_TRUE(mutex.unlock(where));
-  EXPECT_TRUE(mutex.lock(where));
   EXPECT_TRUE(mutex.unlock(where));
 }
 

@@ -1,0 +1,212 @@
+// Colour conversion, sampling, data movers and lossless prediction: worked values.
+#include <gtest/gtest.h>
+
+#include "tests/forms/huffman_kit.h"
+
+namespace {
+
+using Words = std::vector<Ipp16s>;
+using Split = IppStatus (*)(const Ipp8u*, int, Ipp8u**, int, IppiSize);
+using Join = IppStatus (*)(const Ipp8u**, int, Ipp8u*, int, IppiSize);
+
+// A row of `width` equal pixels, converted; the pixel at `place` comes back.
+Bytes at(Split convert, const Bytes& pixel, size_t width, size_t place) {
+  Bytes row, out(4 * width);
+  for (size_t i = 0; i < width; ++i) row.insert(row.end(), pixel.begin(), pixel.end());
+  Ipp8u* planes[] = {&out[0], &out[width], &out[2 * width], &out[3 * width]};
+  EXPECT_EQ(convert(row.data(), int(row.size()), planes, int(width), {int(width), 1}), 0);
+  Bytes result;
+  for (size_t p = 0; p < pixel.size(); ++p) result.push_back(planes[p][place]);
+  return result;
+}
+
+Bytes at(Join convert, const Bytes& pixel, size_t width, size_t place) {
+  Bytes in, row(width * pixel.size());
+  for (const Ipp8u sample : pixel) in.insert(in.end(), width, sample);
+  const Ipp8u* planes[] = {&in[0], &in[width], &in[2 * width],
+                           pixel.size() > 3 ? &in[3 * width] : nullptr};
+  EXPECT_EQ(convert(planes, int(width), row.data(), int(row.size()), {int(width), 1}), 0);
+  const auto begin = row.begin() + long(place * pixel.size());
+  return {begin, begin + long(pixel.size())};
+}
+
+Bytes mirrored(const Bytes& pixel) { return {pixel.rbegin(), pixel.rend()}; }
+
+// (51, 214, 142) has Cb 120 in whole blocks of eight and Cb 119 in what is left over;
+// (105, 66, 223) has G 59 in whole blocks of four and G 58 in what is left over.
+TEST(Colour, RoundingDependsOnThePlaceInTheRow) {
+  for (size_t width = 1; width <= 33; ++width) {
+    for (size_t place = 0; place < width; ++place) {
+      const int cb = place < width / 8 * 8 ? 120 : 119;
+      EXPECT_EQ(at(ippiRGBToYCbCr_JPEG_8u_C3P3R, {51, 214, 142}, width, place)[1], cb);
+      EXPECT_EQ(at(ippiBGRToYCbCr_JPEG_8u_C3P3R, {142, 214, 51}, width, place)[1], cb);
+      const int green = place < width / 4 * 4 ? 59 : 58;
+      EXPECT_EQ(at(ippiYCbCrToRGB_JPEG_8u_P3C3R, {105, 66, 223}, width, place)[1], green);
+      EXPECT_EQ(at(ippiYCbCrToBGR_JPEG_8u_P3C3R, {105, 66, 223}, width, place)[1], green);
+      // CMYK has the rounding of the rest everywhere.
+      EXPECT_EQ(at(ippiCMYKToYCCK_JPEG_8u_C4P4R, {204, 41, 113, 9}, width, place)[1], 119);
+      EXPECT_EQ(at(ippiYCCKToCMYK_JPEG_8u_P4C4R, {128, 128, 128, 7}, width, place),
+                (Bytes{127, 127, 127, 7}));
+    }
+  }
+}
+
+TEST(Colour, WorkedValues) {
+  const Bytes forward[][2] = {{{0, 0, 0}, {0, 128, 128}},
+                              {{255, 255, 255}, {255, 128, 128}},
+                              {{255, 0, 0}, {76, 85, 255}},
+                              {{0, 255, 0}, {150, 44, 21}},
+                              {{0, 0, 255}, {29, 255, 107}}};
+  const Bytes inverse[][2] = {{{128, 128, 128}, {128, 128, 128}},
+                              {{0, 128, 128}, {0, 0, 0}},
+                              {{255, 128, 128}, {255, 255, 255}},
+                              {{0, 0, 0}, {0, 135, 0}},
+                              {{255, 255, 255}, {255, 121, 255}}};
+  for (const size_t place : {0, 8}) {
+    for (const auto& [rgb, ycc] : forward) {
+      EXPECT_EQ(at(ippiRGBToYCbCr_JPEG_8u_C3P3R, rgb, 9, place), ycc);
+      EXPECT_EQ(at(ippiBGRToYCbCr_JPEG_8u_C3P3R, mirrored(rgb), 9, place), ycc);
+    }
+    for (const auto& [ycc, rgb] : inverse) {
+      EXPECT_EQ(at(ippiYCbCrToRGB_JPEG_8u_P3C3R, ycc, 9, place), rgb);
+      EXPECT_EQ(at(ippiYCbCrToBGR_JPEG_8u_P3C3R, ycc, 9, place), mirrored(rgb));
+    }
+  }
+  EXPECT_EQ(at(ippiCMYKToYCCK_JPEG_8u_C4P4R, {0, 0, 0, 41}, 9, 3), (Bytes{255, 128, 128, 41}));
+}
+
+// Luma alone has the rounding of whole blocks.
+TEST(Colour, LumaAlone) {
+  for (int i = 0; i < 4096; ++i) {
+    const Bytes p = {Ipp8u(i % 16 * 17), Ipp8u(i / 16 % 16 * 17), Ipp8u(i / 256 * 17)};
+    Ipp8u luma = 0;
+    EXPECT_EQ(ippiRGBToY_JPEG_8u_C3C1R(p.data(), 3, &luma, 1, {1, 1}), 0);
+    ASSERT_EQ(luma, at(ippiRGBToYCbCr_JPEG_8u_C3P3R, p, 8, 0)[0]);
+  }
+}
+
+using Sample = IppStatus (*)(const Ipp8u*, int, IppiSize, Ipp8u*, int, IppiSize);
+
+Bytes sampled(Sample f, const Bytes& in, size_t origin, int step, IppiSize size, IppiSize outSize) {
+  Bytes out(size_t(outSize.width * outSize.height) + 1, 99);
+  EXPECT_EQ(f(&in[origin], step, size, out.data(), outSize.width, outSize), 0);
+  EXPECT_EQ(out.back(), 99);
+  out.pop_back();
+  return out;
+}
+
+TEST(Sampling, WorkedValues) {
+  EXPECT_EQ(sampled(ippiSampleDownH2V1_JPEG_8u_C1R, {0, 1, 255, 255, 10, 13}, 0, 6, {6, 1}, {3, 1}),
+            (Bytes{1, 255, 12}));
+  EXPECT_EQ(sampled(ippiSampleDownH2V2_JPEG_8u_C1R,
+                    {0, 0, 0, 0, 255, 255, 1, 1, 0, 1, 0, 0, 255, 255, 1, 3}, 0, 8, {8, 2}, {4, 1}),
+            (Bytes{1, 0, 255, 2}));
+  // (60+100+1)/4, (60+60+2)/4, (180+20+1)/4, ... with margins on both sides
+  const Sample up = ippiSampleUpH2V1_JPEG_8u_C1R, up2 = ippiSampleUpH2V2_JPEG_8u_C1R;
+  EXPECT_EQ(sampled(up, {100, 20, 60, 200}, 1, 4, {2, 1}, {4, 1}), (Bytes{40, 30, 50, 95}));
+  // Rows above and below: (3*(96+8) + (48+8) + 8) / 16, (312 + (192+8) + 7) / 16, ...
+  EXPECT_EQ(sampled(up2, {8, 8, 8, 16, 32, 64, 0, 4, 128}, 4, 3, {1, 1}, {2, 2}),
+            (Bytes{23, 32, 22, 39}));
+  // An odd width ends on an even column; only the margins that are read exist.
+  EXPECT_EQ(sampled(up, {4, 12}, 1, 2, {1, 1}, {1, 1}), Bytes{10});
+  EXPECT_EQ(sampled(up2, {4, 12, 8, 16}, 3, 2, {1, 1}, {1, 1}), Bytes{13});
+}
+
+TEST(Movers, InterleavedToPlanesAndBack) {
+  const Bytes pixels = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+  for (const size_t channels : {3, 4}) {
+    const auto width = 12 / channels;
+    Bytes out(12, 99), back(12, 99), expected;
+    Ipp8u* planes[] = {&out[0], &out[width], &out[2 * width], channels == 4 ? &out[9] : nullptr};
+    const Ipp8u* sources[] = {planes[0], planes[1], planes[2], planes[3]};
+    const IppiSize size = {int(width), 1};
+    EXPECT_EQ((channels == 3 ? ippiCopy_8u_C3P3R : ippiCopy_8u_C4P4R)(pixels.data(), 12, planes,
+                                                                      int(width), size),
+              0);
+    for (size_t i = 0; i < 12; ++i) expected.push_back(pixels[i % width * channels + i / width]);
+    EXPECT_EQ(out, expected);
+    EXPECT_EQ((channels == 3 ? ippiCopy_8u_P3C3R : ippiCopy_8u_P4C4R)(sources, int(width),
+                                                                      back.data(), 12, size),
+              0);
+    EXPECT_EQ(back, pixels);
+  }
+  Bytes rgb(7, 99), rgba(8, 99);  // alpha is dropped, or left alone
+  EXPECT_EQ(ippiCopy_8u_AC4C3R(pixels.data(), 8, rgb.data(), 6, {2, 1}), 0);
+  EXPECT_EQ(rgb, (Bytes{1, 2, 3, 5, 6, 7, 99}));
+  EXPECT_EQ(ippiCopy_8u_C3AC4R(rgb.data(), 6, rgba.data(), 8, {2, 1}), 0);
+  EXPECT_EQ(rgba, (Bytes{1, 2, 3, 99, 5, 6, 7, 99}));
+}
+
+// Copies take any step: a negative one turns the picture over, packed rows go as one.
+TEST(Movers, CopySteps) {
+  const Bytes rows = {1, 2, 3, 4, 5, 6};
+  Bytes out(6);
+  EXPECT_EQ(ippiCopy_8u_C1R(&rows[4], -2, out.data(), 2, {2, 3}), 0);
+  EXPECT_EQ(out, (Bytes{5, 6, 3, 4, 1, 2}));
+  EXPECT_EQ(ippiCopy_8u_C1R(rows.data(), 2, out.data(), 2, {2, 3}), 0);
+  EXPECT_EQ(out, rows);
+  EXPECT_EQ(ippiCopy_8u_C1R(rows.data(), 0, out.data(), 3, {2, 2}), 0);
+  EXPECT_EQ(out, (Bytes{1, 2, 3, 1, 2, 6}));
+}
+
+TEST(Movers, ConversionsAndShifts) {
+  const Words values = {-1, 256, 0, 255, -32768, 32767, 128};
+  Bytes narrow(7);
+  EXPECT_EQ(ippiConvert_16s8u_C1R(values.data(), 14, narrow.data(), 7, {7, 1}), 0);
+  EXPECT_EQ(narrow, (Bytes{0, 255, 0, 255, 0, 255, 128}));
+  Words wide(7);
+  EXPECT_EQ(ippiConvert_8u16s_C1R(narrow.data(), 7, wide.data(), 14, {7, 1}), 0);
+  EXPECT_EQ(wide, (Words{0, 255, 0, 255, 0, 255, 128}));
+
+  const int rows[][4] = {{-1, 3, -1, -8},          {-9, 1, -5, -18}, {5, 16, 0, 0},
+                         {-5, 1000, -1, 0},        {77, 0, 77, 77},  {1, 15, 0, -32768},
+                         {0x1234, 8, 0x12, 0x3400}};
+  for (const auto& [value, shift, right, left] : rows) {
+    const auto source = Ipp16s(value);
+    Ipp16s out[2];
+    EXPECT_EQ(ippsRShiftC_16s(&source, shift, &out[0], 1), 0);
+    EXPECT_EQ(ippsLShiftC_16s(&source, shift, &out[1], 1), 0);
+    EXPECT_EQ(out[0], right);
+    EXPECT_EQ(out[1], left);
+  }
+}
+
+TEST(Lossless, WorkedRows) {
+  const Words first = {100, 110, 90, 90};
+  Words out(4);
+  EXPECT_EQ(ippiDiffPredFirstRow_JPEG_16s_C1(first.data(), out.data(), 4, 8, 0), 0);
+  EXPECT_EQ(out, (Words{-28, 10, -20, 0}));
+  EXPECT_EQ(ippiDiffPredFirstRow_JPEG_16s_C1(first.data(), out.data(), 1, 8, 2), 0);
+  EXPECT_EQ(out[0], 100 - 32);
+
+  // By predictor, on the sample with left 40, above 61, above left 30; and where sums are large.
+  const Words row = {40, 100}, above = {30, 61}, big = {32767, 0}, top = {32767, 32767};
+  const int predictions[] = {40, 61, 30, 71, 55, 66, 50};
+  for (int predictor = 1; predictor <= 7; ++predictor) {
+    EXPECT_EQ(ippiDiffPredRow_JPEG_16s_C1(row.data(), above.data(), out.data(), 2, predictor), 0);
+    EXPECT_EQ(out[0], 10);
+    EXPECT_EQ(out[1], 100 - predictions[predictor - 1]);
+  }
+  EXPECT_EQ(ippiDiffPredRow_JPEG_16s_C1(big.data(), top.data(), out.data(), 2, 7), 0);
+  EXPECT_EQ(out[1], -32767);
+}
+
+TEST(Lossless, ReconstructsWhatWasPredicted) {
+  Random random(9);
+  for (int trial = 0; trial < 200; ++trial) {
+    const int width = 1 + trial % 67, predictor = trial % 8;
+    Words row(size_t(width), 0), above = row, out = row;
+    for (Ipp16s& sample : row) sample = Ipp16s(random());
+    for (Ipp16s& sample : above) sample = Ipp16s(random());
+    if (predictor == 0) {
+      ippiDiffPredFirstRow_JPEG_16s_C1(row.data(), out.data(), width, 16, 1);
+      ippiReconstructPredFirstRow_JPEG_16s_C1(out.data(), out.data(), width, 16, 1);
+    } else {
+      ippiDiffPredRow_JPEG_16s_C1(row.data(), above.data(), out.data(), width, predictor);
+      ippiReconstructPredRow_JPEG_16s_C1(out.data(), above.data(), out.data(), width, predictor);
+    }
+    ASSERT_EQ(out, row) << predictor;
+  }
+}
+
+}  // namespace
