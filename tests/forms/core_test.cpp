@@ -61,19 +61,6 @@ class Core : public testing::Test {
   uint64_t detected_ = 0;
 };
 
-TEST_F(Core, DetectsFeatures) {
-  uint64_t word = 0;
-  uint32_t registers[4] = {};
-  ASSERT_EQ(ippGetCpuFeatures(&word, registers), 0);
-  __builtin_cpu_init();
-  EXPECT_EQ((word & 0x10) != 0, __builtin_cpu_supports("ssse3") != 0);
-  EXPECT_EQ((word & 0x80) != 0, __builtin_cpu_supports("sse4.2") != 0);
-  EXPECT_EQ((word & 0x300) != 0, __builtin_cpu_supports("avx") != 0);
-  EXPECT_EQ((word & 0x8000) != 0, __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2"));
-  EXPECT_EQ(word >> 16, 0u);
-  EXPECT_EQ(ippGetCpuFeatures(nullptr, registers), ippStsNullPtrErr);
-}
-
 TEST_F(Core, SelectsTheBestForm) {
   EXPECT_EQ(ippInit(), __builtin_cpu_is("intel") ? 0 : ippStsOtherVendorCpu);
   int best = 0;
@@ -91,8 +78,7 @@ TEST_F(Core, SelectsTheBestForm) {
       {0x2F, {1, 0, 0x7}},  // MOVBE without SSSE3
       {0x7, {1, 0, 0x7}},
       {0x8303, {6, 0, 0x8303}},
-      {0x3, {0, 0, 0x3}},
-  };
+      {0x3, {0, 0, 0x3}}};
   for (const auto& [features, expected] : cases) {
     EXPECT_EQ(select(features), expected) << std::hex << features;
   }
@@ -104,17 +90,15 @@ TEST_F(Core, ForcedSelection) {
   const struct {
     std::vector<int32_t> selectors;
     Selected selected;
-  } rows[] = {
-      {{0, 6, 7, 8, 9, 0xA, 0xB, 0x11, 0x20, 0x41, 0x42}, {0, 0, 0x7}},
-      {{0x21, 0x22, 0x43}, {2, 0, 0x1F}},
-      {{0x23, 0x44}, {4, 0, 0x5F}},
-      {{0x24}, {3, 1, 0x3F}},
-      {{0x25, 0x45}, {4, 0, 0xDF}},
-      {{0x26, 0x47}, {4, 0, 0xCDF}},
-      {{0x46}, {5, 0, 0xFDF}},
-      {{0x49}, {5, 0, 0x6FDF}},
-      {{0x4A}, {6, 0, 0xEFFF}},
-  };
+  } rows[] = {{{0, 6, 7, 8, 9, 0xA, 0xB, 0x11, 0x20, 0x41, 0x42}, {0, 0, 0x7}},
+              {{0x21, 0x22, 0x43}, {2, 0, 0x1F}},
+              {{0x23, 0x44}, {4, 0, 0x5F}},
+              {{0x24}, {3, 1, 0x3F}},
+              {{0x25, 0x45}, {4, 0, 0xDF}},
+              {{0x26, 0x47}, {4, 0, 0xCDF}},
+              {{0x46}, {5, 0, 0xFDF}},
+              {{0x49}, {5, 0, 0x6FDF}},
+              {{0x4A}, {6, 0, 0xEFFF}}};
   std::map<int32_t, Selected> known;
   for (const auto& row : rows) {
     for (const int32_t selector : row.selectors) known[selector] = row.selected;

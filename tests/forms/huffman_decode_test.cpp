@@ -1,4 +1,4 @@
-// Huffman decoding of hand-made segments: ends and markers, complete tables, runs past the block.
+// Huffman decoding: ends and markers, complete tables, runs past the block.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -126,29 +126,6 @@ TEST_F(Decode, RunPastTheBlock) {
       EXPECT_EQ(guarded, expected) << kind << " " << run;
     }
   }
-}
-
-// A value, then a run of 3: this block and two more, for which nothing is read; then -1.
-TEST_F(Decode, EndOfBandRun) {
-  BitMaker bits;
-  bits.symbol(list, 0x12).bits(0b10, 2).symbol(list, 0x10).bits(1, 1);
-  Cursor source = withFull(bits.symbol(list, 0x01).bits(0, 1).symbol(list, 0x00).segment());
-  const Block expected[] = {blockOf({{2, 2 << 2}}), {}, {}, blockOf({{1, -4}})};
-  for (const Block& one : expected) {
-    block = {};
-    EXPECT_EQ(source.call(kAcFirst, block.data(), {1, 63, 2}), 0);
-    EXPECT_EQ(block, one) << &one - expected;
-  }
-}
-
-TEST_F(Decode, RefinementWorkedBits) {
-  block = blockOf({{1, 8}, {2, -8}, {3, 12}, {63, 8}});  // bit 2 of the third is set already
-  // Past the three coefficients and one zero a new -4; then the end, correcting the last one.
-  BitMaker bits;
-  bits.symbol(list, 0x11).bits(0, 1).bits(0b111, 3).symbol(list, 0x00).bits(1, 1);
-  Cursor source = withFull(bits.segment());
-  EXPECT_EQ(source.call(kAcRefine, block.data(), {1, 63, 2}), 0);
-  EXPECT_EQ(block, blockOf({{1, 12}, {2, -12}, {3, 12}, {5, -4}, {63, 12}}));
 }
 
 }  // namespace

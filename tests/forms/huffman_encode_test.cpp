@@ -198,11 +198,14 @@ TEST(Progressive, DcRoundTrip) {
   }
 }
 
-// The sequence of symbols of a band, worked by hand (T.81 figures G.3 to G.6). Symbols from 0x100
-// stand for single bits.
+// The sequence of symbols of a band, worked by hand (T.81 figures G.3 to G.7), and read again.
+// Symbols from 0x100 stand for single bits.
 TEST(Progressive, WorkedBits) {
   const HuffmanList list = fullTable();
   EncodeTable table(list);
+  DecodeTable lookup(list);
+  const auto decode = std::array{ippiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1,
+                                 ippiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1};
   constexpr int k0 = 0x100, k1 = 0x101;
   const Block empty = {};
   const struct {
@@ -220,7 +223,10 @@ TEST(Progressive, WorkedBits) {
       {true, {blockOf({{1, 6}, {3, 2}, {5, 4}}), empty}, {0x11, k1, k1, 0x10, k0, k0}},
       // 16 zeros before the last new coefficient are an F/0, after it none.
       {true, {blockOf({{18, -2}, {40, 6}})}, {0xF0, 0x11, k0, 0x00, k1}},
-      // No new coefficient at all: only the end of the band.
+      // No new coefficient at all: only the end of the band. A new one behind three that stand.
+      {true,
+       {blockOf({{1, 6}, {2, -6}, {3, 4}, {5, -2}, {63, 6}})},
+       {0x11, k0, k1, k1, k0, 0x00, k1}},
       {true, {blockOf({{40, 6}})}, {0x00, k1}},
   };
   for (const auto& row : rows) {
@@ -231,6 +237,17 @@ TEST(Progressive, WorkedBits) {
     BitMaker expected;
     for (const int s : row.symbols) s < k0 ? expected.symbol(list, s) : expected.bits(s & 1, 1);
     EXPECT_EQ(scan.written(), expected.segment()) << &row - rows;
+
+    Cursor cursor{nullptr, lookup.get(), scan.written()};
+    for (const Block& block : row.blocks) {
+      Block decoded = {}, known = {};
+      for (size_t i = 0; i < 64; ++i) {
+        if (row.refinement) decoded[i] = Ipp16s(block[i] / 4 * 4);  // from the scan before
+        known[i] = Ipp16s(block[i] / 2 * 2);
+      }
+      EXPECT_EQ(cursor.call(decode[row.refinement], decoded.data()), 0);
+      EXPECT_EQ(decoded, known) << &row - rows;
+    }
   }
 }
 

@@ -12,7 +12,6 @@
 #include <sstream>
 #include <string>
 
-#include "qrx/product_settings.h"
 #include "tests/unit/common/support.h"
 
 namespace {
@@ -49,22 +48,7 @@ std::string line(const char* letter, int level) {
   return std::string(letter) + " QRX (" + kWhere + "): message " + std::to_string(level) + "\n";
 }
 
-class LogTest : public qrx::test::CommonTest {
- protected:
-  // Where a child that sets this stem logs to: the only file of the folder.
-  std::string logged() const {
-    std::string text;
-    for (const auto& entry : fs::directory_iterator(logs)) text += readFile(entry.path());
-    return text;
-  }
-
-  void useFile() {
-    fs::create_directories(logs);
-    setenv("QRX_LOG_FILE", (logs / "app.log").c_str(), 1);
-  }
-
-  const fs::path logs = folder / "logs";
-};
+class LogTest : public qrx::test::CommonTest {};
 
 TEST_F(LogTest, Levels) {
   const struct {
@@ -111,32 +95,13 @@ TEST_F(LogTest, EchoAndOddArguments) {
       "INFO: message 3\nWARNING: message 2\n" + line("W", 2) + "?  (): 100%\n: x\n?  (): x\n");
 }
 
-TEST_F(LogTest, OpenAndClose) {
-  useFile();
-  const std::string errors = runInChild([this] {
-    EXPECT_FALSE(qrx_close_log());
-    EXPECT_TRUE(qrx_open_log());
-    EXPECT_FALSE(qrx_open_log());
-    setenv("QRX_LOG_LEVEL", "debug", 1);
-    setenv("QRX_LOG_FILE", "", 1);
-    qrx::conf::Settings::reload();
-    print(4, "DEBUG");  // level and file were settled when the log was opened
-    print(1, "ERROR");
-    EXPECT_EQ(strip(logged()), line("E", 1));
-    EXPECT_TRUE(fs::exists(logs / ("app.log." + std::to_string(getpid()))));
-    EXPECT_TRUE(qrx_close_log());
-    EXPECT_FALSE(qrx_close_log());
-    print(4, "DEBUG");
-  });
-  EXPECT_EQ(strip(errors), line("D", 4));
-  EXPECT_EQ(strip(logged()), line("E", 1));
-}
-
 // All messages arrive whole, though the log is first opened, and closed again, by many at once.
 TEST_F(LogTest, RacingThreadsLoseNothing) {
   constexpr int kThreads = 8, kMessages = 40;
   static const std::string kLong(2000, 'x');
-  useFile();
+  const fs::path logs = folder / "logs";
+  fs::create_directories(logs);
+  setenv("QRX_LOG_FILE", (logs / "app.log").c_str(), 1);
   const std::string errors = runInChild([] {
     runOnThreads(kThreads, [](int thread) {
       for (int i = 0; i < kMessages; ++i) {
@@ -147,7 +112,9 @@ TEST_F(LogTest, RacingThreadsLoseNothing) {
   });
   EXPECT_EQ(errors, "");
   std::set<std::string> found, expected;
-  std::istringstream lines(strip(logged()));
+  std::string log;
+  for (const auto& file : fs::directory_iterator(logs)) log += readFile(file.path());
+  std::istringstream lines(strip(log));
   for (std::string text; std::getline(lines, text);) {
     EXPECT_TRUE(found.insert(text).second) << text;
   }

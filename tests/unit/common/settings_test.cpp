@@ -81,7 +81,6 @@ TEST_F(SettingsTest, UnusableValuesGoToTheNextSource) {
   } rows[] = {
       {"abc", "7", nullptr, nullptr, 7, "abc", true},
       {nullptr, nullptr, "<null>", "0", 0, "0", false},
-      {nullptr, nullptr, "<null>", nullptr, 9, "(null)", true},
       {"", "<null>", "12abc", "False", 9, "12abc", false},
       {nullptr, "  42  ", nullptr, nullptr, 42, "42", true},
       {nullptr, "  a b  ", nullptr, nullptr, 9, "a b", true},
@@ -103,27 +102,6 @@ TEST_F(SettingsTest, UnusableValuesGoToTheNextSource) {
   }
 }
 
-TEST_F(SettingsTest, Conversions) {
-  bool failed = false;
-  const struct {
-    const char* text;
-    int asInt, asBool;  // -1, -2: fails
-    double asDouble;    // 0: fails
-  } rows[] = {{"1", 1, 1, 1},     {"-7", -7, -2, -7},   {"tRuE", -1, 1, 0},  {"FALSE", -1, 0, 0},
-              {"1 ", -1, -2, 0},  {"", -1, -2, 0},      {"2.5x", -1, -2, 0}, {"2.5", -1, -2, 2.5},
-              {"inf", -1, -2, 0}, {"1e999", -1, -2, 0}, {nullptr, -1, -2, 0}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.text == nullptr ? "null" : row.text);
-    EXPECT_EQ(qrx::Settings::toInt(row.text, &failed), row.asInt);
-    EXPECT_EQ(failed, row.asInt == -1);
-    EXPECT_EQ(qrx::Settings::toBool(row.text, &failed), row.asBool == 1);
-    EXPECT_EQ(failed, row.asBool == -2);
-    EXPECT_EQ(qrx::Settings::toDouble(row.text, &failed), row.asDouble);
-    EXPECT_EQ(failed, row.asDouble == 0);
-  }
-  EXPECT_EQ(qrx::Settings::toString("<null>"), nullptr);
-}
-
 TEST_F(SettingsTest, PlaceOfTheUsersFile) {
   const fs::path home = folder / "home";
   setFile(home / ".qrx" / "conf" / "one.conf", "home");
@@ -138,10 +116,8 @@ TEST_F(SettingsTest, PlaceOfTheUsersFile) {
   } rows[] = {
       {user.c_str(), home.c_str(), "user"},
       {nullptr, home.c_str(), "home"},
-      {"", home.c_str(), "home"},
       {"<null>", home.c_str(), "home"},
       {nullptr, nullptr, "none"},
-      {nullptr, "", "none"},
       {nullptr, ".", "none"},
       {nullptr, path1024.c_str(), "none"},
       {path1023.c_str(), home.c_str(), "none"},
@@ -169,20 +145,6 @@ TEST_F(SettingsTest, FileWithAnErrorDropsOut) {
             "Cannot parse .ini file \"" + bad + "\": Parser error. (line 4)\n" +
                 "Cannot parse .ini file \"" + bad +
                 "\":<errnum 1> <linenum 4> <errstr Parser error.>\n");
-}
-
-TEST_F(SettingsTest, FilesAreReadAgainButNotLookedForAgain) {
-  setSources(nullptr, nullptr, nullptr, "1");
-  OneSetting settings;
-  setSources("3", nullptr, nullptr, "2");
-  EXPECT_EQ(settings.number(9), 1);
-  settings.parse();
-  EXPECT_EQ(settings.number(9), 2);
-  settings.closeIniFiles();
-  EXPECT_EQ(settings.number(9), 9);
-  settings.parse();
-  EXPECT_EQ(OneSetting().number(9), 3);
-  EXPECT_EQ(OneSetting(nullptr).number(9), 9);
 }
 
 }  // namespace
