@@ -107,6 +107,11 @@ TEST(Sampling, WorkedValues) {
   // Rows above and below: (3*(96+8) + (48+8) + 8) / 16, (312 + (192+8) + 7) / 16, ...
   EXPECT_EQ(sampled(up2, {8, 8, 8, 16, 32, 64, 0, 4, 128}, 4, 3, {1, 1}, {2, 2}),
             (Bytes{23, 32, 22, 39}));
+  // Sums that just reach the next value, and that just miss it: the biases of the two columns.
+  EXPECT_EQ(sampled(up, {3, 0, 2}, 1, 3, {1, 1}, {2, 1}), (Bytes{1, 1}));
+  EXPECT_EQ(sampled(up, {2, 0, 1}, 1, 3, {1, 1}, {2, 1}), (Bytes{0, 0}));
+  EXPECT_EQ(sampled(up2, {8, 0, 9, 0, 0, 0, 0, 0, 0}, 4, 3, {1, 1}, {2, 1}), (Bytes{1, 1}));
+  EXPECT_EQ(sampled(up2, {7, 0, 8, 0, 0, 0, 0, 0, 0}, 4, 3, {1, 1}, {2, 1}), (Bytes{0, 0}));
   // An odd width ends on an even column; only the margins that are read exist.
   EXPECT_EQ(sampled(up, {4, 12}, 1, 2, {1, 1}, {1, 1}), Bytes{10});
   EXPECT_EQ(sampled(up2, {4, 12, 8, 16}, 3, 2, {1, 1}, {1, 1}), Bytes{13});
