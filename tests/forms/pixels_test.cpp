@@ -62,7 +62,7 @@ TEST(Colour, WorkedValues) {
                               {{255, 128, 128}, {255, 255, 255}},
                               {{0, 0, 0}, {0, 135, 0}},
                               {{255, 255, 255}, {255, 121, 255}}};
-  for (const size_t place : {0, 8}) {
+  for (const size_t place : {size_t{0}, size_t{8}}) {
     for (const auto& [rgb, ycc] : forward) {
       EXPECT_EQ(at(ippiRGBToYCbCr_JPEG_8u_C3P3R, rgb, 9, place), ycc);
       EXPECT_EQ(at(ippiBGRToYCbCr_JPEG_8u_C3P3R, mirrored(rgb), 9, place), ycc);
