@@ -45,30 +45,6 @@ TEST_F(HostContract, HasItsObjectsAndConstants) {
   EXPECT_EQ(host.decompressor().setAttribute("a", nullptr), 1);
 }
 
-TEST_F(HostContract, ClampsTheQuality) {
-  const Bytes best = frame(97);
-  EXPECT_NE(frame(96), best);
-  for (const unsigned quality : {98u, 100u, UINT_MAX}) {
-    EXPECT_EQ(frame(quality), best) << quality;
-    EXPECT_EQ(compressPackets(host.compressor(), image, quality).at(0)[35], 97);
-  }
-  std::string messages = errorsOf([&] { EXPECT_TRUE(frame(0).empty()); });
-  EXPECT_EQ(messages, "QRX JPEG: WriteImageBaseline() failed\n");
-  messages = errorsOf([&] { compressPackets(host.compressor(), image, 0); });
-  EXPECT_EQ(messages, "");
-}
-
-TEST_F(HostContract, TakesThreeAndFourBytesAPixel) {
-  const Bytes packed = threeChannels(image);
-  PacketSink sink;
-  // Any number of channels but 4 stands for 3.
-  for (const std::uint32_t channels : {3u, 0u, 5u, UINT_MAX}) {
-    EXPECT_TRUE(host.compressor().compress(packed.data(), channels, 0, 0, 0, 0, 100, 60, 0, 80,
-                                           PacketSink::take, &sink));
-    EXPECT_EQ(sink.packets.back(), frame(80));
-  }
-}
-
 TEST_F(HostContract, RefusesWhatItCannotCode) {
   const std::string argument = "QRX JPEG: invalid argument\n";
   const std::string size = "QRX JPEG: invalid image size\n";
@@ -140,23 +116,6 @@ TEST_F(HostContract, TakesEmptyImages) {
   }
 }
 
-TEST_F(HostContract, FillsThePacketsHead) {
-  const auto packets = compressPackets(host.compressor(), image, 80, 0x10007, 0xFFFFFFF0);
-  ASSERT_FALSE(packets.empty());
-  udp_header head;
-  std::memcpy(&head, packets.front().data(), sizeof head);
-  EXPECT_EQ(head.headerSize, 32);
-  EXPECT_EQ(head.contextByte, 0x99);
-  EXPECT_EQ(head.kind, 231);
-  EXPECT_EQ(head.mcuShape, 0x21);
-  EXPECT_EQ(head.window, 0xDEADBEEF);
-  EXPECT_EQ(std::abs(head.index), 3);
-  EXPECT_EQ(head.frameX, 7);  // the low 16 bits
-  EXPECT_EQ(head.frameY, -16);
-  EXPECT_EQ(head.frameWidth, 100);
-  EXPECT_EQ(head.frameHeight, 60);
-}
-
 void throwAtHost(std::uint8_t*, std::uint32_t, void*) { throw std::runtime_error("the host's"); }
 
 TEST_F(HostContract, PassesTheCallbacksExceptionThrough) {
@@ -220,24 +179,6 @@ TEST_F(HostContract, WorksOnAnyNumberOfThreads) {
   });
 }
 
-// Every working buffer that fails once: the calls come back, and the next ones are whole.
-TEST_F(HostContract, SurvivesFailingBuffers) {
-  const Trip whole(host, image);
-  AllocationHooks hooks = hooksOf(host);
-  int failures = 0;
-  for (bool done = false; !done; ++failures) {
-    hooks.failAfter(failures);
-    tool::StderrCapture capture;
-    const Trip trip(host, image);
-    const std::string messages = capture.finish();
-    EXPECT_TRUE(messages.empty() || messages.starts_with("QRX JPEG: "));
-    done = trip == whole;
-    hooks.stopFailing();
-    EXPECT_EQ(Trip(host, image), whole) << failures;
-  }
-  EXPECT_GT(failures, 30);
-}
-
 // --- Inspection
 
 struct Inspection {
@@ -294,18 +235,6 @@ TEST_F(HostContract, LooksIntoAPacket) {
   EXPECT_EQ(inspect(host.decompressor(), nullptr), Inspection{});
   Buffer dataless{nullptr, nullptr, 70};
   EXPECT_EQ(inspect(host.decompressor(), &dataless), Inspection{});
-}
-
-TEST_F(HostContract, LooksIntoPacketsOfAnyLength) {
-  for (std::size_t length = 0; length <= 71; ++length) {
-    Bytes packet = packetOf(soundHead(), length);
-    Buffer buffer = bufferOver(packet);
-    Inspection expected{length == 70, 14336, 50.0, 9, 7, UINT_MAX, 2, 100, 20};
-    if (length < 32) expected = {};
-    EXPECT_EQ(inspect(host.decompressor(), &buffer), expected) << length;
-    Bytes pixels(14336);
-    EXPECT_FALSE(host.decompressor().decompressTile(&buffer, 4, 6408, pixels.data(), 0));
-  }
 }
 
 TEST_F(HostContract, LooksIntoBadHeads) {

@@ -75,23 +75,6 @@ TEST(HostStart, HasNoCodersBeforeInitCodec) {
   EXPECT_EQ(messages, kNoCoders + kNoCoders);
 }
 
-TEST(HostStart, StartsAgainUntilTheSystemIsOutOfKeys) {
-  const std::string messages = runInChild([] {
-    Host host;
-    const Image image = scenePicture({40, 20});
-    const Bytes first = tool::compressFrame(host.compressor(), image, 80);
-    EXPECT_EQ(host.library.initCodec()(), 1);
-    EXPECT_EQ(tool::compressFrame(host.compressor(), image, 80), first);
-    for (int i = 0; i < 1100; ++i) EXPECT_EQ(host.library.initCodec()(), 1);
-    EXPECT_TRUE(tool::compressFrame(host.compressor(), image, 80).empty());
-    EXPECT_FALSE(compressPackets(host.compressor(), image, 80).empty());  // keeps its own key
-  });
-  EXPECT_TRUE(messages.ends_with(kNoCoders)) << messages;
-  EXPECT_NE(messages.find("QRX (qrx::TLSKey qrx::createTLSKey()): Reached the maximum number of "
-                          "keys per thread: 1024\n"),
-            std::string::npos);
-}
-
 // The library stays mapped: a thread may work on, and end, after the host has closed it.
 TEST(HostStart, MayBeClosedUnderALivingThread) {
   runInChild([] {

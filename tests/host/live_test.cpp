@@ -3,10 +3,8 @@
 
 #include "tools/host/session.h"
 #include "tools/live/bad_network.h"
-#include "tools/live/change_detector.h"
 #include "tools/live/control.h"
 #include "tools/live/frame_assembler.h"
-#include "tools/live/packet_file.h"
 #include "tools/live/rectangle_encoder.h"
 #include "tools/live/window_sender.h"
 #include "tools/scene/scene_renderer.h"
@@ -20,62 +18,6 @@ using std::chrono::milliseconds;
 Session& session() {
   static Session* instance = new Session({QRX_LIBRARY_PATH, {}});
   return *instance;
-}
-
-udp_header headOf(int shape, int x, int y, int count, Size frame) {
-  udp_header head{};
-  head.headerSize = 32;
-  head.mcuShape = static_cast<std::uint8_t>(shape);
-  head.mcuCount = static_cast<std::int16_t>(count);
-  head.x = static_cast<std::int16_t>(x);
-  head.y = static_cast<std::int16_t>(y);
-  head.frameWidth = static_cast<std::int16_t>(frame.width);
-  head.frameHeight = static_cast<std::int16_t>(frame.height);
-  return head;
-}
-
-TEST(PacketGeometry, FindsTheFirstMcu) {
-  struct {
-    int shape, x, y, count;
-    Size frame;
-    int first;  // -1: refused
-  } const cases[] = {
-      {0x22, 0, 16, 6, {64, 32}, 0},  // six of eight MCUs in the first packet
-      {0x22, 32, 0, 2, {64, 32}, 6},
-      {0x22, 0, 17, 1, {16, 33}, 0},  // a height of two rows and
-                                      // one line
-      {0x22, 0, 1, 1, {16, 33}, 1},
-      {0x22, 0, 0, 1, {16, 33}, 2},
-      {0x11, 0, 0, 1, {5, 5}, 0},
-      {0x21, 48, 0, 1, {64, 8}, 3},
-      {0x21, 48, 0, 2, {64, 8}, -1},  // more MCUs than are left
-      {0x21, 8, 0, 1, {64, 8}, -1},   // between two columns
-      {0x21, 64, 0, 1, {64, 8}, -1},  // beyond the last
-      {0x21, -16, 0, 1, {64, 8}, -1},
-      {0x21, 0, 8, 1, {64, 8}, -1},   // above the rectangle
-      {0x21, 0, -1, 1, {64, 8}, -1},  // below it
-      {0x20, 0, 0, 1, {64, 8}, -1},
-      {0x21, 0, 0, -1, {64, 8}, -1},
-      {0x21, 0, 0, 1, {0, 8}, -1},
-  };
-  for (const auto& c : cases) {
-    const auto cells = cellsOf(headOf(c.shape, c.x, c.y, c.count, c.frame));
-    EXPECT_EQ(cells ? cells->first : -1, c.first) << c.x << ' ' << c.y << ' ' << c.frame.height;
-  }
-}
-
-TEST(PacketFile, GivesBackWhatItTook) {
-  const std::vector<Packet> packets = {{1, 2, 3}, {}, Packet(300, 7)};
-  std::vector<std::uint8_t> data = joinPackets(packets);
-  const PacketFile file = splitPackets(data);
-  ASSERT_EQ(file.entries.size(), 3u);
-  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(file.entries[i].bytes, packets[i]);
-  EXPECT_EQ(file.entries[2].offset, data.size() - 300);
-  EXPECT_FALSE(file.cutOff);
-  data.pop_back();
-  EXPECT_TRUE(splitPackets(data).cutOff);
-  EXPECT_EQ(splitPackets(data).entries.size(), 2u);
-  EXPECT_THROW(splitPackets(Packet{'Q', 'P', 'K'}), Error);
 }
 
 TEST(Control, RefusesEveryDamagedMessage) {
@@ -143,18 +85,6 @@ TEST(BadNetwork, TreatsTheSharesAskedFor) {
   // Damaged ones are gaps too, of length one.
   EXPECT_NEAR(static_cast<double>(counts.lost) / static_cast<double>(bursts - counts.corrupted), 8,
               1);
-}
-
-TEST(ChangeDetector, NamesChangedTiles) {
-  Image frame({70, 40});
-  ChangeDetector detector(frame.size, 32);
-  EXPECT_EQ(detector.update(frame).size(), 6u);
-  EXPECT_TRUE(detector.update(frame).empty());
-  frame.row(39)[69 * 4] ^= 1;
-  frame.row(0)[0] ^= 1;
-  EXPECT_EQ(detector.update(frame), (std::vector<Box>{{0, 0, 32, 32}, {64, 32, 70, 40}}));
-  detector.mark({31, 31, 33, 32});
-  EXPECT_EQ(detector.update(frame), (std::vector<Box>{{0, 0, 32, 32}, {32, 0, 64, 32}}));
 }
 
 // Gives nothing above a quality, as the library does when its buffer is full.
@@ -307,36 +237,6 @@ TEST(Live, OlderRectanglesDoNotOverwriteNewerOnes) {
   ASSERT_TRUE(assembler.copyPicture(picture, true));
   EXPECT_NEAR(picture.pixels[0], 220, 2);
   EXPECT_EQ(picture.pixels[3], 255);
-}
-
-TEST(Live, CountsRefusedPacketsByReason) {
-  const Image frame = SceneRenderer({100, 60}).render(0);
-  const Packet good =
-      encodeRectangle(session().compressor(), frame, wholeImage(frame), {1, 5, 80, 0}).packets[0];
-  FrameAssembler assembler(session().decompressor());
-  FrameInfo info;
-  info.window = 1;
-  info.width = 100;
-  info.height = 60;
-  assembler.announce(info, Clock::now());
-  const auto verdict = [&](std::size_t offset, std::initializer_list<int> bytes) {
-    Packet packet = good;
-    for (const int byte : bytes) packet[offset++] = static_cast<std::uint8_t>(byte);
-    return assembler.take(packet, Clock::now());
-  };
-  EXPECT_EQ(verdict(2, {231}), Verdict::kNotAPacket);
-  EXPECT_EQ(verdict(8, {2}), Verdict::kOtherWindow);
-  EXPECT_EQ(verdict(12, {0, 0, 0, 0}), Verdict::kBadHead);     // index 0
-  EXPECT_EQ(verdict(12, {0, 0, 0, 0x60}), Verdict::kBadHead);  // an index far ahead
-  EXPECT_EQ(verdict(24, {16}), Verdict::kBadHead);             // the rectangle leaves the window
-  EXPECT_EQ(verdict(6, {0xFF, 0x7F}), Verdict::kBadHead);      // more MCUs than there are
-  EXPECT_EQ(verdict(32, {0}), Verdict::kUndecodable);          // no packet segment
-  EXPECT_EQ(verdict(0, {32}), Verdict::kPlaced);
-  Packet nothing;
-  EXPECT_EQ(assembler.take(nothing, Clock::now()), Verdict::kNotAPacket);
-  const AssemblerStatistics statistics = assembler.statistics();
-  EXPECT_EQ(statistics.arrived(), 9u);
-  EXPECT_EQ(statistics.refused(), 8u);
 }
 
 }  // namespace
