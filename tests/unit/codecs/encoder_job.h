@@ -6,7 +6,7 @@
 #include <string>
 
 #include "qrx/jpeg_encoder.h"
-#include "tests/support/pictures.h"
+#include "tests/support/guarded_buffer.h"
 
 namespace qrx::test {
 
@@ -26,33 +26,57 @@ struct EncoderJob {
 // A job that codes a picture from BGR to YCbCr, or from its first channel to gray.
 inline EncoderJob colourJob(const Image& image) { return {threeChannels(image), image.size}; }
 inline EncoderJob grayJob(const Image& image) {
-  EncoderJob job{oneChannel(image), image.size, 1};
-  job.source = job.jpeg = JPEG_COLOR_GRAY;
-  return job;
+  return {oneChannel(image), image.size, 1, JPEG_COLOR_GRAY, JPEG_COLOR_GRAY};
 }
-
-struct Coded {
-  int result = JPEG_NO_ERROR;
-  Bytes bytes;  // what stands in the stream
-  bool inBounds = true;
-};
-
-// Clean, SetSource and SetDestination for a job, whose stream goes to `buffer`.
-void setUp(CJPEGEncoder& encoder, const EncoderJob& job, std::uint8_t* buffer);
-int writeImage(CJPEGEncoder& encoder, _JPEG_MODE mode);
-// The whole job.
-Coded encode(CJPEGEncoder& encoder, const EncoderJob& job);
-Coded encode(const EncoderJob& job);
-
-// The bytes that a text of hexadecimal digits and spaces stands for.
-Bytes hex(const std::string& digits);
-std::string hexText(const Bytes& bytes);
 
 inline std::ostream& operator<<(std::ostream& out, const EncoderJob& job) {
   return out << job.size.width << "x" << job.size.height << " colour " << job.source << " to "
              << job.jpeg << ", sampling " << job.sampling << ", quality " << job.quality
              << ", mode " << job.mode << ", interval " << job.restartInterval << ", capacity "
              << job.capacity;
+}
+
+// Clean, SetSource and SetDestination for a job, whose stream goes to `buffer`.
+inline void setUp(CJPEGEncoder& encoder, const EncoderJob& job, std::uint8_t* buffer) {
+  encoder.Clean();
+  const auto step = static_cast<int>(std::int64_t{job.channels} * job.size.width);
+  encoder.SetSource(job.pixels.data(), step, {job.size.width, job.size.height}, job.channels,
+                    job.source);
+  encoder.SetDestination(buffer, job.capacity, job.quality, job.sampling, job.jpeg, job.mode,
+                         job.restartInterval);
+}
+
+inline int writeImage(CJPEGEncoder& encoder, _JPEG_MODE mode) {
+  if (mode == JPEG_MODE_PROGRESSIVE) return encoder.WriteImageProgressive();
+  return mode == JPEG_MODE_LOSSLESS ? encoder.WriteImageLossless() : encoder.WriteImageBaseline();
+}
+
+struct Coded {
+  int result;
+  Bytes bytes;  // what stands in the stream
+  bool inBounds;
+};
+
+// The whole job.
+inline Coded encode(CJPEGEncoder& encoder, const EncoderJob& job) {
+  GuardedBuffer buffer(static_cast<std::size_t>(job.capacity));
+  setUp(encoder, job, buffer.data());
+  const int result = writeImage(encoder, job.mode);
+  return {result, Bytes(buffer.data(), buffer.data() + encoder.stream.position),
+          buffer.guardsIntact() && encoder.stream.position <= job.capacity};
+}
+inline Coded encode(const EncoderJob& job) {
+  CJPEGEncoder encoder;
+  return encode(encoder, job);
+}
+
+// Two digits for every byte.
+inline std::string hexText(const Bytes& bytes) {
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
+    text += {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 15]};
+  }
+  return text;
 }
 
 }  // namespace qrx::test

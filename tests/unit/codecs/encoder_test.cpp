@@ -1,0 +1,434 @@
+// The encoder: grid, tables, marker segments byte for byte, and whole images of the three writers.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <set>
+#include <sstream>
+
+#include "qrx/jpeg_decoder.h"
+#include "qrx/primitives.h"
+#include "tests/support/allocation_hooks.h"
+#include "tests/support/peer_codec.h"
+#include "tests/unit/codecs/encoder_job.h"
+#include "tools/jpeg/walk.h"
+
+namespace qrx::test {
+namespace {
+
+constexpr _JPEG_SAMPLING kSamplings[] = {JPEG_SAMPLING_444, JPEG_SAMPLING_422, JPEG_SAMPLING_420};
+constexpr _JPEG_MODE kModes[] = {JPEG_MODE_BASELINE, JPEG_MODE_PROGRESSIVE, JPEG_MODE_LOSSLESS};
+
+TEST(Encoder, WorksOutTheGridOrRefuses) {
+  constexpr auto k444 = JPEG_SAMPLING_444, k422 = JPEG_SAMPLING_422, k420 = JPEG_SAMPLING_420;
+  constexpr auto kBase = JPEG_MODE_BASELINE, kProgressive = JPEG_MODE_PROGRESSIVE,
+                 kLossless = JPEG_MODE_LOSSLESS, kBadMode = static_cast<_JPEG_MODE>(3);
+  constexpr auto kGray = JPEG_COLOR_GRAY, kYcc = JPEG_COLOR_YCBCR, kBgr = JPEG_COLOR_BGR;
+  const struct {
+    Size size;
+    _JPEG_SAMPLING sampling;
+    _JPEG_COLOR jpeg;
+    _JPEG_MODE mode;
+    int quality, result;
+    std::vector<int> grid;  // MCU size, MCUs, padding; empty: not looked at
+  } cases[] = {
+      {{17, 9}, k420, kYcc, kBase, 50, 0, {16, 16, 2, 1, 15, 7}},
+      {{17, 9}, k422, kYcc, kBase, 50, 0, {16, 8, 2, 2, 15, 7}},
+      {{17, 9}, k444, kYcc, kProgressive, 50, 0, {8, 8, 3, 2, 7, 7}},
+      {{32, 16}, k420, kYcc, kBase, 50, 0, {16, 16, 2, 1, 0, 0}},
+      {{1, 1}, JPEG_SAMPLING_OTHER, kYcc, kBase, 50, 0, {16, 8, 1, 1, 15, 7}},
+      {{17, 9}, k420, kGray, kLossless, -1, 0, {1, 1, 17, 9, 0, 0}},
+      {{65535, 1}, k420, kYcc, kBase, 50, 0, {16, 16, 4096, 1, 1, 15}},
+      {{8, 0}, k444, kYcc, kBase, 50, 0, {8, 8, 1, 0, 0, 0}},
+      {{65536, 1}, k444, kYcc, kBase, 50, JPEG_NOT_SUPPORTED, {}},
+      {{1, 65536}, k444, kYcc, kBase, 50, JPEG_NOT_SUPPORTED, {}},
+      {{-1, 1}, k444, kYcc, kBase, 50, JPEG_NOT_SUPPORTED, {}},
+      {{1, INT_MIN}, k444, JPEG_COLOR_NONE, kBase, 50, JPEG_NOT_SUPPORTED, {}},
+      {{INT_MAX, INT_MAX}, k444, kGray, kLossless, 50, JPEG_NOT_SUPPORTED, {}},
+      {{65535, 65535}, k444, kYcc, kProgressive, 50, JPEG_OUT_OF_MEMORY, {}},
+      {{0, 8}, k444, kYcc, kBase, 50, JPEG_OUT_OF_MEMORY, {}},
+      {{8, 0}, k444, kYcc, kProgressive, 50, JPEG_OUT_OF_MEMORY, {}},
+      {{8, 8}, k444, kYcc, kBadMode, 50, JPEG_INTERNAL_ERROR, {}},
+      {{8, 8}, k444, kBgr, kBadMode, 50, 0, {}},
+      {{8, 8}, k444, kYcc, kBase, 0, JPEG_INTERNAL_ERROR, {}},
+      {{8, 8}, k444, kYcc, kProgressive, -1, JPEG_INTERNAL_ERROR, {}},
+  };
+  CJPEGEncoder e;
+  for (const auto& c : cases) {
+    const EncoderJob job{{}, c.size, 3, kBgr, c.jpeg, c.sampling, c.quality, c.mode};
+    setUp(e, job, nullptr);
+    EXPECT_EQ(e.Init(), c.result) << job;
+    if (c.grid.empty()) continue;
+    EXPECT_EQ((std::vector<int>{e.mcu_width, e.mcu_height, e.mcus_across, e.mcus_down,
+                                e.pad_columns, e.pad_rows}),
+              c.grid)
+        << job;
+    EXPECT_TRUE(e.strip_stride == c.grid[2] * c.grid[0] && e.strip_rows == c.grid[1]) << job;
+  }
+}
+
+// The tables of Annex K, and their scaling, are those of an independent encoder byte for byte.
+// Above 100 nothing changes.
+TEST(Encoder, HasTheStandardsTables) {
+  const auto tables = [](const Bytes& stream) {
+    std::set<std::string> segments;
+    for (const tool::JpegSegment& s : tool::walkJpeg(stream).segments) {
+      const auto begin = stream.data() + s.offset;
+      if (s.marker == 0xDB || s.marker == 0xC4) segments.insert(hexText({begin, begin + s.size}));
+    }
+    return segments;
+  };
+  EncoderJob job = colourJob(flatPicture({8, 8}, 10, 20, 30));
+  for (job.quality = 1; job.quality <= 102; ++job.quality) {
+    const std::string options = "-baseline -quality " + std::to_string(std::min(job.quality, 100));
+    const auto expected = tables(runCjpeg(flatPicture({8, 8}, 10, 20, 30), options));
+    ASSERT_EQ(expected.size(), 6u);
+    EXPECT_EQ(tables(encode(job).bytes), expected) << job;
+  }
+}
+
+struct SegmentCase {
+  std::function<int(CJPEGEncoder&)> write;
+  int room;  // the value of the length word; 2 without one
+  std::string bytes;
+};
+
+std::vector<SegmentCase> segmentCases() {
+  static const int kPair[] = {2, 0};
+  static CJPEGEncoderHuffmanTable table, emptyTable;
+  table.id = 1;
+  table.hclass = 1;
+  table.bits[1] = 2;
+  table.bits[4] = 1;
+  for (int i = 0; i < 3; ++i) table.values[i] = static_cast<Ipp8u>(i + 5);
+  static CJPEGEncoderQuantTable quant;
+  quant.id = 1;
+  std::string entries;
+  for (int i = 0; i < 64; ++i) {
+    quant.raw[i] = static_cast<Ipp8u>(i + 100);
+    entries += hexText({quant.raw[i]});
+  }
+  const std::string banner = "JPEG encoder based on veigri [7.1.37466] - Sep 24 2012";
+  const std::string frame = " 0011 08 0102 0304 03 002200 011101 021101";
+  return {
+      {[](auto& e) { return e.WriteSOI(); }, 2, "FFD8"},
+      {[](auto& e) { return e.WriteEOI(); }, 2, "FFD9"},
+      {[](auto& e) { return e.WriteRST(7); }, 2, "FFD7"},
+      {[](auto& e) { return e.WriteAPP0(); }, 16, "FFE0 0010 4A46494600 0102 00 0001 0001 00 00"},
+      {[](auto& e) { return e.WriteAPP14(); }, 14, "FFEE 000E 41646F6265 0064 0000 0000 01"},
+      {[](auto& e) { return e.WriteCOM(nullptr); }, 56,
+       "FFFE 0038" + hexText({banner.begin(), banner.end()})},
+      {[](auto& e) { return e.WriteCOM("abc"); }, 6, "FFFE 0006 61626300"},
+      {[](auto& e) { return e.WriteCOM(""); }, 3, "FFFE 0003 00"},
+      {[](auto& e) { return e.WriteDQT(&quant); }, 67, "FFDB 0043 01" + entries},
+      {[](auto& e) { return e.WriteSOF0(); }, 17, "FFC0" + frame},
+      {[](auto& e) { return e.WriteSOF1(); }, 17, "FFC1" + frame},
+      {[](auto& e) { return e.WriteSOF2(); }, 17, "FFC2" + frame},
+      {[](auto& e) { return e.WriteSOF3(); }, 17, "FFC3" + frame},
+      {[](auto& e) { return e.WriteDHT(&table); }, 22,
+       "FFC4 0016 11 00020000 01000000 00000000 00000000 050607"},
+      {[](auto& e) { return e.WriteDHT(&emptyTable); }, 19,
+       "FFC4 0013 00 00000000 00000000 00000000 00000000"},
+      {[](auto& e) { return e.WriteDRI(0x1234); }, 4, "FFDD 0004 1234"},
+      {[](auto& e) { return e.WriteSOS(); }, 12, "FFDA 000C 03 0000 0111 0211 00 3F 00"},
+      {[](auto& e) { return e.WriteSOS(2, kPair, 1, 5, 0x12, 0x21); }, 10,
+       "FFDA 000A 02 0211 0000 01 05 21"},
+  };
+}
+
+// The room test asks for the length field and one byte more; what the marker then takes beyond the
+// capacity is cut off.
+TEST(MarkerWriters, WriteTheirSegmentsIntoTheRoomThatTheyAskFor) {
+  constexpr int kPosition = 3;
+  GuardedBuffer buffer(200);
+  CJPEGEncoder encoder;
+  const auto place = [&](int capacity) {
+    EncoderJob job{{}, {0x0304, 0x0102}};
+    job.capacity = capacity;
+    buffer.refill();
+    setUp(encoder, job, buffer.data());
+    ASSERT_EQ(encoder.Init(), 0);
+    encoder.stream.position = kPosition;
+  };
+  for (SegmentCase& c : segmentCases()) {
+    place(buffer.size());
+    EXPECT_EQ(c.write(encoder), 0) << c.bytes;
+    const Bytes written(buffer.data() + kPosition, buffer.data() + encoder.stream.position);
+    std::erase(c.bytes, ' ');
+    EXPECT_EQ(hexText(written), c.bytes);
+
+    place(kPosition + c.room);
+    EXPECT_EQ(c.write(encoder), JPEG_BUFFER_TOO_SMALL) << c.bytes;
+    EXPECT_TRUE(buffer.isUntouched() && encoder.stream.position == kPosition) << c.bytes;
+    place(kPosition + c.room + 1);
+    EXPECT_EQ(c.write(encoder), 0) << c.bytes;
+    EXPECT_LE(encoder.stream.position, kPosition + c.room + 1) << c.bytes;
+    EXPECT_EQ(buffer.data()[kPosition + c.room + 1], GuardedBuffer::kFill) << c.bytes;
+  }
+}
+
+// The names of a stream's segments; of SOF0, SOS and APP14 also what is the colour's.
+std::string outline(const Bytes& stream) {
+  std::string text;
+  for (const auto& segment : tool::walkJpeg(stream).segments) {
+    const std::uint8_t* const begin = stream.data() + segment.offset;
+    const std::uint8_t* const end = begin + segment.size;
+    text += tool::markerName(segment.marker) + " ";
+    if (segment.marker == 0xEE) text += hexText({end - 1, end}) + " ";
+    if (segment.marker == 0xC0) text += hexText({begin + 9, end}) + " ";
+    if (segment.marker == 0xDA) text += hexText({begin + 4, end}) + " ";
+  }
+  return text;
+}
+
+TEST(ImageWriters, MakeTheStreamsThatAreWorkedOutByHand) {
+  EncoderJob job = colourJob(flatPicture({8, 8}, 128, 128, 128));
+  job.sampling = JPEG_SAMPLING_444;
+  const auto data = [&] {
+    const Bytes stream = encode(job).bytes;
+    const auto offset = tool::walkJpeg(stream).scans.at(0).dataOffset;
+    EXPECT_TRUE(offset == 681 || job.mode == JPEG_MODE_LOSSLESS) << offset;
+    return hexText({stream.data() + offset, stream.data() + stream.size()});
+  };
+  // Every difference is 0: luma 00 1010, both chromas 00 00, filled up with ones.
+  EXPECT_EQ(data(), "2803FFD9");
+  // White: DC (255 - 128) * 8 / 8 = 127, category 7 (11110), 1111111; then 1010 00 00 00 00.
+  job.pixels.assign(192, 255);
+  EXPECT_EQ(data(), "F7FA00FFD9");
+  // Differences 2 (from 128), -2; then -2 (from the sample above), -1: 011 10, 011 01, 011 01,
+  // 010 0; then ones.
+  job = {{130, 128, 128, 127}, {2, 2}, 1, JPEG_COLOR_GRAY, JPEG_COLOR_GRAY};
+  job.mode = JPEG_MODE_LOSSLESS;
+  EXPECT_EQ(data(), "735A9FFFD9");
+}
+
+// The planes hold the colours of a pair as T.871 has them, and its segments follow.
+TEST(ImageWriters, GiveEachColourItsPlanesAndSegments) {
+  const struct {
+    _JPEG_COLOR source, jpeg;
+    std::uint8_t a, b, c, d;
+    std::string expected;
+  } cases[] = {
+      // A gray stream is coded 1x1 whatever was asked for.
+      {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY, 17, 0, 0, 0,
+       "11 SOI APP0 COM DQT SOF0 01001100 DHT DHT SOS 010000"},
+      {JPEG_COLOR_RGB, JPEG_COLOR_GRAY, 255, 0, 0, 0,
+       "4C SOI APP0 COM DQT SOF0 01001100 DHT DHT SOS 010000"},
+      {JPEG_COLOR_BGR, JPEG_COLOR_YCBCR, 0, 0, 255, 0,
+       "4C55FF SOI APP0 COM DQT DQT SOF0 03002200011101021101 DHT DHT DHT DHT SOS 03000001110211"},
+      {JPEG_COLOR_RGB, JPEG_COLOR_YCBCR, 255, 0, 0, 0,
+       "4C55FF SOI APP0 COM DQT DQT SOF0 03002200011101021101 DHT DHT DHT DHT SOS 03000001110211"},
+      {JPEG_COLOR_RGB, JPEG_COLOR_RGB, 1, 2, 3, 0,
+       "010203 SOI APP14 00 COM DQT DQT SOF0 03002200011100021100 DHT DHT DHT DHT SOS "
+       "03000001110211"},
+      {JPEG_COLOR_CMYK, JPEG_COLOR_CMYK, 1, 2, 3, 4,
+       "01020304 SOI APP14 00 COM DQT DQT SOF0 04002200011100021100032200 DHT DHT DHT DHT SOS "
+       "040000011102110300"},
+      {JPEG_COLOR_CMYK, JPEG_COLOR_YCCK, 0, 255, 255, 9,
+       "4C55FF09 SOI APP14 02 COM DQT DQT SOF0 04002200011101021101032200 DHT DHT DHT DHT SOS "
+       "040000011102110300"},
+  };
+  for (const auto& c : cases) {
+    const EncoderJob job{{c.a, c.b, c.c, c.d}, {1, 1}, 4, c.source, c.jpeg};
+    CJPEGEncoder encoder;
+    setUp(encoder, job, nullptr);
+    ASSERT_EQ(encoder.Init(), 0);
+    ASSERT_EQ(encoder.ColorConvert(0), 0);
+    std::string found;
+    for (int i = 0; i < encoder.component_count; ++i) {
+      found += hexText({encoder.components[i]->cc_buffer[0]});
+    }
+    EXPECT_EQ(found + " " + outline(encode(job).bytes), c.expected + "003F00 EOI ") << job;
+  }
+}
+
+TEST(ImageWriters, PlaceRestarts) {
+  const struct {
+    int interval, mcus;
+    std::size_t restarts;
+    int word;  // of DRI; 0: no DRI
+  } cases[] = {{0, 3, 0, 0}, {1, 3, 2, 1},  {2, 4, 1, 2},         {1, 10, 9, 1}, {3, 3, 0, 3},
+               {5, 4, 0, 5}, {-1, 3, 0, 0}, {70000, 4, 0, 65535}, {1, 1, 0, 1}};
+  for (const auto& c : cases) {
+    for (const _JPEG_MODE mode : {JPEG_MODE_BASELINE, JPEG_MODE_PROGRESSIVE}) {
+      EncoderJob job = grayJob(scenePicture({8 * c.mcus, 8}));
+      job.mode = mode;
+      const Bytes plain = encode(job).bytes;
+      job.restartInterval = c.interval;
+      const Bytes stream = encode(job).bytes;
+      const tool::JpegInfo info = tool::walkJpeg(stream);
+      EXPECT_EQ(info.restartInterval, c.word) << job;
+      for (const auto& scan : info.scans) {
+        EXPECT_TRUE(scan.restarts == c.restarts && scan.restartsInOrder) << job;
+      }
+      EXPECT_EQ(runJpegtran(stream), runJpegtran(plain)) << job;
+    }
+  }
+}
+
+// Every capacity that is too small: the stated code, a prefix of the stream, no byte beyond.
+TEST(ImageWriters, StopAtTheEndOfTheBuffer) {
+  for (const _JPEG_MODE mode : kModes) {
+    EncoderJob job = mode == JPEG_MODE_LOSSLESS ? grayJob(noisePicture({20, 20}, 1))
+                                                : colourJob(noisePicture({20, 20}, 1));
+    job.mode = mode;
+    job.restartInterval = mode == JPEG_MODE_LOSSLESS ? 0 : 1;
+    const Bytes whole = encode(job).bytes;
+    const tool::JpegInfo info = tool::walkJpeg(whole);
+    CJPEGEncoder encoder;
+    for (job.capacity = 0; job.capacity <= static_cast<int>(whole.size()) + 1; ++job.capacity) {
+      const Coded coded = encode(encoder, job);
+      ASSERT_TRUE(coded.inBounds && coded.bytes.size() <= whole.size()) << job;
+      ASSERT_TRUE(std::equal(coded.bytes.begin(), coded.bytes.end(), whole.begin())) << job;
+      const auto capacity = static_cast<std::size_t>(job.capacity);
+      int expected = JPEG_BUFFER_TOO_SMALL;  // where a header or EOI does not fit
+      for (const auto& scan : info.scans) {
+        // The room test of SOS does not count its marker's two bytes.
+        const std::size_t end = scan.dataOffset + scan.dataSize;
+        if (capacity > scan.dataOffset - 2 && capacity < end) expected = JPEG_INTERNAL_ERROR;
+      }
+      if (capacity > whole.size()) expected = 0;
+      ASSERT_EQ(coded.result, expected) << job << " of " << whole.size();
+    }
+  }
+}
+
+// No pair of colours and no padding lets memory that was never written into a stream.
+TEST(ImageWriters, CodeNoForeignMemory) {
+  AllocationHooks hooks(&i_malloc, &i_free);
+  for (int i = 0; i < 7 * 7 * 3 * 3; ++i) {
+    EncoderJob job{scenePicture({21, 19}).pixels, {21, 19}, 4};
+    job.source = static_cast<_JPEG_COLOR>(i % 7);
+    job.jpeg = static_cast<_JPEG_COLOR>(i / 7 % 7);
+    job.sampling = kSamplings[i / 49 % 3];
+    job.mode = static_cast<_JPEG_MODE>(i / 147);
+    hooks.fillWith(0x55);
+    const Coded first = encode(job);
+    hooks.fillWith(0xC3);
+    const Coded second = encode(job);
+    EXPECT_EQ(first.result, second.result) << job;
+    EXPECT_EQ(first.bytes, second.bytes) << job;
+  }
+}
+
+TEST(ProgressiveWriter, ScansByTheScript) {
+  const struct {
+    _JPEG_COLOR source, jpeg;
+    int channels;
+    const char* scans;  // components, Ss, Se, Ah, Al
+  } scripts[] = {
+      {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY, 1,
+       "0:0-0,0,1 0:1-5,0,2 0:6-63,0,2 0:1-63,2,1 0:0-0,1,0 0:1-63,1,0 "},
+      {JPEG_COLOR_BGR, JPEG_COLOR_YCBCR, 3,
+       "012:0-0,0,1 0:1-5,0,2 2:1-63,0,1 1:1-63,0,1 0:6-63,0,2 0:1-63,2,1 012:0-0,1,0 "
+       "2:1-63,1,0 1:1-63,1,0 0:1-63,1,0 "},
+      {JPEG_COLOR_CMYK, JPEG_COLOR_CMYK, 4,
+       "0123:0-0,0,1 0:1-5,0,2 1:1-5,0,2 2:1-5,0,2 3:1-5,0,2 0:6-63,0,2 1:6-63,0,2 2:6-63,0,2 "
+       "3:6-63,0,2 0:1-63,2,1 1:1-63,2,1 2:1-63,2,1 3:1-63,2,1 0123:0-0,1,0 0:1-63,1,0 "
+       "1:1-63,1,0 2:1-63,1,0 3:1-63,1,0 "},
+  };
+  for (const auto& script : scripts) {
+    EncoderJob job{Bytes(6400, 9), {40, 40}, script.channels, script.source, script.jpeg};
+    job.mode = JPEG_MODE_PROGRESSIVE;
+    const tool::JpegInfo info = tool::walkJpeg(encode(job).bytes);
+    std::ostringstream scans;
+    for (const auto& scan : info.scans) {
+      for (const auto& component : scan.components) scans << component.id;
+      scans << ":" << scan.spectralStart << "-" << scan.spectralEnd << "," << scan.approximationHigh
+            << "," << scan.approximationLow << " ";
+    }
+    EXPECT_EQ(scans.str(), script.scans);
+    // One table for each AC scan; for the first DC scan one or two; none for its refinement.
+    EXPECT_EQ(info.huffmanTables.size(), info.scans.size() - (script.channels == 1 ? 1 : 0));
+  }
+}
+
+// Any reader finds the same coefficients in a progressive stream as in the baseline one.
+TEST(ProgressiveWriter, CarriesTheBaselineCoefficients) {
+  const std::tuple<_JPEG_COLOR, _JPEG_COLOR, int> colours[] = {
+      {JPEG_COLOR_BGR, JPEG_COLOR_YCBCR, 3},
+      {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY, 1},
+      {JPEG_COLOR_RGB, JPEG_COLOR_RGB, 3},
+      {JPEG_COLOR_CMYK, JPEG_COLOR_YCCK, 4}};
+  for (const auto& [source, jpeg, channels] : colours) {
+    for (const Size size : {Size{1, 1}, {10, 10}, {20, 8}, {17, 17}, {130, 77}}) {
+      for (int i = 0; i < 6; ++i) {
+        EncoderJob job{scenePicture(size).pixels, size, channels, source, jpeg, kSamplings[i / 2]};
+        job.quality = i % 2 == 0 ? 20 : 95;
+        const Bytes baseline = runJpegtran(encode(job).bytes);
+        ASSERT_FALSE(baseline.empty()) << job;
+        job.mode = JPEG_MODE_PROGRESSIVE;
+        EXPECT_EQ(runJpegtran(encode(job).bytes), baseline) << job;
+        job.restartInterval = i % 2 == 0 ? 1 : 5;
+        EXPECT_EQ(runJpegtran(encode(job).bytes), baseline) << job;
+      }
+    }
+  }
+}
+
+TEST(LosslessWriter, KeepsEveryBit) {
+  for (const Size size : {Size{1, 1}, {7, 5}, {1, 9}, {9, 1}, {300, 21}}) {
+    for (int kind = 0; kind < 3; ++kind) {
+      EncoderJob job = grayJob(kind == 0 ? noisePicture(size, 5) : scenePicture(size));
+      if (kind == 2) {  // the largest differences
+        for (std::size_t i = 0; i < job.pixels.size(); ++i) job.pixels[i] = i % 2 == 0 ? 255 : 0;
+      }
+      job.mode = JPEG_MODE_LOSSLESS;
+      const Coded coded = encode(job);  // by predictor 1, without a shift
+      EXPECT_EQ(outline(coded.bytes), "SOI APP0 COM SOF3 DHT SOS 010000010000 EOI ");
+      CJPEGDecoder decoder;
+      decoder.SetSource(coded.bytes.data(), static_cast<int>(coded.bytes.size()));
+      int width = 0, height = 0, channels = 0, precision = 0;
+      _JPEG_COLOR color;
+      _JPEG_SAMPLING sampling;
+      EXPECT_EQ(decoder.ReadHeader(&width, &height, &channels, &color, &sampling, &precision), 0);
+      EXPECT_EQ(precision, 8);
+      Bytes pixels(job.pixels.size());
+      decoder.SetDestination(pixels.data(), size.width, {size.width, size.height}, 1, color, 8);
+      EXPECT_EQ(decoder.ReadData(), 0);
+      EXPECT_EQ(pixels, job.pixels) << job;
+      job.restartInterval = 4;
+      EXPECT_EQ(encode(job).result, JPEG_NOT_SUPPORTED);
+    }
+  }
+}
+
+// Any order of modes on one object gives the streams that fresh objects give, after buffers that
+// are too small and allocations that fail as well.
+TEST(Encoder, MixesModes) {
+  AllocationHooks hooks(&i_malloc, &i_free);
+  EncoderJob jobs[3] = {colourJob(scenePicture({40, 30})), colourJob(scenePicture({33, 17})),
+                        grayJob(scenePicture({21, 10}))};
+  jobs[0].restartInterval = 2;
+  jobs[1].restartInterval = 3;
+  Bytes fresh[3];
+  for (int i = 0; i < 3; ++i) {
+    jobs[i].mode = kModes[i];
+    fresh[i] = encode(jobs[i]).bytes;
+  }
+  int order[] = {0, 1, 2};
+  do {
+    CJPEGEncoder encoder;
+    for (const bool failing : {false, true}) {
+      for (const int i : order) {
+        EncoderJob cut = jobs[i];
+        cut.capacity = static_cast<int>(fresh[i].size()) - 20;
+        EXPECT_TRUE(!failing || encode(encoder, cut).result != 0);
+        for (int n = 0, result = failing ? -1 : 0; result != 0; ++n) {
+          hooks.failAfter(n);
+          result = encode(encoder, jobs[i]).result;
+          EXPECT_TRUE(result == 0 ? n > 3
+                                  : result == JPEG_OUT_OF_MEMORY || result == JPEG_INTERNAL_ERROR);
+        }
+        hooks.stopFailing();
+        EXPECT_EQ(encode(encoder, jobs[i]).bytes, fresh[i]) << order[0] << order[1] << order[2];
+        setUp(encoder, jobs[i], nullptr);
+        EXPECT_EQ(writeImage(encoder, jobs[(i + 1) % 3].mode), JPEG_NOT_SUPPORTED);
+        EXPECT_EQ(writeImage(encoder, jobs[(i + 2) % 3].mode), JPEG_NOT_SUPPORTED);
+      }
+    }
+  } while (std::next_permutation(order, order + 3));
+  EXPECT_EQ(hooks.live(), 0);
+}
+
+}  // namespace
+}  // namespace qrx::test

@@ -1,0 +1,407 @@
+// Packets: the wire format, the way back with losses and in any order, and packets from strangers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <numeric>
+#include <random>
+
+#include "qrx/codec.h"
+#include "qrx/front_end.h"
+#include "qrx/tile_header.h"
+#include "tests/support/process.h"
+#include "tests/unit/codecs/encoder_job.h"
+
+namespace qrx::test {
+namespace {
+
+// A packet's bytes begin with its head.
+constexpr int kHead = sizeof(udp_header);
+udp_header headOf(const Bytes& packet) {
+  udp_header head;
+  std::memcpy(&head, packet.data(), sizeof head);
+  return head;
+}
+void setHead(Bytes& packet, const udp_header& head) {
+  std::memcpy(packet.data(), &head, sizeof head);
+}
+
+// One codec for all tests of a program.
+codec::Decompressor& decompressor() {
+  static codec::Codec* const codec = (initCodec(), createCodec());
+  return *codec->getDecompressor();
+}
+
+bool decodePacket(const Bytes& packet, std::uint32_t bytesPerPixel, std::uint8_t* destination,
+                  std::size_t destinationSize) {
+  const Buffer buffer{nullptr, const_cast<std::uint8_t*>(packet.data()),
+                      static_cast<std::uint32_t>(packet.size())};
+  return decompressor().decompressTile(&buffer, bytesPerPixel, 6408, destination,
+                                       static_cast<std::uint32_t>(destinationSize));
+}
+
+struct PacketRun {
+  // Compresses the picture as the rectangle whose left and lower edge are x and y.
+  PacketRun(Image picture, int mcuSampling, int jpegQuality, int x = 0, int y = 0, int index = 5)
+      : image(std::move(picture)),
+        sampling(mcuSampling),
+        quality(jpegQuality),
+        mcuWidth(sampling == 0 ? 8 : 16),
+        mcuHeight(sampling == 2 ? 16 : 8),
+        across((image.size.width + mcuWidth - 1) / mcuWidth),
+        down((image.size.height + mcuHeight - 1) / mcuHeight) {
+    decompressor();  // starts the library
+    const auto low = [](int value) { return static_cast<std::int16_t>(value); };
+    const std::uint8_t shape = sampling == 0 ? 0x11 : sampling == 1 ? 0x21 : 0x22;
+    const std::int16_t left = low(x), bottom = low(y), width = low(image.size.width),
+                       height = low(image.size.height);
+    head = {kHead, 77,     231,   shape,  0,    0,      0xCAFEF00D, index,
+            left,  bottom, width, height, left, bottom, width,      height};
+    udp_header own = head;  // the writer's to change
+    const qrxTilesArgs_type args = {1972, quality, sampling, 6408, 0};
+    const auto collect = [](std::uint8_t* packet, int length, void* list) {
+      static_cast<std::vector<Bytes>*>(list)->emplace_back(packet, packet + length);
+    };
+    EXPECT_EQ(CompressTilesPatch(image.pixels.data(), 4, image.size.width, image.size.height, &own,
+                                 &args, collect, &packets),
+              1);
+    std::vector<std::size_t> cells;
+    for (std::size_t i = 0; i < packets.size(); ++i) {
+      cells.insert(cells.end(), static_cast<std::size_t>(headOf(packets[i]).mcuCount), i);
+    }
+    cells.resize(static_cast<std::size_t>(across * down), packets.size());
+    for (int i = 0; i < image.size.width * image.size.height; ++i) {
+      const int row = i / image.size.width / mcuHeight, column = i % image.size.width / mcuWidth;
+      owners.push_back(cells[static_cast<std::size_t>(row * across + column)]);
+    }
+  }
+
+  // Bytes of a destination that were written and are none of the packet's own.
+  int foreignBytes(std::size_t number, const Bytes& content, std::size_t bytesPerPixel) const {
+    int foreign = 0;
+    for (std::size_t i = 0; i < content.size(); ++i) {
+      const bool own = owners[i / bytesPerPixel] == number && i % bytesPerPixel < 3;
+      foreign += !own && content[i] != GuardedBuffer::kFill;
+    }
+    return foreign;
+  }
+
+  Image image;
+  int sampling;  // _JPEG_SAMPLING
+  int quality;
+  int mcuWidth, mcuHeight, across, down;
+  udp_header head{};  // as the writer got it
+  std::vector<Bytes> packets;
+  std::vector<std::size_t> owners;  // for every pixel the number of its packet, by mcuCount
+};
+
+std::ostream& operator<<(std::ostream& out, const PacketRun& run) {
+  return out << run.image.size.width << "x" << run.image.size.height << ", sampling "
+             << run.sampling << ", quality " << run.quality;
+}
+
+constexpr int kThreshold = 1250;
+
+// Holds every packet of a run to the MCUs that it must hold.
+void expectRules(const PacketRun& run) {
+  const int left = run.head.frameX, bottom = run.head.frameY;
+  const int width = run.image.size.width, height = run.image.size.height;
+  const auto low = [](int value) { return static_cast<std::int16_t>(value); };
+  const auto strip = [&](int row) {
+    return std::max(bottom, bottom + height - (row + 1) * run.mcuHeight);
+  };
+  int first = 0;  // MCU
+  for (std::size_t i = 0; i < run.packets.size(); ++i) {
+    const Bytes& packet = run.packets[i];
+    const auto size = static_cast<int>(packet.size());
+    const bool last = i + 1 == run.packets.size();
+    const int count = headOf(packet).mcuCount;
+    ASSERT_GT(count, 0) << run;
+    ASSERT_TRUE(last || size > kThreshold + 2) << run;
+    const int row = first / run.across, lastRow = (first + count - 1) / run.across;
+    // A lone MCU that the size test closed says the whole width.
+    const bool lone = count == 1 && size > kThreshold + 2;
+
+    udp_header expected = run.head;
+    expected.mcuCount = low(count);
+    expected.dataEnd = low(size - 2);
+    expected.index =
+        last ? static_cast<int>(0u - static_cast<unsigned>(run.head.index)) : run.head.index;
+    expected.x = low(left + first % run.across * run.mcuWidth);
+    expected.y = low(strip(row));
+    expected.height = low(std::min(strip(row) + run.mcuHeight, bottom + height) - strip(lastRow));
+    expected.width = low(row == lastRow && !lone ? std::min(width, count * run.mcuWidth) : width);
+    Bytes head(kHead);
+    setHead(head, expected);
+    for (const int word : {0xFFDE, run.quality, int{expected.height}, int{expected.width}}) {
+      head.insert(head.end(),
+                  {static_cast<std::uint8_t>(word >> 8), static_cast<std::uint8_t>(word)});
+    }
+    EXPECT_EQ(hexText({packet.begin(), packet.begin() + kHead + 8}), hexText(head))
+        << run << " packet " << i;
+    EXPECT_EQ(hexText(Bytes(packet.end() - 2, packet.end())), "FFD9");
+    first += count;
+  }
+  EXPECT_EQ(first, run.across * run.down) << run;
+}
+
+TEST(PacketWriter, KeepsTheRulesOfTheFormat) {
+  const Size sizes[] = {{1, 1},   {64, 32},  {100, 20}, {17, 33}, {100, 5},  {129, 47},
+                        {8, 400}, {16, 333}, {400, 17}, {1, 100}, {300, 100}};
+  for (const Size size : sizes) {
+    for (int sampling = 0; sampling < 3; ++sampling) {
+      for (const int quality : {10, 75, 90}) {
+        expectRules(PacketRun(scenePicture(size), sampling, quality));
+        expectRules(PacketRun(noisePicture(size, 3), sampling, quality, 320, -77, INT_MAX));
+      }
+    }
+  }
+  for (const int index : {1, 0, -9, INT_MIN}) {  // the last packet's is negated
+    expectRules(PacketRun(noisePicture({64, 64}, 2), 0, 90, 0, 0, index));
+  }
+  // Many places of the cut, at and between the ends of rows and rectangles.
+  for (int width = 16; width <= 96; width += 8) {
+    for (int quality = 40; quality <= 90; quality += 2) {
+      expectRules(PacketRun(noisePicture({width, 48}, 1), 0, quality));
+    }
+  }
+}
+
+TEST(PacketWriter, WritesTheWorkedHead) {
+  const PacketRun run(flatPicture({64, 8}, 1, 2, 3), 1, 80);
+  ASSERT_EQ(run.packets.size(), 1u);
+  EXPECT_EQ(hexText(Bytes(run.packets[0].begin() + 32, run.packets[0].begin() + 64)),
+            "FFDE00500008004003002100011101021101FFDA000C03000001110211003F00");
+}
+
+// 4 by 2 MCUs, of which the size test takes six into the first packet.
+TEST(PacketWriter, CutsTheWorkedRectangle) {
+  const PacketRun run(noisePicture({64, 32}, 9), 2, 86);
+  ASSERT_EQ(run.packets.size(), 2u);
+  const udp_header a = headOf(run.packets[0]), b = headOf(run.packets[1]);
+  EXPECT_EQ((std::vector<int>{a.x, a.y, a.width, a.height, a.mcuCount, a.index}),
+            (std::vector<int>{0, 16, 64, 32, 6, 5}));
+  EXPECT_EQ((std::vector<int>{b.x, b.y, b.width, b.height, b.mcuCount, b.index}),
+            (std::vector<int>{32, 0, 32, 16, 2, -5}));
+}
+
+// The rectangle compressed and decoded in one piece.
+Bytes onePiece(const PacketRun& run) {
+  EncoderJob job = colourJob(run.image);
+  job.sampling = static_cast<_JPEG_SAMPLING>(run.sampling);
+  job.quality = run.quality;
+  Bytes stream = encode(job).bytes, pixels(run.image.pixels.size(), GuardedBuffer::kFill);
+  const auto length = static_cast<int>(stream.size());
+  EXPECT_EQ(DecompressPatch(stream.data(), 4, 0, 0, 0, 0, 0, length, pixels.data()), 1);
+  return pixels;
+}
+
+// Whether up-sampling at a packet's edge may give the pixel another value than in one piece.
+bool isAtPacketEdge(const PacketRun& run, std::size_t pixel) {
+  const auto width = static_cast<std::size_t>(run.image.size.width);
+  const std::size_t x = pixel % width, owner = run.owners[pixel];
+  const bool side = (x > 0 && run.owners[pixel - 1] != owner) ||
+                    (x + 1 < width && run.owners[pixel + 1] != owner);
+  return (run.sampling > 0 && side) || (run.sampling == 2 && pixel / width % 16 == 0);
+}
+
+// What packet `number` writes into a destination that ends with the packet's last own pixel; a
+// smaller one it leaves alone.
+Bytes decodeAlone(const PacketRun& run, std::size_t number, std::uint32_t bytesPerPixel) {
+  const auto last = std::find(run.owners.rbegin(), run.owners.rend(), number);
+  const auto needed = static_cast<std::size_t>(run.owners.rend() - last) * bytesPerPixel;
+  GuardedBuffer canvas(needed);
+  EXPECT_FALSE(decodePacket(run.packets[number], bytesPerPixel, canvas.data(), needed - 1));
+  EXPECT_TRUE(canvas.isUntouched());
+  EXPECT_TRUE(decodePacket(run.packets[number], bytesPerPixel, canvas.data(), needed));
+  EXPECT_TRUE(canvas.guardsIntact());
+  EXPECT_EQ(run.foreignBytes(number, canvas.content(), bytesPerPixel), 0);
+  return canvas.content();
+}
+
+// Decodes the packets in the order given; some may be missing, some twice.
+Bytes decodeInOrder(const PacketRun& run, const std::vector<std::size_t>& order) {
+  GuardedBuffer canvas(run.image.pixels.size());
+  for (const std::size_t number : order) {
+    EXPECT_TRUE(decodePacket(run.packets[number], 4, canvas.data(), 0));
+  }
+  EXPECT_TRUE(canvas.guardsIntact());
+  return canvas.content();
+}
+
+void expectRoundTrip(const PacketRun& run) {
+  std::vector<std::size_t> order(run.packets.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  const Bytes whole = decodeInOrder(run, order);
+
+  // A lost packet costs its own pixels.
+  std::vector<std::size_t> arrived = order;
+  std::erase_if(arrived, [](std::size_t number) { return number % 3 == 1; });
+  const Bytes lossy = decodeInOrder(run, arrived);
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    const bool lost = run.owners[i / 4] % 3 == 1;
+    ASSERT_EQ(lossy[i], lost ? GuardedBuffer::kFill : whole[i]) << run << " byte " << i;
+  }
+
+  const Bytes reference = onePiece(run);
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    ASSERT_TRUE(whole[i] == reference[i] || isAtPacketEdge(run, i / 4)) << run << " byte " << i;
+  }
+
+  for (std::size_t number = 0; number < run.packets.size(); ++number) {
+    SCOPED_TRACE(testing::Message() << run << " packet " << number);
+    const Bytes alone = decodeAlone(run, number, 4), narrow = decodeAlone(run, number, 3);
+    for (std::size_t i = 0; i < narrow.size(); ++i) {
+      const std::size_t at = i / 3 * 4 + i % 3;
+      ASSERT_EQ(narrow[i], alone[at]);
+      ASSERT_TRUE(run.owners[i / 3] != number || alone[at] == whole[at]);
+    }
+  }
+
+  std::mt19937 random(1);
+  order.insert(order.end(), order.begin(), order.end());  // every packet twice
+  std::shuffle(order.begin(), order.end(), random);
+  EXPECT_EQ(decodeInOrder(run, order), whole) << run;
+}
+
+TEST(PacketDecoder, PutsEveryPacketInItsPlace) {
+  const Size sizes[] = {{1, 1},    {64, 32},  {100, 5},   {17, 33}, {102, 20}, {129, 47},
+                        {16, 333}, {419, 17}, {300, 100}, {31, 64}, {8, 200}};
+  for (const Size size : sizes) {
+    for (int sampling = 0; sampling < 3; ++sampling) {
+      expectRoundTrip(PacketRun(scenePicture(size), sampling, 92));
+      expectRoundTrip(PacketRun(noisePicture(size, 8), sampling, 20));
+      // Rectangles whose edges pass the ends of the 16-bit coordinates.
+      expectRoundTrip(PacketRun(noisePicture(size, 8), sampling, 60, 32760, -32768));
+      expectRoundTrip(PacketRun(noisePicture(size, 9), sampling, 90, -7, 32767));
+    }
+  }
+}
+
+// A refused packet writes nothing, an accepted one nothing outside the rectangle; with `ownOnly`
+// nothing but the own pixels of the run's packet `number`.
+bool expectHarmless(const PacketRun& run, std::size_t number, Bytes packet, bool ownOnly) {
+  GuardedBuffer canvas(run.owners.size() * 4);
+  const bool accepted =
+      decodePacket(packet, 4, canvas.data(), static_cast<std::size_t>(canvas.size()));
+  EXPECT_TRUE(canvas.guardsIntact()) << run;
+  EXPECT_TRUE(accepted || canvas.isUntouched()) << run;
+  if (ownOnly) {
+    EXPECT_EQ(run.foreignBytes(number, canvas.content(), 4), 0) << run;
+    return accepted;
+  }
+  // Where the rectangle is the head's own word; those beyond 16 MiB are left out.
+  const Buffer buffer{nullptr, packet.data(), static_cast<std::uint32_t>(packet.size())};
+  const std::uint32_t size = decompressor().getOutputSize(&buffer, 4, 6408);
+  if (size > 1 << 24) return accepted;
+  GuardedBuffer own(size);
+  EXPECT_TRUE(decodePacket(packet, 4, own.data(), 0) || own.isUntouched()) << run;
+  EXPECT_TRUE(own.guardsIntact()) << run;
+  return accepted;
+}
+
+// The first, a wrapped and the last packet of a rectangle that is not whole MCUs; sound ones
+// decode as before when the body is through with them.
+template <typename Body>
+void forVictims(Body body) {
+  for (int sampling = 0; sampling < 3; ++sampling) {
+    const PacketRun run(noisePicture({58, 55}, 5), sampling, 90, 100, 50);
+    ASSERT_GE(run.packets.size(), 3u);
+    for (const std::size_t number : {std::size_t{0}, std::size_t{1}, run.packets.size() - 1}) {
+      GuardedBuffer before(run.owners.size() * 4), after(run.owners.size() * 4);
+      EXPECT_TRUE(decodePacket(run.packets[number], 4, before.data(), 0));
+      body(run.packets[number], [&](const Bytes& packet, bool ownOnly) {
+        return expectHarmless(run, number, packet, ownOnly);
+      });
+      EXPECT_TRUE(decodePacket(run.packets[number], 4, after.data(), 0));
+      EXPECT_EQ(after.content(), before.content()) << run;
+    }
+  }
+}
+
+TEST(BadPackets, HeadFieldsAtTheirEnds) {
+  const std::vector<std::size_t> starts = {0,  1,  2,  3,  4,  6,  8,  12, 16,
+                                           18, 20, 22, 24, 26, 28, 30, 32};
+  const Bytes values[] = {{0, 0}, {1, 0}, {0, 1}, {255, 255}, {128, 128}, {0, 128}, {255, 127}};
+  forVictims([&](const Bytes& clean, auto harmless) {
+    for (std::size_t a = 0; a + 1 < starts.size(); ++a) {
+      for (std::size_t b = kSanitized ? a : 0; b <= a; ++b) {
+        for (const Bytes& value : values) {  // lower bytes, uppermost byte
+          Bytes packet = clean;
+          for (const std::size_t field : {a, b}) {
+            for (std::size_t i = starts[field]; i < starts[field + 1]; ++i) {
+              packet[i] = value[i + 1 == starts[field + 1]];
+            }
+          }
+          harmless(packet, false);
+        }
+      }
+    }
+  });
+}
+
+TEST(BadPackets, AreRefusedWhereHeadAndSegmentsDisagree) {
+  const PacketRun run(noisePicture({64, 48}, 5), 2, 70);
+  ASSERT_GT(headOf(run.packets[0]).mcuCount, run.across);  // wraps
+  const struct {
+    const char* what;
+    std::size_t offset;
+    Bytes bytes;
+    bool taken = false;
+  } cases[] = {{"kind is the host's", 2, {}, true},
+               {"no MCUs: writes nothing", 6, {0, 0}, true},
+               {"head size", 0, {31}},
+               {"shape", 3, {0x11}},
+               {"no MCUs at all", 6, {0xFF, 0xFF}},
+               {"more MCUs", 6, {0xFF, 0x7F}},
+               {"place between MCUs", 16, {1, 0}},
+               {"height between MCUs", 18, {1, 0}},
+               {"rectangle width", 28, {63}},
+               {"rectangle height", 30, {47}},
+               {"marker", 33, {0xDD}},
+               {"quality 0", 34, {0, 0}},
+               {"segment height", 36, {0xFF, 0xFF}},
+               {"segment width", 38, {0xFF, 0xFF}},
+               {"no component", 40, {0}},
+               {"four components", 40, {4}},
+               {"factor 0", 42, {0x02}},
+               {"factors of no sampling", 42, {0x41}},
+               {"quantisation table 2", 43, {2}},
+               {"scan of another component", 55, {9}},
+               {"Huffman table 2", 56, {0x22}},
+               {"spectral end", 62, {62}},
+               {"marker in the data", 70, {0xFF, 0xD0}}};
+  for (const auto& c : cases) {
+    Bytes packet = run.packets[0];
+    std::copy(c.bytes.begin(), c.bytes.end(), packet.begin() + static_cast<int>(c.offset));
+    EXPECT_EQ(expectHarmless(run, 0, packet, true), c.taken) << c.what;
+  }
+}
+
+TEST(BadPackets, DataCutAndDamaged) {
+  forVictims([](const Bytes& clean, auto harmless) {
+    for (std::size_t length = 0; length < clean.size(); ++length) {
+      Bytes cut(clean.begin(), clean.begin() + static_cast<int>(length));
+      EXPECT_FALSE(harmless(cut, true)) << length;  // the head says more
+      if (length < kHead) continue;
+      udp_header head = headOf(cut);
+      head.dataEnd = static_cast<std::int16_t>(length - 2);
+      setHead(cut, head);
+      harmless(cut, true);
+    }
+    std::mt19937 random(7);
+    for (int i = 0; i < 2000; ++i) {
+      Bytes packet = clean;
+      for (unsigned flips = 1 + random() % 4; flips > 0; --flips) {
+        // Behind the head; every second time in the segments.
+        const std::size_t at = kHead + random() % (i % 2 == 0 ? 32 : packet.size() - kHead);
+        packet[at] = static_cast<std::uint8_t>(random() >> 24);
+      }
+      harmless(packet, true);
+    }
+  });
+}
+
+}  // namespace
+}  // namespace qrx::test
