@@ -58,3 +58,10 @@ const Ipp8u DefaultChrominanceACValues[162] = {
     0xD2, 0xD3, 0xD4, 0xD5, 0xD6, 0xD7, 0xD8, 0xD9, 0xDA, 0xE2, 0xE3, 0xE4, 0xE5, 0xE6, 0xE7,
     0xE8, 0xE9, 0xEA, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7, 0xF8, 0xF9, 0xFA,
 };
+
+const DefaultHuffmanTable DefaultHuffmanTables[4] = {
+    {0, 0, DefaultLuminanceDCBits, DefaultLuminanceDCValues},
+    {1, 0, DefaultChrominanceDCBits, DefaultChrominanceDCValues},
+    {0, 1, DefaultLuminanceACBits, DefaultLuminanceACValues},
+    {1, 1, DefaultChrominanceACBits, DefaultChrominanceACValues},
+};

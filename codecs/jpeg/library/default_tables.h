@@ -18,4 +18,13 @@ extern const Ipp8u DefaultLuminanceACValues[162];
 extern const Ipp8u DefaultChrominanceACBits[16];
 extern const Ipp8u DefaultChrominanceACValues[162];
 
+// The four Huffman tables with the numbers that the coders give them.
+struct DefaultHuffmanTable {
+  int id;
+  int tableClass;  // 0 DC, 1 AC
+  const Ipp8u* bits;
+  const Ipp8u* values;
+};
+extern const DefaultHuffmanTable DefaultHuffmanTables[4];
+
 #endif  // QRX_CODECS_JPEG_LIBRARY_DEFAULT_TABLES_H_

@@ -238,18 +238,10 @@ int CJPEGEncoder::initTables() {
     }
   }
 
-  const struct {
-    CJPEGEncoderHuffmanTable& table;
-    int id, hclass;
-    const Ipp8u *bits, *values;
-  } huffmanSources[] = {
-      {dc_tables[0], 0, 0, DefaultLuminanceDCBits, DefaultLuminanceDCValues},
-      {dc_tables[1], 1, 0, DefaultChrominanceDCBits, DefaultChrominanceDCValues},
-      {ac_tables[0], 0, 1, DefaultLuminanceACBits, DefaultLuminanceACValues},
-      {ac_tables[1], 1, 1, DefaultChrominanceACBits, DefaultChrominanceACValues},
-  };
-  for (const auto& source : huffmanSources) {
-    const int result = source.table.Init(source.id, source.hclass, source.bits, source.values);
+  for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
+    CJPEGEncoderHuffmanTable& table =
+        source.tableClass == 0 ? dc_tables[source.id] : ac_tables[source.id];
+    const int result = table.Init(source.id, source.tableClass, source.bits, source.values);
     if (result != JPEG_NO_ERROR) return result;
   }
   huffman_state.Create();

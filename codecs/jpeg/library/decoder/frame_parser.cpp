@@ -132,24 +132,17 @@ int CJPEGDecoder::ParsePDK() {
 
 // A packet carries no tables: both sides derive them from the quality.
 int CJPEGDecoder::initDefaultTables() {
-  const struct {
-    CJPEGDecoderHuffmanTable& table;
-    int id, tableClass;
-    const Ipp8u *bits, *values;
-  } huffmanSources[] = {
-      {dc_tables[0], 0, 0, DefaultLuminanceDCBits, DefaultLuminanceDCValues},
-      {dc_tables[1], 1, 0, DefaultChrominanceDCBits, DefaultChrominanceDCValues},
-      {ac_tables[0], 0, 1, DefaultLuminanceACBits, DefaultLuminanceACValues},
-      {ac_tables[1], 1, 1, DefaultChrominanceACBits, DefaultChrominanceACValues},
+  const auto tableOf = [this](const DefaultHuffmanTable& source) -> CJPEGDecoderHuffmanTable& {
+    return source.tableClass == 0 ? dc_tables[source.id] : ac_tables[source.id];
   };
-  for (const auto& source : huffmanSources) {
-    if (source.table.empty) source.table.Create();
+  for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
+    if (tableOf(source).empty) tableOf(source).Create();
   }
   int result = quant_tables[0].Init(0, quality, DefaultLuminanceQuant);
   if (result != JPEG_NO_ERROR) return result;
   if ((result = quant_tables[1].Init(1, quality, DefaultChrominanceQuant)) != 0) return result;
-  for (const auto& source : huffmanSources) {
-    result = source.table.Init(source.id, source.tableClass, source.bits, source.values);
+  for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
+    result = tableOf(source).Init(source.id, source.tableClass, source.bits, source.values);
     if (result != JPEG_NO_ERROR) return result;
   }
   return JPEG_NO_ERROR;
