@@ -3,7 +3,8 @@
 set -euo pipefail
 tool=$1
 command -v qemu-x86_64 >/dev/null || { echo "skipped: no qemu-x86_64 (package qemu-user)"; exit 77; }
-if nm -D "$(dirname "$tool")/libqrx_jpeg.so" | grep -qE ' (__asan_init|__tsan_init)$'; then
+symbols=$(nm -D "$(dirname "$tool")/libqrx_jpeg.so")
+if grep -qE ' (__asan_init|__tsan_init)$' <<<"$symbols"; then
   echo "skipped: sanitizers do not run in the emulator"
   exit 77
 fi
@@ -13,7 +14,6 @@ cd "$folder"
 "$tool" scene --frames 1 --size 173x99 . >/dev/null
 "$tool" encode frame00000.png here.jpg --sampling 420 >/dev/null
 "$tool" decode here.jpg here.ppm >/dev/null
-
 
 while read -r processor slot; do
   report=$(qemu-x86_64 -cpu "$processor" "$tool" encode frame00000.png there.jpg --sampling 420 --json \
