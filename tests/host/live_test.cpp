@@ -1,24 +1,23 @@
-// The live pair's logic without sockets: geometry, the bad network, messages, repair.
+// The live pair's logic without sockets: messages, the bad network, repair, and a long soak.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
+#include <map>
+
+#include "tests/support/process.h"
 #include "tools/host/session.h"
 #include "tools/live/bad_network.h"
 #include "tools/live/control.h"
 #include "tools/live/frame_assembler.h"
-#include "tools/live/rectangle_encoder.h"
 #include "tools/live/window_sender.h"
 #include "tools/scene/scene_renderer.h"
 
 namespace qrx::tool {
 namespace {
 
-using Clock = FrameAssembler::Clock;
-using std::chrono::milliseconds;
-
-Session& session() {
-  static Session* instance = new Session({QRX_LIBRARY_PATH, {}});
-  return *instance;
-}
+constexpr std::uint64_t kDatagrams = test::kSanitized ? 10000 : 200000;
+constexpr std::uint8_t kFill = 0xA5;
+constexpr Size kRectangle = {250, 131};  // no whole number of MCUs
 
 TEST(Control, RefusesEveryDamagedMessage) {
   FrameInfo info;
@@ -42,13 +41,8 @@ TEST(Control, RefusesEveryDamagedMessage) {
 }
 
 TEST(BadNetwork, TreatsTheSharesAskedFor) {
-  BadNetworkOptions options;
-  options.loss = 0.05;
-  options.burst = 8;
-  options.reorder = 0.1;
-  options.duplicate = 0.01;
-  options.corrupt = 0.02;
-  options.seed = 42;
+  const BadNetworkOptions options{
+      .loss = 0.05, .reorder = 0.1, .duplicate = 0.01, .corrupt = 0.02, .burst = 8, .seed = 42};
   BadNetwork network(options), twin(options);
   constexpr std::uint32_t kCount = 200000;
   std::vector<Packet> out, twinOut;
@@ -73,11 +67,8 @@ TEST(BadNetwork, TreatsTheSharesAskedFor) {
   std::uint64_t damaged = 0;
   for (const Packet& datagram : out) {
     const auto message = parseControl(datagram);
-    if (message) {
-      arrived[std::get<Hello>(*message).viewer] = true;
-    } else {
-      ++damaged;
-    }
+    if (message) arrived[std::get<Hello>(*message).viewer] = true;
+    damaged += message ? 0 : 1;
   }
   EXPECT_GE(damaged, counts.corrupted);
   std::uint64_t bursts = 0;
@@ -87,44 +78,12 @@ TEST(BadNetwork, TreatsTheSharesAskedFor) {
               1);
 }
 
-// Gives nothing above a quality, as the library does when its buffer is full.
-class ShortCompressor : public codec::Compressor {
- public:
-  void getAttributes(const char***, const char***, std::uint32_t*) override {}
-  bool compress(const std::uint8_t*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t,
-                std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t,
-                codec::CompressCallback, void*) override {
-    return false;
-  }
-  bool compress(const std::uint8_t* image, std::uint32_t channels, std::uint32_t window,
-                std::uint32_t index, std::uint32_t x, std::uint32_t y, std::uint32_t width,
-                std::uint32_t height, std::uint32_t a, std::uint32_t b, std::uint32_t quality,
-                codec::CompressCallback callback, void* userData) override {
-    if (quality <= 60) {
-      return session().compressor().compress(image, channels, window, index, x, y, width, height, a,
-                                             b, quality, callback, userData);
-    }
-    return true;
-  }
-};
-
-TEST(RectangleEncoder, FallsBackToALowerQuality) {
-  const Image frame = SceneRenderer({64, 64}).render(0);
-  ShortCompressor compressor;
-  const EncodedRectangle rectangle =
-      encodeRectangle(compressor, frame, wholeImage(frame), {1, 1, 97, 0});
-  EXPECT_TRUE(rectangle.complete);
-  EXPECT_EQ(rectangle.quality, 54u);  // 97, 72, 54
-  ASSERT_FALSE(rectangle.packets.empty());
-  EXPECT_LT(readHead(rectangle.packets.back())->index, 0);
-}
-
 // A sender and an assembler with a bad network between them, in simulated time.
 class Link {
  public:
   Link(Size size, const BadNetworkOptions& options)
-      : sender_(session().compressor(), size, {}),
-        assembler_(session().decompressor()),
+      : sender_(session_.compressor(), size, {}),
+        assembler_(session_.decompressor()),
         network_(options) {
     sender_.restart(1);
     assembler_.announce(sender_.latest(), now_);
@@ -133,24 +92,18 @@ class Link {
   // Sends a frame; every packet may suffer, and so may the announcement.
   void send(const Image& frame, std::uint32_t number) {
     std::vector<Packet> packets, arriving;
-    info_ = sender_.send(frame, number, packets);
+    const FrameInfo info = sender_.send(frame, number, packets);
     for (Packet& packet : packets) network_.push(std::move(packet), arriving);
-    network_.push(serialise(info_), arriving);
+    network_.push(serialise(info), arriving);
     deliver(arriving);
-    now_ += milliseconds(40);
+    now_ += std::chrono::milliseconds(40);
     const std::vector<std::uint32_t> indexes = assembler_.toRepair(now_);
-    if (indexes.empty()) return;
     std::vector<Packet> requests;
-    network_.push(serialise(RepairRequest{indexes}), requests);
-    for (const Packet& datagram : requests) {
-      if (const auto request = parseControl(datagram)) answer(*request);
-    }
+    if (!indexes.empty()) network_.push(serialise(RepairRequest{indexes}), requests);
+    deliver(requests);
   }
 
   bool complete() const { return assembler_.statistics().complete; }
-  FrameAssembler& assembler() { return assembler_; }
-  Clock::time_point now() const { return now_; }
-
   Image picture() const {
     Image picture;
     assembler_.copyPicture(picture, false);
@@ -158,14 +111,7 @@ class Link {
   }
 
  private:
-  void answer(const ControlMessage& message) {
-    const auto* request = std::get_if<RepairRequest>(&message);
-    if (request == nullptr) return;
-    std::vector<Packet> arriving;
-    network_.push(serialise(sender_.repair(*request)), arriving);
-    deliver(arriving);
-  }
-
+  // To either side, by what a datagram is.
   void deliver(std::vector<Packet>& datagrams) {
     for (Packet& datagram : datagrams) {
       const auto message = parseControl(datagram);
@@ -175,28 +121,26 @@ class Link {
         assembler_.announce(*info, now_);
       } else if (const auto* list = std::get_if<Superseded>(&*message)) {
         assembler_.supersede(*list);
-      } else {
-        answer(*message);  // held back on its way to the sender
+      } else if (const auto* request = std::get_if<RepairRequest>(&*message)) {
+        std::vector<Packet> arriving;
+        network_.push(serialise(sender_.repair(*request)), arriving);
+        deliver(arriving);
       }
     }
   }
 
+  Session session_{{QRX_LIBRARY_PATH, {}}};
   WindowSender sender_;
   FrameAssembler assembler_;
   BadNetwork network_;
-  FrameInfo info_;
-  Clock::time_point now_ = Clock::now();
+  FrameAssembler::Clock::time_point now_ = FrameAssembler::Clock::now();
 };
 
 TEST(Live, RepairedPictureEqualsTheLossFreeOne) {
   const Size size{600, 410};
   const SceneRenderer scene(size);
   constexpr std::uint32_t kFrames = 12;
-  BadNetworkOptions bad;
-  bad.loss = 0.2;
-  bad.burst = 4;
-  bad.reorder = 0.2;
-  bad.duplicate = 0.05;
+  BadNetworkOptions bad{.loss = 0.2, .reorder = 0.2, .duplicate = 0.05, .burst = 4};
   for (std::uint64_t seed = 1; seed <= 4; ++seed) {
     bad.seed = seed;
     Link clean(size, {}), lossy(size, bad);
@@ -214,29 +158,90 @@ TEST(Live, RepairedPictureEqualsTheLossFreeOne) {
   }
 }
 
-TEST(Live, OlderRectanglesDoNotOverwriteNewerOnes) {
-  const Size size{64, 48};
-  Image dark(size, 40), bright(size, 220);
-  const auto encode = [](const Image& image, std::uint32_t index) {
-    return encodeRectangle(session().compressor(), image, wholeImage(image), {1, index, 90, 0})
-        .packets;
+// Visits every byte of the packet's own pixels that lies within `size` bytes.
+template <typename Visit>
+void forOwnBytes(const Packet& packet, std::size_t size, Visit visit) {
+  const auto head = readHead(packet);
+  const auto cells = head ? cellsOf(*head) : std::nullopt;
+  if (!cells) return;
+  const Size rectangle = {head->frameWidth, head->frameHeight};
+  for (int mcu = cells->first; mcu < cells->first + cells->count; ++mcu) {
+    const Box box = cells->cell(mcu, rectangle);
+    for (int y = box.top; y < box.bottom; ++y) {
+      for (int x = box.left; x < box.right; ++x) {
+        const auto at = static_cast<std::size_t>(y * rectangle.width + x) * 4;
+        for (std::size_t c = 0; c < 3 && at + c < size; ++c) visit(at + c);
+      }
+    }
+  }
+}
+
+// Packets over a bad network for a long time: every clean packet that arrives brings its own
+// pixels, a damaged one changes no more than the cells that its own head claims, memory stays flat.
+TEST(Soak, PacketsOverABadNetwork) {
+  Session session({QRX_LIBRARY_PATH, {}});
+  const Image picture = SceneRenderer(kRectangle).render(3);
+  std::vector<Packet> packets;
+  const auto keep = [](std::uint8_t* data, std::uint32_t size, void* list) {
+    qrxMarkPacket(data);
+    static_cast<std::vector<Packet>*>(list)->emplace_back(data, data + size);
   };
-  std::vector<Packet> older = encode(dark, 1), newer = encode(bright, 2);
-  FrameAssembler assembler(session().decompressor());
-  FrameInfo info;
-  info.window = 1;
-  info.width = 64;
-  info.height = 48;
-  const Clock::time_point now = Clock::now();
-  EXPECT_EQ(assembler.take(older[0], now), Verdict::kOtherWindow);  // before any announcement
-  assembler.announce(info, now);
-  for (Packet& packet : newer) EXPECT_EQ(assembler.take(packet, now), Verdict::kPlaced);
-  for (Packet& packet : older) EXPECT_EQ(assembler.take(packet, now), Verdict::kLate);
-  for (Packet& packet : newer) EXPECT_EQ(assembler.take(packet, now), Verdict::kDuplicate);
-  Image picture;
-  ASSERT_TRUE(assembler.copyPicture(picture, true));
-  EXPECT_NEAR(picture.pixels[0], 220, 2);
-  EXPECT_EQ(picture.pixels[3], 255);
+  ASSERT_TRUE(session.compressor().compress(picture.pixels.data(), 4, 1, 1, 0, 0, 250, 131, 0, 0,
+                                            90, keep, &packets));
+  ASSERT_GT(packets.size(), 10u);
+
+  const std::size_t bytes = Image::byteCount(kRectangle);
+  using Frame = std::vector<std::uint8_t>;
+  const Frame blank(bytes + 4096, kFill);  // with guard bytes behind it
+  const auto take = [&](Packet packet, Frame& frame) {
+    const Buffer buffer = {nullptr, packet.data(), static_cast<std::uint32_t>(packet.size())};
+    codec::Decompressor& decompressor = session.decompressor();
+    return decompressor.isValid(&buffer) &&
+           decompressor.decompressTile(&buffer, 4, 6408, frame.data(),
+                                       static_cast<std::uint32_t>(bytes));
+  };
+  std::map<std::string, Frame> expected;  // what each packet brings, decoded alone
+  const auto key = [](const Packet& packet) { return std::string(packet.begin(), packet.end()); };
+  for (const Packet& packet : packets) {
+    ASSERT_TRUE(take(packet, expected.try_emplace(key(packet), blank).first->second));
+  }
+
+  BadNetwork network({.loss = 0.1, .reorder = 0.1, .duplicate = 0.01, .corrupt = 0.01, .seed = 11});
+  Frame frame = blank, before = blank;
+  std::uint64_t clean = 0, damaged = 0;
+  std::size_t memoryAtStart = 0;
+  while (network.counts().taken < kDatagrams) {
+    for (const Packet& packet : packets) {
+      std::vector<Packet> arriving;
+      network.push(packet, arriving);
+      for (const Packet& arrived : arriving) {
+        const auto known = expected.find(key(arrived));
+        if (known == expected.end()) {
+          before = frame;
+          if (take(arrived, frame)) {
+            forOwnBytes(arrived, bytes, [&](std::size_t at) { before[at] = frame[at]; });
+          }
+          ASSERT_TRUE(before == frame) << "a damaged packet touched what is not its own";
+          ++damaged;
+          continue;
+        }
+        ASSERT_TRUE(take(arrived, frame));
+        bool right = true;
+        forOwnBytes(arrived, bytes,
+                    [&](std::size_t at) { right &= frame[at] == known->second[at]; });
+        ASSERT_TRUE(right) << "a clean packet's pixels are wrong";
+        ++clean;
+      }
+    }
+    if (memoryAtStart == 0) memoryAtStart = mallinfo2().uordblks;
+  }
+  EXPECT_LT(mallinfo2().uordblks, memoryAtStart + 65536) << "memory grows";
+  EXPECT_GT(clean, kDatagrams * 85 / 100);
+  EXPECT_GT(damaged, kDatagrams / 200);
+  // The fourth byte of every pixel and the guards are as they were.
+  for (std::size_t at = 0; at < frame.size(); ++at) {
+    ASSERT_TRUE(frame[at] == kFill || (at < bytes && at % 4 != 3)) << at;
+  }
 }
 
 }  // namespace

@@ -19,24 +19,11 @@ expect() {
   local wanted=$1 code=0
   shift
   "$@" >out 2>err || code=$?
-  if [ "$code" -ne "$wanted" ]; then
-    fail "exit code $code instead of $wanted: $*"
-    cat err >&2
-  fi
+  [ "$code" -eq "$wanted" ] || fail "exit code $code instead of $wanted: $*: $(cat err)"
 }
 
 # json NAME <out: the value of that name, without quotes.
 json() { sed -nE "s/.*\"$1\":\"?([^\",}]*).*/\\1/p"; }
-
-# within A OP B: a comparison of numbers.
-within() { awk -v a="$1" -v b="$3" "BEGIN { exit !(a $2 b) }"; }
-
-need() {
-  command -v "$1" >/dev/null || {
-    echo "skipped: $1 is not installed"
-    exit 77
-  }
-}
 
 finish() {
   [ "$failures" -eq 0 ] || exit 1

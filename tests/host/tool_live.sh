@@ -6,8 +6,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/tool_common.sh"
 
 # The port in a message "listening on 127.0.0.1:PORT", once it is there.
 port_of() {
-  local tries=200
-  while [ $((tries--)) -gt 0 ]; do
+  for _ in {1..200}; do
     sed -nE 's/^listening on .*:([0-9]+)$/\1/p' "$1" 2>/dev/null | grep . && return
     sleep 0.05
   done
@@ -17,14 +16,14 @@ port_of() {
 session() { # NAME RELAY-OPTIONS...
   local name=$1 server relay
   shift
-  "$tool" serve --listen :0 --size 400x300 --tile 64 --frames 20 --fps 20 --wait 30 --json >"$name.serve" \
-    2>"$name.serve.err" &
+  "$tool" serve --listen :0 --size 400x300 --tile 64 --frames 20 --fps 20 --wait 30 --json \
+    >"$name.serve" 2>"$name.serve.err" &
   server=$!
   "$tool" relay --listen :0 --to ":$(port_of "$name.serve.err")" --json "$@" >"$name.relay" \
     2>"$name.relay.err" &
   relay=$!
-  expect 0 "$tool" view --connect ":$(port_of "$name.relay.err")" --threads 3 --repaired "$name.png" \
-    --timeout 60 --json
+  expect 0 "$tool" view --connect ":$(port_of "$name.relay.err")" --threads 3 \
+    --repaired "$name.png" --timeout 60 --json
   cp out "$name.view"
   wait $server || fail "$name: serve ended with $?"
   kill $relay
@@ -38,22 +37,6 @@ session lossy --loss 20% --burst 4 --reorder 10% --duplicate 2% --delay 5ms --se
 [ "$(json rectangles_repaired <lossy.serve)" -gt 0 ] || fail "no repair: $(cat lossy.serve)"
 cmp -s clean.png lossy.png || fail "the repaired picture differs from the loss-free one"
 
-# A window, without a screen.
-"$tool" serve --listen :0 --size 320x200 --frames 5 --wait 30 >window.serve 2>window.serve.err &
-server=$!
-SDL_VIDEODRIVER=dummy "$tool" view --connect ":$(port_of window.serve.err)" --json >window.view \
-  2>window.err &
-viewer=$!
-sleep 2
-kill $viewer
-wait $viewer || fail "view in a window ended with $?: $(cat window.err)"
-[ "$(json coverage <window.view)" = 100.000 ] || fail "the window: $(cat window.view)"
-wait $server || fail "serve ended with $?"
-
-# Nobody there, and wrong addresses.
-expect 1 "$tool" view --connect :1 --headless --timeout 0.3
-expect 64 "$tool" view --connect nowhere:port --headless
-expect 64 "$tool" relay --loss 120%
-expect 64 "$tool" serve --tile 20
+expect 1 "$tool" view --connect :1 --headless --timeout 0.3 # nobody there
 
 finish

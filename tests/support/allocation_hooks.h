@@ -20,15 +20,21 @@ class AllocationHooks {
     live_ = 0;
     left_ = INT_MAX;
     fill_ = -1;
-    *malloc_ = allocate;
-    *free_ = release;
+    *malloc_ = [](std::size_t size) -> void* {
+      if (left_ != INT_MAX && left_-- <= 0) return nullptr;
+      ++live_;
+      void* const block = std::malloc(size);
+      return block != nullptr && fill_ >= 0 ? std::memset(block, fill_, size) : block;
+    };
+    *free_ = [](void* block) {
+      if (block != nullptr) --live_;
+      std::free(block);
+    };
   }
   ~AllocationHooks() {
     *malloc_ = std::malloc;
     *free_ = std::free;
   }
-  AllocationHooks(const AllocationHooks&) = delete;
-  AllocationHooks& operator=(const AllocationHooks&) = delete;
 
   // Blocks that are out.
   int live() const { return live_; }
@@ -39,18 +45,6 @@ class AllocationHooks {
   void fillWith(int byte) { fill_ = byte; }
 
  private:
-  static void* allocate(std::size_t size) {
-    if (left_ != INT_MAX && left_-- <= 0) return nullptr;
-    void* block = std::malloc(size);
-    if (block != nullptr) ++live_;
-    if (block != nullptr && fill_ >= 0) std::memset(block, fill_, size);
-    return block;
-  }
-  static void release(void* block) {
-    if (block != nullptr) --live_;
-    std::free(block);
-  }
-
   inline static std::atomic<int> live_, left_, fill_;
   Malloc* malloc_;
   Free* free_;

@@ -20,15 +20,15 @@ class GuardedBuffer {
   void refill() { std::fill(memory_.begin(), memory_.end(), kFill); }
 
   bool guardsIntact() const {
-    const auto untouched = [](std::uint8_t byte) { return byte == kFill; };
-    return std::all_of(memory_.begin(), memory_.begin() + kGuard, untouched) &&
-           std::all_of(memory_.end() - kGuard, memory_.end(), untouched);
+    return isFill(memory_.begin(), memory_.begin() + kGuard) &&
+           isFill(memory_.end() - kGuard, memory_.end());
   }
-  bool isUntouched() const {
-    return std::all_of(memory_.begin(), memory_.end(), [](std::uint8_t b) { return b == kFill; });
-  }
+  bool isUntouched() const { return isFill(memory_.begin(), memory_.end()); }
 
  private:
+  static bool isFill(Bytes::const_iterator begin, Bytes::const_iterator end) {
+    return std::count(begin, end, kFill) == end - begin;
+  }
   static constexpr std::ptrdiff_t kGuard = 1024;
 
   Bytes memory_;

@@ -13,58 +13,33 @@
 namespace qrx::test {
 namespace {
 
-namespace fs = std::filesystem;
-
-// Names of files for one run of a program, which goes with them.
-class Run {
- public:
-  Run() {
-    folder_ = (fs::path(testing::TempDir()) / "qrx_peer_XXXXXX").string();
-    EXPECT_NE(mkdtemp(folder_.data()), nullptr);
-  }
-  ~Run() { fs::remove_all(folder_); }
-  Run(const Run&) = delete;
-  Run& operator=(const Run&) = delete;
-
-  bool start(const std::string& program, std::span<const std::uint8_t> input) {
-    tool::writeFile(path("in"), input);
-    const std::string command = program + " -outfile '" + path("out") + "' '" + path("in") +
-                                "' 2> '" + path("messages") + "'";
-    return std::system(command.c_str()) == 0;
-  }
-  Bytes output() const { return tool::readFile(path("out")); }
-  std::string messages() const {
-    const Bytes text = tool::readFile(path("messages"));
-    return std::string(text.begin(), text.end());
-  }
-
- private:
-  std::string path(const char* name) const { return folder_ + "/" + name; }
-
-  std::string folder_;
-};
+// Standard error, and the output, which is empty where the program fails.
+std::pair<std::string, Bytes> run(const std::string& program, std::span<const std::uint8_t> input) {
+  std::string folder = testing::TempDir() + "/qrx_peer_XXXXXX";
+  EXPECT_NE(mkdtemp(folder.data()), nullptr);
+  tool::writeFile(folder + "/in", input);
+  const std::string command = "cd '" + folder + "' && " + program + " -outfile out in 2> messages";
+  const bool done = std::system(command.c_str()) == 0;
+  const Bytes messages = tool::readFile(folder + "/messages");
+  const Bytes output = done ? tool::readFile(folder + "/out") : Bytes();
+  std::filesystem::remove_all(folder);
+  return {{messages.begin(), messages.end()}, output};
+}
 
 }  // namespace
 
-PeerPicture runDjpeg(std::span<const std::uint8_t> jpeg, const std::string& options) {
-  Run run;
-  PeerPicture result;
-  result.done = run.start(QRX_DJPEG " -pnm " + options, jpeg);
-  result.messages = run.messages();
-  if (result.done) result.image = tool::decodePnm(run.output());
-  return result;
+PeerPicture runDjpeg(std::span<const std::uint8_t> jpeg) {
+  const auto [messages, output] = run(QRX_DJPEG " -pnm", jpeg);
+  return {messages, output.empty() ? Image() : tool::decodePnm(output)};
 }
 
 Bytes runCjpeg(const Image& image, const std::string& options) {
-  Run run;
-  const bool done = run.start(QRX_CJPEG " " + options, tool::encodePpm(image));
-  return done ? run.output() : Bytes();
+  return run(QRX_CJPEG " " + options, tool::encodePpm(image)).second;
 }
 
 Bytes runJpegtran(std::span<const std::uint8_t> jpeg) {
-  Run run;
-  const bool done = run.start(QRX_JPEGTRAN, jpeg) && run.messages().empty();
-  return done ? run.output() : Bytes();
+  const auto [messages, output] = run(QRX_JPEGTRAN, jpeg);
+  return messages.empty() ? output : Bytes();
 }
 
 }  // namespace qrx::test

@@ -11,12 +11,11 @@
 namespace qrx::test {
 
 struct PeerPicture {
-  bool done = false;     // the program ended with success
-  std::string messages;  // its warnings and errors
-  Image image;
+  std::string messages;  // warnings and errors
+  Image image;           // of no size where the program fails
 };
 
-PeerPicture runDjpeg(std::span<const std::uint8_t> jpeg, const std::string& options = "");
+PeerPicture runDjpeg(std::span<const std::uint8_t> jpeg);
 
 // Empty where the program fails.
 Bytes runCjpeg(const Image& image, const std::string& options);

@@ -1,4 +1,4 @@
-// Pictures that tests code, and a few words about bytes.
+// Pictures that tests code.
 #ifndef QRX_TESTS_SUPPORT_PICTURES_H_
 #define QRX_TESTS_SUPPORT_PICTURES_H_
 
@@ -15,19 +15,11 @@ using tool::Size;
 
 // A frame of the synthetic desktop: flat areas, text, a gradient, a shaded solid, some noise.
 Image scenePicture(Size size);
-// Evenly distributed random bytes.
-Image noisePicture(Size size, unsigned seed);
-// Noise that compresses like a coarse photograph: random squares of 4x4 pixels.
-Image blockyPicture(Size size, unsigned seed);
-// One colour.
-Image flatPicture(Size size, int blue, int green, int red);
+Image noisePicture(Size size, unsigned seed);                // evenly distributed random bytes
+Image flatPicture(Size size, int blue, int green, int red);  // one colour
 
-// The picture without its fourth bytes, or one of its channels.
-Bytes threeChannels(const Image& image);
-Bytes oneChannel(const Image& image);
-
-// FNV-1a of 64 bits.
-std::uint64_t digest(const Bytes& bytes);
+// The first channels of every pixel.
+Bytes channelsOf(const Image& image, std::size_t count);
 
 }  // namespace qrx::test
 

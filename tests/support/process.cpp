@@ -6,8 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
+#include <latch>
 #include <thread>
 #include <vector>
 
@@ -35,12 +35,11 @@ std::string runInChild(const std::function<void()>& body) {
 }
 
 void runOnThreads(int count, const std::function<void(int)>& body) {
-  std::atomic<int> ready{0};
+  std::latch start(count);
   std::vector<std::thread> threads;
   for (int i = 0; i < count; ++i) {
     threads.emplace_back([&, i] {
-      ++ready;
-      while (ready < count) std::this_thread::yield();
+      start.arrive_and_wait();
       body(i);
     });
   }

@@ -24,9 +24,9 @@ struct EncoderJob {
 };
 
 // A job that codes a picture from BGR to YCbCr, or from its first channel to gray.
-inline EncoderJob colourJob(const Image& image) { return {threeChannels(image), image.size}; }
+inline EncoderJob colourJob(const Image& image) { return {channelsOf(image, 3), image.size}; }
 inline EncoderJob grayJob(const Image& image) {
-  return {oneChannel(image), image.size, 1, JPEG_COLOR_GRAY, JPEG_COLOR_GRAY};
+  return {channelsOf(image, 1), image.size, 1, JPEG_COLOR_GRAY, JPEG_COLOR_GRAY};
 }
 
 inline std::ostream& operator<<(std::ostream& out, const EncoderJob& job) {
