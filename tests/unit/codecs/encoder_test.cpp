@@ -159,10 +159,10 @@ TEST(MarkerWriters, WriteTheirSegmentsIntoTheRoomThatTheyAskFor) {
     place(kPosition + c.room);
     EXPECT_EQ(c.write(encoder), JPEG_BUFFER_TOO_SMALL) << c.bytes;
     EXPECT_TRUE(buffer.isUntouched() && encoder.stream.position == kPosition) << c.bytes;
-    place(kPosition + c.room + 1);
-    EXPECT_EQ(c.write(encoder), 0) << c.bytes;
-    EXPECT_LE(encoder.stream.position, kPosition + c.room + 1) << c.bytes;
-    EXPECT_EQ(buffer.data()[kPosition + c.room + 1], GuardedBuffer::kFill) << c.bytes;
+    const int end = kPosition + c.room + 1;
+    place(end);
+    EXPECT_TRUE(c.write(encoder) == 0 && encoder.stream.position <= end) << c.bytes;
+    EXPECT_EQ(buffer.data()[end], GuardedBuffer::kFill) << c.bytes;
   }
 }
 
@@ -215,8 +215,6 @@ TEST(ImageWriters, GiveEachColourItsPlanesAndSegments) {
        "4C SOI APP0 COM DQT SOF0 01001100 DHT DHT SOS 010000"},
       {JPEG_COLOR_BGR, JPEG_COLOR_YCBCR, 0, 0, 255, 0,
        "4C55FF SOI APP0 COM DQT DQT SOF0 03002200011101021101 DHT DHT DHT DHT SOS 03000001110211"},
-      {JPEG_COLOR_RGB, JPEG_COLOR_YCBCR, 255, 0, 0, 0,
-       "4C55FF SOI APP0 COM DQT DQT SOF0 03002200011101021101 DHT DHT DHT DHT SOS 03000001110211"},
       {JPEG_COLOR_RGB, JPEG_COLOR_RGB, 1, 2, 3, 0,
        "010203 SOI APP14 00 COM DQT DQT SOF0 03002200011100021100 DHT DHT DHT DHT SOS "
        "03000001110211"},
@@ -234,35 +232,29 @@ TEST(ImageWriters, GiveEachColourItsPlanesAndSegments) {
     ASSERT_EQ(encoder.Init(), 0);
     ASSERT_EQ(encoder.ColorConvert(0), 0);
     std::string found;
-    for (int i = 0; i < encoder.component_count; ++i) {
+    for (int i = 0; i < encoder.component_count; ++i)
       found += hexText({encoder.components[i]->cc_buffer[0]});
-    }
     EXPECT_EQ(found + " " + outline(encode(job).bytes), c.expected + "003F00 EOI ") << job;
   }
 }
 
 TEST(ImageWriters, PlaceRestarts) {
-  const struct {
-    int interval, mcus;
-    std::size_t restarts;
-    int word;  // of DRI; 0: no DRI
-  } cases[] = {{0, 3, 0, 0}, {1, 3, 2, 1},  {2, 4, 1, 2},         {1, 10, 9, 1}, {3, 3, 0, 3},
-               {5, 4, 0, 5}, {-1, 3, 0, 0}, {70000, 4, 0, 65535}, {1, 1, 0, 1}};
-  for (const auto& c : cases) {
+  // Interval, MCUs, restarts of a scan, word of DRI (0: no DRI).
+  const std::tuple<int, int, std::size_t, int> cases[] = {
+      {0, 3, 0, 0}, {1, 3, 2, 1},  {2, 4, 1, 2},         {1, 10, 9, 1}, {3, 3, 0, 3},
+      {5, 4, 0, 5}, {-1, 3, 0, 0}, {70000, 4, 0, 65535}, {1, 1, 0, 1}};
+  for (const auto& [interval, mcus, restarts, word] : cases) {
     for (const _JPEG_MODE mode : {JPEG_MODE_BASELINE, JPEG_MODE_PROGRESSIVE}) {
-      EncoderJob job = grayJob(scenePicture({8 * c.mcus, 8}));
+      EncoderJob job = grayJob(scenePicture({8 * mcus, 8}));
       job.mode = mode;
-      const Bytes plain = encode(job).bytes;
-      job.restartInterval = c.interval;
+      const Bytes plain = runJpegtran(encode(job).bytes);
+      job.restartInterval = interval;
       const Bytes stream = encode(job).bytes;
       const tool::JpegInfo info = tool::walkJpeg(stream);
-      EXPECT_EQ(info.restartInterval, c.word) << job;
-      for (const auto& scan : info.scans) {
-        EXPECT_TRUE(scan.restarts == c.restarts && scan.restartsInOrder) << job;
-      }
-      const Bytes withoutRestarts = runJpegtran(plain);
-      ASSERT_FALSE(withoutRestarts.empty()) << job;
-      EXPECT_EQ(runJpegtran(stream), withoutRestarts) << job;
+      EXPECT_EQ(info.restartInterval, word) << job;
+      for (const auto& scan : info.scans)
+        EXPECT_TRUE(scan.restarts == restarts && scan.restartsInOrder) << job;
+      EXPECT_TRUE(!plain.empty() && runJpegtran(stream) == plain) << job;
     }
   }
 }
@@ -313,11 +305,8 @@ TEST(ImageWriters, CodeNoForeignMemory) {
 }
 
 TEST(ProgressiveWriter, ScansByTheScript) {
-  const struct {
-    _JPEG_COLOR source, jpeg;
-    int channels;
-    const char* scans;  // components, Ss, Se, Ah, Al
-  } scripts[] = {
+  // Components, Ss, Se, Ah, Al.
+  const std::tuple<_JPEG_COLOR, _JPEG_COLOR, int, std::string> scripts[] = {
       {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY, 1,
        "0:0-0,0,1 0:1-5,0,2 0:6-63,0,2 0:1-63,2,1 0:0-0,1,0 0:1-63,1,0 "},
       {JPEG_COLOR_BGR, JPEG_COLOR_YCBCR, 3,
@@ -328,8 +317,8 @@ TEST(ProgressiveWriter, ScansByTheScript) {
        "3:6-63,0,2 0:1-63,2,1 1:1-63,2,1 2:1-63,2,1 3:1-63,2,1 0123:0-0,1,0 0:1-63,1,0 "
        "1:1-63,1,0 2:1-63,1,0 3:1-63,1,0 "},
   };
-  for (const auto& script : scripts) {
-    EncoderJob job{Bytes(6400, 9), {40, 40}, script.channels, script.source, script.jpeg};
+  for (const auto& [source, jpeg, channels, script] : scripts) {
+    EncoderJob job{Bytes(6400, 9), {40, 40}, channels, source, jpeg};
     job.mode = JPEG_MODE_PROGRESSIVE;
     const tool::JpegInfo info = tool::walkJpeg(encode(job).bytes);
     std::ostringstream scans;
@@ -338,9 +327,9 @@ TEST(ProgressiveWriter, ScansByTheScript) {
       scans << ":" << scan.spectralStart << "-" << scan.spectralEnd << "," << scan.approximationHigh
             << "," << scan.approximationLow << " ";
     }
-    EXPECT_EQ(scans.str(), script.scans);
+    EXPECT_EQ(scans.str(), script);
     // One table for each AC scan; for the first DC scan one or two; none for its refinement.
-    EXPECT_EQ(info.huffmanTables.size(), info.scans.size() - (script.channels == 1 ? 1 : 0));
+    EXPECT_EQ(info.huffmanTables.size(), info.scans.size() - (channels == 1 ? 1 : 0));
   }
 }
 
@@ -358,7 +347,6 @@ TEST(ProgressiveWriter, CarriesTheBaselineCoefficients) {
         job.quality = i % 2 == 0 ? 20 : 95;
         const Bytes baseline = runJpegtran(encode(job).bytes);
         ASSERT_FALSE(baseline.empty()) << job;
-        ASSERT_FALSE(baseline.empty()) << job;
         job.mode = JPEG_MODE_PROGRESSIVE;
         EXPECT_EQ(runJpegtran(encode(job).bytes), baseline) << job;
         job.restartInterval = i % 2 == 0 ? 1 : 5;
@@ -372,9 +360,8 @@ TEST(LosslessWriter, KeepsEveryBit) {
   for (const Size size : {Size{1, 1}, {7, 5}, {1, 9}, {9, 1}, {300, 21}}) {
     for (int kind = 0; kind < 3; ++kind) {
       EncoderJob job = grayJob(kind == 0 ? noisePicture(size, 5) : scenePicture(size));
-      if (kind == 2) {  // the largest differences
-        for (std::size_t i = 0; i < job.pixels.size(); ++i) job.pixels[i] = i % 2 == 0 ? 255 : 0;
-      }
+      for (std::size_t i = 0; kind == 2 && i < job.pixels.size(); ++i)
+        job.pixels[i] = i % 2 == 0 ? 255 : 0;  // the largest differences
       job.mode = JPEG_MODE_LOSSLESS;
       const Coded coded = encode(job);  // by predictor 1, without a shift
       EXPECT_EQ(outline(coded.bytes), "SOI APP0 COM SOF3 DHT SOS 010000010000 EOI ");

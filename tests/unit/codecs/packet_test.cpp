@@ -27,6 +27,8 @@ void setHead(Bytes& packet, const udp_header& head) {
   std::memcpy(packet.data(), &head, sizeof head);
 }
 
+std::int16_t low(int value) { return static_cast<std::int16_t>(value); }
+
 // One codec for all tests of a program.
 codec::Decompressor& decompressor() {
   static codec::Codec* const codec = (initCodec(), createCodec());
@@ -41,18 +43,15 @@ bool decodePacket(const Bytes& packet, std::uint32_t bytesPerPixel, std::uint8_t
                                        static_cast<std::uint32_t>(destinationSize));
 }
 
+void collect(std::uint8_t* packet, int length, void* list) {
+  static_cast<std::vector<Bytes>*>(list)->emplace_back(packet, packet + length);
+}
+
 struct PacketRun {
   // Compresses the picture as the rectangle whose left and lower edge are x and y.
   PacketRun(Image picture, int mcuSampling, int jpegQuality, int x = 0, int y = 0, int index = 5)
-      : image(std::move(picture)),
-        sampling(mcuSampling),
-        quality(jpegQuality),
-        mcuWidth(sampling == 0 ? 8 : 16),
-        mcuHeight(sampling == 2 ? 16 : 8),
-        across((image.size.width + mcuWidth - 1) / mcuWidth),
-        down((image.size.height + mcuHeight - 1) / mcuHeight) {
+      : image(std::move(picture)), sampling(mcuSampling), quality(jpegQuality) {
     decompressor();  // starts the library
-    const auto low = [](int value) { return static_cast<std::int16_t>(value); };
     const std::uint8_t shape = sampling == 0 ? 0x11 : sampling == 1 ? 0x21 : 0x22;
     const std::int16_t left = low(x), bottom = low(y), width = low(image.size.width),
                        height = low(image.size.height);
@@ -60,16 +59,12 @@ struct PacketRun {
             left,  bottom, width, height, left, bottom, width,      height};
     udp_header own = head;  // the writer's to change
     const qrxTilesArgs_type args = {1972, quality, sampling, 6408, 0};
-    const auto collect = [](std::uint8_t* packet, int length, void* list) {
-      static_cast<std::vector<Bytes>*>(list)->emplace_back(packet, packet + length);
-    };
     EXPECT_EQ(CompressTilesPatch(image.pixels.data(), 4, image.size.width, image.size.height, &own,
                                  &args, collect, &packets),
               1);
     std::vector<std::size_t> cells;
-    for (std::size_t i = 0; i < packets.size(); ++i) {
+    for (std::size_t i = 0; i < packets.size(); ++i)
       cells.insert(cells.end(), static_cast<std::size_t>(headOf(packets[i]).mcuCount), i);
-    }
     cells.resize(static_cast<std::size_t>(across * down), packets.size());
     for (int i = 0; i < image.size.width * image.size.height; ++i) {
       const int row = i / image.size.width / mcuHeight, column = i % image.size.width / mcuWidth;
@@ -90,7 +85,9 @@ struct PacketRun {
   Image image;
   int sampling;  // _JPEG_SAMPLING
   int quality;
-  int mcuWidth, mcuHeight, across, down;
+  int mcuWidth = sampling == 0 ? 8 : 16, mcuHeight = sampling == 2 ? 16 : 8;
+  int across = (image.size.width + mcuWidth - 1) / mcuWidth;
+  int down = (image.size.height + mcuHeight - 1) / mcuHeight;
   udp_header head{};  // as the writer got it
   std::vector<Bytes> packets;
   std::vector<std::size_t> owners;  // for every pixel the number of its packet, by mcuCount
@@ -107,7 +104,6 @@ constexpr int kThreshold = 1250;
 void expectRules(const PacketRun& run) {
   const int left = run.head.frameX, bottom = run.head.frameY;
   const int width = run.image.size.width, height = run.image.size.height;
-  const auto low = [](int value) { return static_cast<std::int16_t>(value); };
   const auto strip = [&](int row) {
     return std::max(bottom, bottom + height - (row + 1) * run.mcuHeight);
   };
@@ -168,15 +164,11 @@ TEST(PacketWriter, KeepsTheRulesOfTheFormat) {
   }
 }
 
-TEST(PacketWriter, WritesTheWorkedHead) {
-  const PacketRun run(flatPicture({64, 8}, 1, 2, 3), 1, 80);
-  ASSERT_EQ(run.packets.size(), 1u);
-  EXPECT_EQ(hexText(Bytes(run.packets[0].begin() + 32, run.packets[0].begin() + 64)),
+TEST(PacketWriter, MakesTheWorkedPackets) {
+  const Bytes flat = PacketRun(flatPicture({64, 8}, 1, 2, 3), 1, 80).packets.at(0);
+  EXPECT_EQ(hexText(Bytes(flat.begin() + 32, flat.begin() + 64)),
             "FFDE00500008004003002100011101021101FFDA000C03000001110211003F00");
-}
-
-// 4 by 2 MCUs, of which the size test takes six into the first packet.
-TEST(PacketWriter, CutsTheWorkedRectangle) {
+  // 4 by 2 MCUs, of which the size test takes six into the first packet.
   const PacketRun run(noisePicture({64, 32}, 9), 2, 86);
   ASSERT_EQ(run.packets.size(), 2u);
   const udp_header a = headOf(run.packets[0]), b = headOf(run.packets[1]);
@@ -184,6 +176,28 @@ TEST(PacketWriter, CutsTheWorkedRectangle) {
             (std::vector<int>{0, 16, 64, 32, 6, 5}));
   EXPECT_EQ((std::vector<int>{b.x, b.y, b.width, b.height, b.mcuCount, b.index}),
             (std::vector<int>{32, 0, 32, 16, 2, -5}));
+}
+
+// Whatever the room, whole packets of the same run come out, and no more.
+TEST(PacketWriter, DropsThePacketThatDoesNotFit) {
+  const PacketRun run(noisePicture({32, 24}, 4), 0, 97);
+  ASSERT_GE(run.packets.size(), 2u);
+  const EncoderJob job = colourJob(run.image);
+  for (int capacity = 6000; capacity >= 0; --capacity) {
+    GuardedBuffer buffer(static_cast<std::size_t>(capacity));
+    CJPEGEncoder encoder;
+    encoder.SetSource(job.pixels.data(), 96, {32, 24}, 3, JPEG_COLOR_BGR);
+    encoder.SetDestinationTiles(buffer.data(), capacity, 97, JPEG_SAMPLING_444, JPEG_COLOR_YCBCR,
+                                JPEG_MODE_BASELINE, 0, 0);
+    udp_header head = run.head;
+    std::vector<Bytes> packets;
+    const int result =
+        encoder.WriteImageBaselineCB(nullptr, &head, buffer.data(), collect, &packets);
+    ASSERT_TRUE(buffer.guardsIntact() && packets.size() <= run.packets.size()) << capacity;
+    ASSERT_TRUE(std::equal(packets.begin(), packets.end(), run.packets.begin())) << capacity;
+    ASSERT_EQ(result == 0, packets.size() == run.packets.size()) << capacity;
+    ASSERT_TRUE(capacity < 6000 ? capacity >= 54 || result == JPEG_BUFFER_TOO_SMALL : result == 0);
+  }
 }
 
 // The rectangle compressed and decoded in one piece.
@@ -214,8 +228,8 @@ Bytes decodeAlone(const PacketRun& run, std::size_t number, std::uint32_t bytesP
   GuardedBuffer canvas(needed);
   EXPECT_FALSE(decodePacket(run.packets[number], bytesPerPixel, canvas.data(), needed - 1));
   EXPECT_TRUE(canvas.isUntouched());
-  EXPECT_TRUE(decodePacket(run.packets[number], bytesPerPixel, canvas.data(), needed));
-  EXPECT_TRUE(canvas.guardsIntact());
+  EXPECT_TRUE(decodePacket(run.packets[number], bytesPerPixel, canvas.data(), needed) &&
+              canvas.guardsIntact());
   EXPECT_EQ(run.foreignBytes(number, canvas.content(), bytesPerPixel), 0);
   return canvas.content();
 }
@@ -223,9 +237,8 @@ Bytes decodeAlone(const PacketRun& run, std::size_t number, std::uint32_t bytesP
 // Decodes the packets in the order given; some may be missing, some twice.
 Bytes decodeInOrder(const PacketRun& run, const std::vector<std::size_t>& order) {
   GuardedBuffer canvas(run.image.pixels.size());
-  for (const std::size_t number : order) {
+  for (const std::size_t number : order)
     EXPECT_TRUE(decodePacket(run.packets[number], 4, canvas.data(), 0));
-  }
   EXPECT_TRUE(canvas.guardsIntact());
   return canvas.content();
 }
@@ -330,9 +343,8 @@ TEST(BadPackets, HeadFieldsAtTheirEnds) {
         for (const Bytes& value : values) {  // lower bytes, uppermost byte
           Bytes packet = clean;
           for (const std::size_t field : {a, b}) {
-            for (std::size_t i = starts[field]; i < starts[field + 1]; ++i) {
+            for (std::size_t i = starts[field]; i < starts[field + 1]; ++i)
               packet[i] = value[i + 1 == starts[field + 1]];
-            }
           }
           harmless(packet, false);
         }

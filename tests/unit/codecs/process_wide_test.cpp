@@ -1,5 +1,4 @@
-// What is once per process: the colour table's switch and the memory. Every case runs in a child of
-// its own; the parent never encodes.
+// What is once per process. Every case runs in a child of its own; the parent never encodes.
 #include <gtest/gtest.h>
 
 #include <atomic>
