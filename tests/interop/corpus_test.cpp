@@ -74,9 +74,9 @@ TEST(CorpusInterop, EveryFileGivesThePeersPictureOrAStatedRefusal) {
     }
     ++shown;
     if (!theirs.done) continue;
-    const Difference d = difference(ours.pixels, theirs.pixels, [](int, int) { return true; });
-    std::printf("%-45s %4dx%-4d PSNR %.1f dB, largest %d\n", name.c_str(), ours.pixels.width,
-                ours.pixels.height, d.psnr, d.largest);
+    const Difference d = difference(ours.pixels, theirs.pixels);
+    std::printf("%-45s %4dx%-4d PSNR %.1f dB, largest %d\n", name.c_str(), ours.pixels.size.width,
+                ours.pixels.size.height, d.psnr, d.largest);
     EXPECT_GE(d.psnr, 40) << "largest " << d.largest;
   }
   std::printf("%d shown, %d refused\n", shown, refused);

@@ -1,5 +1,8 @@
 #include "tests/interop/our_codec.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "qrx/jpeg_decoder.h"
 #include "qrx/primitives.h"
 
@@ -11,38 +14,39 @@ OurDecoded ourDecode(const Bytes& stream) {
   CJPEGDecoder decoder;
   decoder.SetSource(stream.data(), static_cast<int>(stream.size()));
   Pixels& p = result.pixels;
+  _JPEG_COLOR color;
   int precision = 0;
-  result.headerResult = decoder.ReadHeader(&p.width, &p.height, &p.channels, &result.color,
+  result.headerResult = decoder.ReadHeader(&p.size.width, &p.size.height, &p.channels, &color,
                                            &result.sampling, &precision);
   if (result.headerResult != 0) return result;
-  p.bytes.resize(static_cast<std::size_t>(p.width) * static_cast<std::size_t>(p.height) *
-                 static_cast<std::size_t>(p.channels));
+  const int step = p.size.width * p.channels;
+  p.bytes.resize(static_cast<std::size_t>(step) * static_cast<std::size_t>(p.size.height));
   const _JPEG_COLOR wanted = p.channels == 1   ? JPEG_COLOR_GRAY
                              : p.channels == 4 ? JPEG_COLOR_CMYK
                                                : JPEG_COLOR_BGR;
-  decoder.SetDestination(p.bytes.data(), p.width * p.channels, {p.width, p.height}, p.channels,
-                         wanted, 8);
+  decoder.SetDestination(p.bytes.data(), step, {p.size.width, p.size.height}, p.channels, wanted,
+                         8);
   result.dataResult = decoder.ReadData();
   result.linesWritten = decoder.lines_written;
   return result;
 }
 
-Pixels testPicture(int width, int height, int channels) {
-  Pixels p = {width, height, channels, {}};
-  std::uint32_t noise = 7;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      noise = noise * 1664525 + 1013904223;
-      for (int c = 0; c < channels; ++c) {
-        int value = 40 * c + 2 * x + y;                                                // gradient
-        if ((x / 24 + y / 24) % 3 == 0) value = 200 - 60 * c;                          // flat
-        if ((x / 24 + y / 24) % 3 == 1) value += static_cast<int>(noise >> (27 - c));  // texture
-        if (x % 37 == 0 || y % 29 == 0) value = c == 1 ? 250 : 10;                     // lines
-        p.bytes.push_back(static_cast<std::uint8_t>(value));
-      }
-    }
+Difference difference(const Pixels& a, const Pixels& b,
+                      const std::function<bool(int, int)>& counts) {
+  if (a.size != b.size || a.channels != b.channels) return {256, 0};
+  Difference d = {0, 99};
+  double sum = 0, samples = 0;
+  for (int i = 0; i < static_cast<int>(a.bytes.size()); ++i) {
+    const int pixel = i / a.channels;
+    if (!counts(pixel % a.size.width, pixel / a.size.width)) continue;
+    const auto at = static_cast<std::size_t>(i);
+    const int delta = std::abs(a.bytes[at] - b.bytes[at]);
+    d.largest = std::max(d.largest, delta);
+    sum += delta * delta;
+    ++samples;
   }
-  return p;
+  if (sum > 0) d.psnr = 10 * std::log10(255.0 * 255.0 * samples / sum);
+  return d;
 }
 
 }  // namespace qrx::test
