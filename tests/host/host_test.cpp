@@ -1,6 +1,7 @@
 // The library in the hands of a foreign host: loaded at run time, nothing of it linked.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <climits>
 #include <cstring>
@@ -153,6 +154,34 @@ TEST(HostStart, MayBeClosedUnderALivingThread) {
     }
     closed.set_value();
     worker.join();
+  });
+}
+
+// What cannot be had is the host's std::bad_alloc, and nothing is lost by it.
+TEST(HostStart, ThrowsWhereMemoryRunsOut) {
+  if (kSanitized) GTEST_SKIP() << "a sanitizer takes address space of its own";
+  runInChild([] {
+    Host host;
+    Bytes jpeg = tool::compressFrame(host.compressor(), flatPicture({8, 8}, 1, 2, 3), 80);
+    const rlimit limit = {heapBytes() + (std::size_t{64} << 20), RLIM_INFINITY};
+    setrlimit(RLIMIT_DATA, &limit);
+    std::uint8_t pixel[4] = {};            // nobody gets to look at more
+    constexpr std::uint32_t kSide = 8000;  // 192 MB
+    PacketSink sink;
+    codec::Compressor& c = host.compressor();
+    EXPECT_THROW(c.compress(pixel, 4, 0, 0, 0, 0, kSide, kSide, 0, 80, PacketSink::take, &sink),
+                 std::bad_alloc);
+    EXPECT_THROW(c.compress(pixel, 4, 0, 0, 0, 0, kSide, kSide, 0, 0, 80, PacketSink::take, &sink),
+                 std::bad_alloc);
+    EXPECT_TRUE(sink.packets.empty());
+    const Bytes marker = {0xFF, 0xC0};
+    const auto sof = std::search(jpeg.begin(), jpeg.end(), marker.begin(), marker.end());
+    ASSERT_NE(sof, jpeg.end());
+    sof[5] = sof[7] = kSide >> 8;
+    sof[6] = sof[8] = kSide & 255;
+    const Buffer buffer = bufferOver(jpeg);
+    EXPECT_THROW(host.decompressor().decompress(&buffer, 4, 6408, pixel, 0), std::bad_alloc);
+    EXPECT_TRUE(tool::isCompleteJpeg(tool::compressFrame(c, scenePicture({99, 99}), 80)));
   });
 }
 
