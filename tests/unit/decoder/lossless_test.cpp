@@ -1,43 +1,31 @@
-// Lossless streams that the encoder does not make, built here by the standard's own rules (T.81
-// H.1.2): predictors 1 to 7, point transforms, precisions from 2 to 16 bits.
+// Lossless streams: those of the encoder, and others by the standard's own rules (T.81 H.1.2) with
+// predictors 1 to 7, point transforms, precisions from 2 to 16 bits.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <random>
 
 #include "tests/unit/decoder/stream_kit.h"
+#include "tests/unit/encoder_job.h"
 
 namespace qrx::test {
 namespace {
 
-struct Line {
-  int width, height;
-  std::vector<int> samples;  // of `precision` bits
-  int at(int x, int y) const { return samples[static_cast<std::size_t>(y * width + x)]; }
-};
+using Lossless = DecoderTest;
 
-// Writes bits, most significant first, with stuffing.
-class Bits {
- public:
-  void put(int value, int length) {
-    for (int i = length - 1; i >= 0; --i) {
-      current_ = current_ << 1 | (value >> i & 1);
-      if (++count_ == 8) flushByte();
+struct Samples {
+  Samples(Size imageSize, int bits) : size(imageSize), precision(bits) {
+    std::mt19937 random(1);
+    for (int i = 0; i < size.width * size.height; ++i) {
+      values.push_back(static_cast<int>(random() >> (32 - precision)));
     }
   }
-  Bytes finish() {
-    while (count_ != 0) put(1, 1);
-    return bytes_;
-  }
+  int at(int x, int y) const { return values[static_cast<std::size_t>(y * size.width + x)]; }
 
- private:
-  void flushByte() {
-    bytes_.push_back(static_cast<std::uint8_t>(current_));
-    if ((current_ & 0xFF) == 0xFF) bytes_.push_back(0);
-    current_ = count_ = 0;
-  }
-  Bytes bytes_;
-  int current_ = 0, count_ = 0;
+  Size size;
+  int precision;
+  std::vector<int> values;
 };
 
 // Table H.1, on samples after the point transform.
@@ -53,71 +41,68 @@ int prediction(int predictor, int a, int b, int c) {
   }
 }
 
-Bytes losslessStream(const Line& image, int precision, int predictor, int pointTransform) {
-  // Seventeen categories, all of five bits: category s has the code s.
-  Bytes table = {0x00, 0, 0, 0, 0, 17};
-  table.resize(17);
-  for (int s = 0; s <= 16; ++s) table.push_back(static_cast<std::uint8_t>(s));
+// Entropy-coded data: filled up with ones, a zero stuffed behind every 0xFF.
+Bytes packed(std::vector<int> bits) {
+  while (bits.size() % 8 != 0) bits.push_back(1);
+  Bytes bytes;
+  for (std::size_t i = 0; i < bits.size(); i += 8) {
+    int value = 0;
+    for (std::size_t j = i; j < i + 8; ++j) value = 2 * value + bits[j];
+    bytes = bytes + byte(value);
+    if (value == 0xFF) bytes.push_back(0);
+  }
+  return bytes;
+}
 
-  Bits bits;
+Bytes losslessStream(const Samples& image, int predictor, int pointTransform) {
+  // Seventeen categories, all of five bits: category s has the code s.
+  Bytes table(17);
+  table[5] = 17;
+  for (int s = 0; s <= 16; ++s) table = table + byte(s);
+
+  std::vector<int> bits;
+  const auto put = [&bits](int value, int length) {
+    for (int i = length - 1; i >= 0; --i) bits.push_back(value >> i & 1);
+  };
   const auto sample = [&](int x, int y) { return image.at(x, y) >> pointTransform; };
-  for (int y = 0; y < image.height; ++y) {
-    for (int x = 0; x < image.width; ++x) {
-      int predicted;
-      if (y == 0) {
-        predicted = x == 0 ? 1 << (precision - pointTransform - 1) : sample(x - 1, 0);
-      } else if (x == 0) {
-        predicted = sample(0, y - 1);
-      } else {
-        predicted = prediction(predictor, sample(x - 1, y), sample(x, y - 1), sample(x - 1, y - 1));
-      }
+  for (int y = 0; y < image.size.height; ++y) {
+    for (int x = 0; x < image.size.width; ++x) {
+      const int predicted = x == 0 && y == 0 ? 1 << (image.precision - pointTransform - 1)
+                            : y == 0         ? sample(x - 1, 0)
+                            : x == 0         ? sample(0, y - 1)
+                                     : prediction(predictor, sample(x - 1, y), sample(x, y - 1),
+                                                  sample(x - 1, y - 1));
       const auto difference = static_cast<std::int16_t>(sample(x, y) - predicted);
       int category = 0;
       while (std::abs(int{difference}) >> category != 0) ++category;
-      bits.put(category, 5);
-      if (category > 0 && category < 16) {
-        bits.put(difference < 0 ? difference - 1 : difference, category);
-      }
+      put(category, 5);
+      if (category < 16) put(difference < 0 ? difference - 1 : difference, category);
     }
   }
-  return kSOI + frame(0xC3, precision, image.width, image.height, {{0, 0x11, 0}}) +
-         segment(0xC4, table) + scan({0, 0}, predictor, 0, pointTransform) + bits.finish() + kEOI;
+  return frame(0xC3, image.precision, {{0, 0x11, 0}}, image.size) + segment(0xC4, table) +
+         scan({0, 0}, predictor, 0, pointTransform) + packed(bits) + Bytes{0xFF, 0xD9};
 }
 
-Line randomImage(int width, int height, int precision, unsigned seed) {
-  Line image = {width, height, {}};
-  std::uint32_t noise = seed;
-  for (int i = 0; i < width * height; ++i) {
-    noise = noise * 1664525 + 1013904223;
-    image.samples.push_back(static_cast<int>(noise >> (32 - precision)));
-  }
-  return image;
-}
-
-TEST(LosslessDecoding, PredictorsPointTransformsAndPrecisions) {
-  CJPEGDecoder decoder;
+TEST_F(Lossless, PredictorsPointTransformsAndPrecisions) {
   for (int predictor = 1; predictor <= 7; ++predictor) {
     for (const int precision : {2, 8, 12, 15, 16}) {
       // Lines are signed: from 32768 on the shifts of these predictors differ from the standard's.
       if (precision == 16 && predictor >= 5) continue;
       for (const int pointTransform : {0, 1, 3}) {
         if (pointTransform >= precision) continue;
-        for (const auto [w, h] :
-             {IppiSize{1, 1}, IppiSize{1, 7}, IppiSize{9, 1}, IppiSize{23, 11}}) {
+        for (const Size size : {Size{1, 1}, {1, 7}, {9, 1}, {23, 11}}) {
           SCOPED_TRACE(testing::Message()
                        << "predictor " << predictor << " precision " << precision << " transform "
-                       << pointTransform << " " << w << "x" << h);
-          const Line image = randomImage(w, h, precision, 1u + static_cast<unsigned>(predictor));
+                       << pointTransform << " " << size.width << "x" << size.height);
+          const Samples image(size, precision);
           const Decoded d =
-              decode(decoder, losslessStream(image, precision, predictor, pointTransform),
-                     {JPEG_COLOR_GRAY, 1});
-          ASSERT_EQ(d.header, 0);
-          ASSERT_EQ(d.data, 0);
+              decode(losslessStream(image, predictor, pointTransform), JPEG_COLOR_GRAY);
+          EXPECT_EQ(d.data, 0);
+          EXPECT_EQ(d.precision, precision);
           Bytes expected;
-          for (const int sample : image.samples) {
-            const auto shown =
-                static_cast<std::int16_t>(sample >> pointTransform << pointTransform);
-            expected.push_back(static_cast<std::uint8_t>(std::clamp<int>(shown, 0, 255)));
+          for (const int value : image.values) {
+            const auto shown = static_cast<std::int16_t>(value >> pointTransform << pointTransform);
+            expected = expected + byte(std::clamp<int>(shown, 0, 255));
           }
           EXPECT_EQ(d.pixels, expected);
         }
@@ -126,16 +111,27 @@ TEST(LosslessDecoding, PredictorsPointTransformsAndPrecisions) {
   }
 }
 
-TEST(LosslessDecoding, APredictorThatDoesNotExistFailsAtTheSecondLine) {
-  CJPEGDecoder decoder;
-  const Line image = randomImage(5, 3, 8, 3);
-  Bytes stream = losslessStream(image, 8, 1, 0);
-  for (std::size_t i = 0; i + 8 < stream.size(); ++i) {
-    if (stream[i] == 0xFF && stream[i + 1] == 0xDA) stream[i + 7] = 8;
-  }
-  const Decoded d = decode(decoder, stream, {JPEG_COLOR_GRAY, 1});
+TEST_F(Lossless, APredictorThatDoesNotExistFailsAtTheSecondLine) {
+  const Decoded d = decode(losslessStream(Samples({5, 3}, 8), 8, 0), JPEG_COLOR_GRAY);
   EXPECT_EQ(d.data, JPEG_INTERNAL_ERROR);
   EXPECT_EQ(d.lines, 1);
+}
+
+TEST_F(Lossless, TheEncoderKeepsEveryBit) {
+  for (const Size size : {Size{1, 1}, {7, 5}, {1, 9}, {9, 1}, {300, 21}}) {
+    EncoderJob noise = grayJob(noisePicture(size, 5)), scene = grayJob(scenePicture(size));
+    EncoderJob stripes = scene;  // the largest differences
+    for (std::size_t i = 0; i < stripes.pixels.size(); ++i)
+      stripes.pixels[i] = i % 2 == 0 ? 255 : 0;
+    for (EncoderJob* job : {&noise, &scene, &stripes}) {
+      job->mode = JPEG_MODE_LOSSLESS;
+      const Decoded d = decode(encode(*job).bytes, JPEG_COLOR_GRAY);
+      EXPECT_EQ(d.precision, 8);
+      EXPECT_EQ(d.pixels, job->pixels) << *job;
+      job->restartInterval = 4;
+      EXPECT_EQ(encode(*job).result, JPEG_NOT_SUPPORTED);
+    }
+  }
 }
 
 }  // namespace

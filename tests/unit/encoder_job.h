@@ -1,6 +1,8 @@
-// One image through CJPEGEncoder, for tests of its writers.
-#ifndef QRX_TESTS_UNIT_CODECS_ENCODER_JOB_H_
-#define QRX_TESTS_UNIT_CODECS_ENCODER_JOB_H_
+// One image through CJPEGEncoder.
+#ifndef QRX_TESTS_UNIT_ENCODER_JOB_H_
+#define QRX_TESTS_UNIT_ENCODER_JOB_H_
+
+#include <gtest/gtest.h>
 
 #include <ostream>
 #include <string>
@@ -54,16 +56,16 @@ inline int writeImage(CJPEGEncoder& encoder, _JPEG_MODE mode) {
 struct Coded {
   int result;
   Bytes bytes;  // what stands in the stream
-  bool inBounds;
 };
 
-// The whole job.
+// The whole job, which must stay within its capacity.
 inline Coded encode(CJPEGEncoder& encoder, const EncoderJob& job) {
   GuardedBuffer buffer(static_cast<std::size_t>(job.capacity));
   setUp(encoder, job, buffer.data());
   const int result = writeImage(encoder, job.mode);
-  return {result, Bytes(buffer.data(), buffer.data() + encoder.stream.position),
-          buffer.guardsIntact() && encoder.stream.position <= job.capacity};
+  EXPECT_TRUE(buffer.guardsIntact()) << job;
+  EXPECT_LE(encoder.stream.position, job.capacity) << job;
+  return {result, Bytes(buffer.data(), buffer.data() + encoder.stream.position)};
 }
 inline Coded encode(const EncoderJob& job) {
   CJPEGEncoder encoder;
@@ -81,4 +83,4 @@ inline std::string hexText(const Bytes& bytes) {
 
 }  // namespace qrx::test
 
-#endif  // QRX_TESTS_UNIT_CODECS_ENCODER_JOB_H_
+#endif  // QRX_TESTS_UNIT_ENCODER_JOB_H_
