@@ -113,13 +113,13 @@ TEST_F(IniTest, ValueOperationsTellWhatIsWrong) {
               {&good, "s", nullptr, "Name is empty"},
               {&good, "s", "", "Name is empty"}};
   for (const auto& row : rows) {
-    IniFile& file = *row.file;
     const std::string end = std::string(" value: ") + row.what + "\n";
-    EXPECT_EQ(errorsOf([&] { EXPECT_EQ(file.getValue(row.section, row.name), nullptr); }),
-              "Cannot get" + end);
-    EXPECT_EQ(errorsOf([&] { file.setValue(row.section, row.name, nullptr, false); }),
-              "Cannot set" + end);
-    EXPECT_EQ(errorsOf([&] { file.removeValue(row.section, row.name); }), "Cannot remove" + end);
+    EXPECT_EQ(errorsOf([&row] {
+                EXPECT_EQ(row.file->getValue(row.section, row.name), nullptr);
+                row.file->setValue(row.section, row.name, nullptr, false);
+                row.file->removeValue(row.section, row.name);
+              }),
+              "Cannot get" + end + "Cannot set" + end + "Cannot remove" + end);
   }
   for (const char* value : {static_cast<const char*>(nullptr), ""}) {
     EXPECT_EQ(errorsOf([&] { good.setValue("s", "k", value, false); }),

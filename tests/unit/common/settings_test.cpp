@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <memory>
 #include <string>
 
 #include "tests/unit/common/support.h"
@@ -14,6 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using qrx::test::errorsOf;
+using qrx::test::setVariable;
+using qrx::test::take;
 using qrx::test::writeFile;
 
 constexpr char kVariable[] = "QRX_TEST_VARIABLE";
@@ -24,9 +25,7 @@ class OneSetting : public qrx::Settings {
   explicit OneSetting(const char* name = "one.conf") : qrx::Settings(name) { Settings::parse(); }
 
   std::string text(const char* defaultValue) const {
-    const std::unique_ptr<char, decltype(&free)> value(
-        stringSetting(kVariable, "s", "k", defaultValue), free);
-    return value == nullptr ? "(null)" : value.get();
+    return take(stringSetting(kVariable, "s", "k", defaultValue));
   }
   int number(int defaultValue) const { return intSetting(kVariable, "s", "k", defaultValue); }
   double real(double defaultValue) const {
@@ -39,14 +38,12 @@ class SettingsTest : public qrx::test::CommonTest {
  protected:
   SettingsTest() { unsetenv(kVariable); }
 
-  // Null: no such source.
-  void setSources(const char* adminValue, const char* variable, const char* userValue,
-                  const char* systemValue) {
-    setFile(root / "conf" / "one.conf.admin", adminValue);
-    setFile(user / "one.conf", userValue);
-    setFile(root / "conf" / "one.conf", systemValue);
-    unsetenv(kVariable);
-    if (variable != nullptr) setenv(kVariable, variable, 1);
+  // The administrator's file, the environment, the user's file, the system's; null: none.
+  void setSources(const char* const (&values)[4]) {
+    setFile(root / "conf" / "one.conf.admin", values[0]);
+    setVariable(kVariable, values[1]);
+    setFile(user / "one.conf", values[2]);
+    setFile(root / "conf" / "one.conf", values[3]);
   }
 
   static void setFile(const fs::path& path, const char* value) {
@@ -57,14 +54,15 @@ class SettingsTest : public qrx::test::CommonTest {
 
 TEST_F(SettingsTest, PrecedenceOfSources) {
   for (int present = 0; present < 16; ++present) {
-    const auto value = [present](int source, const char* text) {
-      return (present >> source & 1) != 0 ? text : nullptr;
-    };
-    setSources(value(0, "1"), value(1, "2"), value(2, "3"), value(3, "4"));
+    const char* values[4] = {};
     int first = 5;
     for (int source = 3; source >= 0; --source) {
-      if ((present >> source & 1) != 0) first = source + 1;
+      if ((present >> source & 1) == 0) continue;
+      const char* const texts[] = {"1", "2", "3", "4"};
+      values[source] = texts[source];
+      first = source + 1;
     }
+    setSources(values);
     const OneSetting settings;
     EXPECT_EQ(settings.number(5), first);
     EXPECT_EQ(settings.real(5), first);
@@ -74,27 +72,27 @@ TEST_F(SettingsTest, PrecedenceOfSources) {
 
 TEST_F(SettingsTest, UnusableValuesGoToTheNextSource) {
   const struct {
-    const char *admin, *variable, *user, *system;
+    const char* sources[4];
     int number;        // with the default 9
     const char* text;  // with the default null
     bool on;           // with the default true
   } rows[] = {
-      {"abc", "7", nullptr, nullptr, 7, "abc", true},
-      {nullptr, nullptr, "<null>", "0", 0, "0", false},
-      {"", "<null>", "12abc", "False", 9, "12abc", false},
-      {nullptr, "  42  ", nullptr, nullptr, 42, "42", true},
-      {nullptr, "  a b  ", nullptr, nullptr, 9, "a b", true},
-      {nullptr, " \t ", "3", nullptr, 3, "3", true},
-      {"2147483648", "-2147483648", nullptr, nullptr, -2147483647 - 1, "2147483648", true},
-      {"2", "TRUE", "0", nullptr, 2, "2", true},
-      {nullptr, " False ", nullptr, nullptr, 9, "False", false},
+      {{"abc", "7"}, 7, "abc", true},
+      {{nullptr, nullptr, "<null>", "0"}, 0, "0", false},
+      {{"", "<null>", "12abc", "False"}, 9, "12abc", false},
+      {{nullptr, "  42  "}, 42, "42", true},
+      {{nullptr, "  a b  "}, 9, "a b", true},
+      {{nullptr, " \t ", "3"}, 3, "3", true},
+      {{"2147483648", "-2147483648"}, -2147483647 - 1, "2147483648", true},
+      {{"2", "TRUE", "0"}, 2, "2", true},
+      {{nullptr, " False "}, 9, "False", false},
       // One character too many for a switch, but not for a number or a text; then for a number.
-      {nullptr, "   0    ", "1", nullptr, 0, "0", true},
-      {nullptr, "                             42", nullptr, nullptr, 42, "42", true},
-      {nullptr, "                              42", nullptr, nullptr, 9, "42", true},
+      {{nullptr, "   0    ", "1"}, 0, "0", true},
+      {{nullptr, "                             42"}, 42, "42", true},
+      {{nullptr, "                              42"}, 9, "42", true},
   };
   for (const auto& row : rows) {
-    setSources(row.admin, row.variable, row.user, row.system);
+    setSources(row.sources);
     const OneSetting settings;
     EXPECT_EQ(settings.number(9), row.number);
     EXPECT_EQ(settings.text(nullptr), row.text);
@@ -124,10 +122,8 @@ TEST_F(SettingsTest, PlaceOfTheUsersFile) {
       {path1024.c_str(), home.c_str(), "working folder"},
   };
   for (const auto& row : rows) {
-    unsetenv("QRX_USER_CONFIG_DIR");
-    unsetenv("HOME");
-    if (row.variable != nullptr) setenv("QRX_USER_CONFIG_DIR", row.variable, 1);
-    if (row.home != nullptr) setenv("HOME", row.home, 1);
+    setVariable("QRX_USER_CONFIG_DIR", row.variable);
+    setVariable("HOME", row.home);
     EXPECT_EQ(OneSetting().text("none"), row.expected);
   }
   fs::current_path(before);
@@ -135,7 +131,7 @@ TEST_F(SettingsTest, PlaceOfTheUsersFile) {
 
 TEST_F(SettingsTest, FileWithAnErrorDropsOut) {
   const std::string bad = (user / "one.conf").string();
-  setSources(nullptr, nullptr, nullptr, "system");
+  setSources({nullptr, nullptr, nullptr, "system"});
   writeFile(bad, "[s]\nk = user\n\nnonsense\n");
   EXPECT_EQ(errorsOf([] {
               OneSetting settings;

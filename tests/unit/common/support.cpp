@@ -20,6 +20,17 @@ fs::path makeTemporaryFolder() {
 
 }  // namespace
 
+void setVariable(const char* name, const char* value) {
+  unsetenv(name);
+  if (value != nullptr) setenv(name, value, 1);
+}
+
+std::string take(char* text) {
+  const std::string content = text == nullptr ? "(null)" : text;
+  std::free(text);
+  return content;
+}
+
 std::string readFile(const fs::path& path) {
   std::ostringstream text;
   text << std::ifstream(path, std::ios::binary).rdbuf();

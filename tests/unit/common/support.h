@@ -11,6 +11,12 @@
 
 namespace qrx::test {
 
+// Null: unset.
+void setVariable(const char* name, const char* value);
+
+// The content of a text from malloc, which is freed; "(null)" for null.
+std::string take(char* text);
+
 std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, const std::string& content);
 
