@@ -9,7 +9,7 @@
 #include "qrx/primitives.h"
 #include "tests/support/allocation_hooks.h"
 #include "tests/support/peer_codec.h"
-#include "tests/unit/encoder_job.h"
+#include "tests/unit/codec_kit.h"
 #include "tools/jpeg/walk.h"
 
 namespace qrx::test {
@@ -54,7 +54,7 @@ TEST(Encoder, WorksOutTheGridOrRefuses) {
   };
   CJPEGEncoder e;
   for (const auto& c : cases) {
-    const EncoderJob job{{}, c.size, 3, kBgr, c.jpeg, c.sampling, c.quality, c.mode};
+    const EncoderJob job{{}, c.size, kBgr, c.jpeg, c.sampling, c.quality, c.mode};
     setUp(e, job, nullptr);
     EXPECT_EQ(e.Init(), c.result) << job;
     if (c.grid.empty()) continue;
@@ -62,7 +62,6 @@ TEST(Encoder, WorksOutTheGridOrRefuses) {
                                 e.pad_columns, e.pad_rows}),
               c.grid)
         << job;
-    EXPECT_TRUE(e.strip_stride == c.grid[2] * c.grid[0] && e.strip_rows == c.grid[1]) << job;
   }
 }
 
@@ -179,7 +178,7 @@ TEST(ImageWriters, MakeTheStreamsThatAreWorkedOutByHand) {
   EXPECT_EQ(data(), "F7FA00FFD9");
   // Differences 2 (from 128), -2; then -2 (from the sample above), -1: 011 10, 011 01, 011 01,
   // 010 0; then ones.
-  job = {{130, 128, 128, 127}, {2, 2}, 1, JPEG_COLOR_GRAY, JPEG_COLOR_GRAY};
+  job = {{130, 128, 128, 127}, {2, 2}, JPEG_COLOR_GRAY, JPEG_COLOR_GRAY};
   job.mode = JPEG_MODE_LOSSLESS;
   EXPECT_EQ(data(), "735A9FFFD9");
   EXPECT_EQ(outline(encode(job).bytes), "SOI APP0 COM SOF3 DHT SOS 010000010000 EOI ");
@@ -210,7 +209,7 @@ TEST(ImageWriters, GiveEachColourItsPlanesAndSegments) {
        "040000011102110300"},
   };
   for (const auto& c : cases) {
-    const EncoderJob job{{c.a, c.b, c.c, c.d}, {1, 1}, 4, c.source, c.jpeg};
+    const EncoderJob job{{c.a, c.b, c.c, c.d}, {1, 1}, c.source, c.jpeg};
     CJPEGEncoder encoder;
     setUp(encoder, job, nullptr);
     ASSERT_EQ(encoder.Init(), 0);
@@ -231,14 +230,11 @@ TEST(ImageWriters, PlaceRestarts) {
     for (const _JPEG_MODE mode : {JPEG_MODE_BASELINE, JPEG_MODE_PROGRESSIVE}) {
       EncoderJob job = grayJob(scenePicture({8 * mcus, 8}));
       job.mode = mode;
-      const Bytes plain = runJpegtran(encode(job).bytes);
       job.restartInterval = interval;
-      const Bytes stream = encode(job).bytes;
-      const tool::JpegInfo info = tool::walkJpeg(stream);
+      const tool::JpegInfo info = tool::walkJpeg(encode(job).bytes);
       EXPECT_EQ(info.restartInterval, word) << job;
       for (const auto& scan : info.scans)
         EXPECT_TRUE(scan.restarts == restarts && scan.restartsInOrder) << job;
-      EXPECT_TRUE(!plain.empty() && runJpegtran(stream) == plain) << job;
     }
   }
 }
@@ -274,7 +270,7 @@ TEST(ImageWriters, StopAtTheEndOfTheBuffer) {
 TEST(ImageWriters, CodeNoForeignMemory) {
   AllocationHooks hooks(&i_malloc, &i_free);
   for (int i = 0; i < 7 * 7 * 3 * 3; ++i) {
-    EncoderJob job{scenePicture({21, 19}).pixels, {21, 19}, 4};
+    EncoderJob job{scenePicture({21, 19}).pixels, {21, 19}};
     job.source = static_cast<_JPEG_COLOR>(i % 7);
     job.jpeg = static_cast<_JPEG_COLOR>(i / 7 % 7);
     job.sampling = kSamplings[i / 49 % 3];
@@ -290,19 +286,19 @@ TEST(ImageWriters, CodeNoForeignMemory) {
 
 TEST(ProgressiveWriter, ScansByTheScript) {
   // Components, Ss, Se, Ah, Al.
-  const std::tuple<_JPEG_COLOR, _JPEG_COLOR, int, std::string> scripts[] = {
-      {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY, 1,
+  const std::tuple<_JPEG_COLOR, _JPEG_COLOR, std::string> scripts[] = {
+      {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY,
        "0:0-0,0,1 0:1-5,0,2 0:6-63,0,2 0:1-63,2,1 0:0-0,1,0 0:1-63,1,0 "},
-      {JPEG_COLOR_BGR, JPEG_COLOR_YCBCR, 3,
+      {JPEG_COLOR_BGR, JPEG_COLOR_YCBCR,
        "012:0-0,0,1 0:1-5,0,2 2:1-63,0,1 1:1-63,0,1 0:6-63,0,2 0:1-63,2,1 012:0-0,1,0 "
        "2:1-63,1,0 1:1-63,1,0 0:1-63,1,0 "},
-      {JPEG_COLOR_CMYK, JPEG_COLOR_CMYK, 4,
+      {JPEG_COLOR_CMYK, JPEG_COLOR_CMYK,
        "0123:0-0,0,1 0:1-5,0,2 1:1-5,0,2 2:1-5,0,2 3:1-5,0,2 0:6-63,0,2 1:6-63,0,2 2:6-63,0,2 "
        "3:6-63,0,2 0:1-63,2,1 1:1-63,2,1 2:1-63,2,1 3:1-63,2,1 0123:0-0,1,0 0:1-63,1,0 "
        "1:1-63,1,0 2:1-63,1,0 3:1-63,1,0 "},
   };
-  for (const auto& [source, jpeg, channels, script] : scripts) {
-    EncoderJob job{Bytes(6400, 9), {40, 40}, channels, source, jpeg};
+  for (const auto& [source, jpeg, script] : scripts) {
+    EncoderJob job{Bytes(6400, 9), {40, 40}, source, jpeg};
     job.mode = JPEG_MODE_PROGRESSIVE;
     const tool::JpegInfo info = tool::walkJpeg(encode(job).bytes);
     std::ostringstream scans;
@@ -313,28 +309,30 @@ TEST(ProgressiveWriter, ScansByTheScript) {
     }
     EXPECT_EQ(scans.str(), script);
     // One table for each AC scan; for the first DC scan one or two; none for its refinement.
-    EXPECT_EQ(info.huffmanTables.size(), info.scans.size() - (channels == 1 ? 1 : 0));
+    EXPECT_EQ(info.huffmanTables.size(), info.scans.size() - (source == JPEG_COLOR_GRAY ? 1 : 0));
   }
 }
 
-// Any reader finds the same coefficients in a progressive stream as in the baseline one.
-TEST(ProgressiveWriter, CarriesTheBaselineCoefficients) {
-  const std::tuple<_JPEG_COLOR, _JPEG_COLOR, int> colours[] = {
-      {JPEG_COLOR_BGR, JPEG_COLOR_YCBCR, 3},
-      {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY, 1},
-      {JPEG_COLOR_RGB, JPEG_COLOR_RGB, 3},
-      {JPEG_COLOR_CMYK, JPEG_COLOR_YCCK, 4}};
-  for (const auto& [source, jpeg, channels] : colours) {
+// Any reader finds the same coefficients whatever the mode and the restarts.
+TEST(ImageWriters, CarryTheSameCoefficients) {
+  const std::pair<_JPEG_COLOR, _JPEG_COLOR> colours[] = {{JPEG_COLOR_BGR, JPEG_COLOR_YCBCR},
+                                                         {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY},
+                                                         {JPEG_COLOR_RGB, JPEG_COLOR_RGB},
+                                                         {JPEG_COLOR_CMYK, JPEG_COLOR_YCCK}};
+  for (const auto& [source, jpeg] : colours) {
     for (const Size size : {Size{1, 1}, {10, 10}, {20, 8}, {17, 17}, {130, 77}}) {
       for (int i = 0; i < 6; ++i) {
-        EncoderJob job{scenePicture(size).pixels, size, channels, source, jpeg, kSamplings[i / 2]};
+        EncoderJob job{scenePicture(size).pixels, size, source, jpeg, kSamplings[i / 2]};
         job.quality = i % 2 == 0 ? 20 : 95;
         const Bytes baseline = runJpegtran(encode(job).bytes);
         ASSERT_FALSE(baseline.empty()) << job;
-        job.mode = JPEG_MODE_PROGRESSIVE;
-        EXPECT_EQ(runJpegtran(encode(job).bytes), baseline) << job;
-        job.restartInterval = i % 2 == 0 ? 1 : 5;
-        EXPECT_EQ(runJpegtran(encode(job).bytes), baseline) << job;
+        for (const auto& [mode, interval] : {std::pair{JPEG_MODE_PROGRESSIVE, 0},
+                                             {JPEG_MODE_PROGRESSIVE, 1 + i},
+                                             {JPEG_MODE_BASELINE, 1 + i}}) {
+          job.mode = mode;
+          job.restartInterval = interval;
+          EXPECT_EQ(runJpegtran(encode(job).bytes), baseline) << job;
+        }
       }
     }
   }
@@ -356,23 +354,24 @@ TEST(Encoder, MixesModes) {
   int order[] = {0, 1, 2};
   do {
     CJPEGEncoder encoder;
-    for (const bool failing : {false, true}) {
-      for (const int i : order) {
-        EncoderJob cut = jobs[i];
-        cut.capacity = static_cast<int>(fresh[i].size()) - 20;
-        EXPECT_TRUE(!failing || encode(encoder, cut).result != 0);
-        for (int n = 0, result = failing ? -1 : 0; result != 0; ++n) {
-          hooks.failAfter(n);
-          result = encode(encoder, jobs[i]).result;
-          EXPECT_TRUE(result == 0 ? n > 3
-                                  : result == JPEG_OUT_OF_MEMORY || result == JPEG_INTERNAL_ERROR);
-        }
-        hooks.stopFailing();
-        EXPECT_EQ(encode(encoder, jobs[i]).bytes, fresh[i]) << order[0] << order[1] << order[2];
-        setUp(encoder, jobs[i], nullptr);
-        EXPECT_EQ(writeImage(encoder, jobs[(i + 1) % 3].mode), JPEG_NOT_SUPPORTED);
-        EXPECT_EQ(writeImage(encoder, jobs[(i + 2) % 3].mode), JPEG_NOT_SUPPORTED);
-      }
+    for (const int i : order) {
+      SCOPED_TRACE(testing::Message() << order[0] << order[1] << order[2] << " mode " << i);
+      EXPECT_EQ(encode(encoder, jobs[i]).bytes, fresh[i]);
+      EncoderJob cut = jobs[i];
+      cut.capacity = static_cast<int>(fresh[i].size()) - 20;
+      EXPECT_NE(encode(encoder, cut).result, 0);
+      int allocations = 0, result;
+      do {
+        hooks.failAfter(allocations++);
+        result = encode(encoder, jobs[i]).result;
+        EXPECT_TRUE(result == 0 || result == JPEG_OUT_OF_MEMORY || result == JPEG_INTERNAL_ERROR);
+      } while (result != 0);
+      EXPECT_GT(allocations, 4);
+      hooks.stopFailing();
+      EXPECT_EQ(encode(encoder, jobs[i]).bytes, fresh[i]);
+      setUp(encoder, jobs[i], nullptr);
+      EXPECT_EQ(writeImage(encoder, jobs[(i + 1) % 3].mode), JPEG_NOT_SUPPORTED);
+      EXPECT_EQ(writeImage(encoder, jobs[(i + 2) % 3].mode), JPEG_NOT_SUPPORTED);
     }
   } while (std::next_permutation(order, order + 3));
   EXPECT_EQ(hooks.live(), 0);

@@ -4,14 +4,13 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
-#include <numeric>
 #include <random>
 
 #include "qrx/codec.h"
 #include "qrx/front_end.h"
 #include "qrx/tile_header.h"
 #include "tests/support/process.h"
-#include "tests/unit/encoder_job.h"
+#include "tests/unit/codec_kit.h"
 
 namespace qrx::test {
 namespace {
@@ -130,38 +129,12 @@ void expectRules(const PacketRun& run) {
     expected.width = low(row == lastRow && !lone ? std::min(width, count * run.mcuWidth) : width);
     Bytes head(kHead);
     setHead(head, expected);
-    for (const int word : {0xFFDE, run.quality, int{expected.height}, int{expected.width}}) {
-      head.insert(head.end(),
-                  {static_cast<std::uint8_t>(word >> 8), static_cast<std::uint8_t>(word)});
-    }
-    EXPECT_EQ(hexText({packet.begin(), packet.begin() + kHead + 8}), hexText(head))
-        << run << " packet " << i;
+    head = head + word(0xFFDE) + word(run.quality) + word(expected.height) + word(expected.width);
+    EXPECT_EQ(hexText(prefix(packet, head.size())), hexText(head)) << run << " packet " << i;
     EXPECT_EQ(hexText(Bytes(packet.end() - 2, packet.end())), "FFD9");
     first += count;
   }
   EXPECT_EQ(first, run.across * run.down) << run;
-}
-
-TEST(PacketWriter, KeepsTheRulesOfTheFormat) {
-  const Size sizes[] = {{1, 1},   {64, 32},  {100, 20}, {17, 33}, {100, 5},  {129, 47},
-                        {8, 400}, {16, 333}, {400, 17}, {1, 100}, {300, 100}};
-  for (const Size size : sizes) {
-    for (int sampling = 0; sampling < 3; ++sampling) {
-      for (const int quality : {10, 75, 90}) {
-        expectRules(PacketRun(scenePicture(size), sampling, quality));
-        expectRules(PacketRun(noisePicture(size, 3), sampling, quality, 320, -77, INT_MAX));
-      }
-    }
-  }
-  for (const int index : {1, 0, -9, INT_MIN}) {  // the last packet's is negated
-    expectRules(PacketRun(noisePicture({64, 64}, 2), 0, 90, 0, 0, index));
-  }
-  // Many places of the cut, at and between the ends of rows and rectangles.
-  for (int width = 16; width <= 96; width += 8) {
-    for (int quality = 40; quality <= 90; quality += 2) {
-      expectRules(PacketRun(noisePicture({width, 48}, 1), 0, quality));
-    }
-  }
 }
 
 TEST(PacketWriter, MakesTheWorkedPackets) {
@@ -234,50 +207,61 @@ Bytes decodeAlone(const PacketRun& run, std::size_t number, std::uint32_t bytesP
   return canvas.content();
 }
 
-Bytes decodeInOrder(const PacketRun& run, const std::vector<std::size_t>& order) {
-  GuardedBuffer canvas(run.image.pixels.size());
-  for (const std::size_t number : order)
-    EXPECT_TRUE(decodePacket(run.packets[number], 4, canvas.data(), 0));
-  EXPECT_TRUE(canvas.guardsIntact());
-  return canvas.content();
-}
-
 void expectRoundTrip(const PacketRun& run) {
-  std::vector<std::size_t> order(run.packets.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  const Bytes whole = decodeInOrder(run, order);
-
-  const Bytes reference = onePiece(run);
-  for (std::size_t i = 0; i < whole.size(); ++i) {
-    ASSERT_TRUE(whole[i] == reference[i] || isAtPacketEdge(run, i / 4)) << run << " byte " << i;
-  }
-
+  Bytes whole(run.image.pixels.size(), GuardedBuffer::kFill);
   for (std::size_t number = 0; number < run.packets.size(); ++number) {
     SCOPED_TRACE(testing::Message() << run << " packet " << number);
     const Bytes alone = decodeAlone(run, number, 4), narrow = decodeAlone(run, number, 3);
     for (std::size_t i = 0; i < narrow.size(); ++i) {
       const std::size_t at = i / 3 * 4 + i % 3;
       ASSERT_EQ(narrow[i], alone[at]);
-      ASSERT_TRUE(run.owners[i / 3] != number || alone[at] == whole[at]);
+      if (run.owners[i / 3] == number) whole[at] = alone[at];
     }
   }
+  const Bytes reference = onePiece(run);
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    ASSERT_TRUE(whole[i] == reference[i] || isAtPacketEdge(run, i / 4)) << run << " byte " << i;
+  }
 
+  std::vector<Bytes> arrived = run.packets;
+  arrived.insert(arrived.end(), run.packets.begin(), run.packets.end());  // every packet twice
   std::mt19937 random(1);
-  order.insert(order.end(), order.begin(), order.end());  // every packet twice
-  std::shuffle(order.begin(), order.end(), random);
-  EXPECT_EQ(decodeInOrder(run, order), whole) << run;
+  std::shuffle(arrived.begin(), arrived.end(), random);
+  GuardedBuffer canvas(whole.size());
+  for (const Bytes& packet : arrived) EXPECT_TRUE(decodePacket(packet, 4, canvas.data(), 0));
+  EXPECT_TRUE(canvas.guardsIntact()) << run;
+  EXPECT_EQ(canvas.content(), whole) << run;
 }
 
-TEST(PacketDecoder, PutsEveryPacketInItsPlace) {
-  const Size sizes[] = {{1, 1},    {64, 32},  {100, 5},   {17, 33}, {102, 20}, {129, 47},
-                        {16, 333}, {419, 17}, {300, 100}, {31, 64}, {8, 200}};
+TEST(Packets, KeepTheRulesAndFindTheirPlaces) {
+  const Size sizes[] = {{1, 1},    {64, 32},  {100, 5},   {17, 33}, {102, 20}, {129, 47}, {8, 400},
+                        {16, 333}, {419, 17}, {300, 100}, {31, 64}, {8, 200},  {1, 100}};
   for (const Size size : sizes) {
     for (int sampling = 0; sampling < 3; ++sampling) {
-      expectRoundTrip(PacketRun(scenePicture(size), sampling, 92));
-      expectRoundTrip(PacketRun(noisePicture(size, 8), sampling, 20));
-      // Rectangles whose edges pass the ends of the 16-bit coordinates.
-      expectRoundTrip(PacketRun(noisePicture(size, 8), sampling, 60, 32760, -32768));
-      expectRoundTrip(PacketRun(noisePicture(size, 9), sampling, 90, -7, 32767));
+      for (const int quality : {10, 75, 92}) {
+        // Rectangles at the origin, around it, and with edges that pass the ends of the 16-bit
+        // coordinates.
+        const PacketRun runs[] = {
+            PacketRun(scenePicture(size), sampling, quality),
+            PacketRun(noisePicture(size, 8), sampling, quality, 32760, -32768, INT_MAX),
+            PacketRun(noisePicture(size, 9), sampling, quality, -7, 32767)};
+        for (const PacketRun& run : runs) {
+          expectRules(run);
+          expectRoundTrip(run);
+        }
+      }
+    }
+  }
+}
+
+TEST(Packets, KeepTheRulesWhereverTheCutIs) {
+  for (const int index : {1, 0, -9, INT_MIN}) {  // the last packet's is negated
+    expectRules(PacketRun(noisePicture({64, 64}, 2), 0, 90, 0, 0, index));
+  }
+  // At and between the ends of rows and rectangles.
+  for (int width = 16; width <= 96; width += 8) {
+    for (int quality = 40; quality <= 90; quality += 2) {
+      expectRules(PacketRun(noisePicture({width, 48}, 1), 0, quality));
     }
   }
 }
@@ -302,45 +286,6 @@ bool expectHarmless(const PacketRun& run, std::size_t number, Bytes packet, bool
   EXPECT_TRUE(decodePacket(packet, 4, own.data(), 0) || own.isUntouched()) << run;
   EXPECT_TRUE(own.guardsIntact()) << run;
   return accepted;
-}
-
-// The first, a wrapped and the last packet of a rectangle that is not whole MCUs; sound ones
-// decode as before when the body is through with them.
-template <typename Body>
-void forVictims(Body body) {
-  for (int sampling = 0; sampling < 3; ++sampling) {
-    const PacketRun run(noisePicture({58, 55}, 5), sampling, 90, 100, 50);
-    ASSERT_GE(run.packets.size(), 3u);
-    for (const std::size_t number : {std::size_t{0}, std::size_t{1}, run.packets.size() - 1}) {
-      GuardedBuffer before(run.owners.size() * 4), after(run.owners.size() * 4);
-      EXPECT_TRUE(decodePacket(run.packets[number], 4, before.data(), 0));
-      body(run.packets[number], [&](const Bytes& packet, bool ownOnly) {
-        return expectHarmless(run, number, packet, ownOnly);
-      });
-      EXPECT_TRUE(decodePacket(run.packets[number], 4, after.data(), 0));
-      EXPECT_EQ(after.content(), before.content()) << run;
-    }
-  }
-}
-
-TEST(BadPackets, HeadFieldsAtTheirEnds) {
-  const std::vector<std::size_t> starts = {0,  1,  2,  3,  4,  6,  8,  12, 16,
-                                           18, 20, 22, 24, 26, 28, 30, 32};
-  const Bytes values[] = {{0, 0}, {1, 0}, {0, 1}, {255, 255}, {128, 128}, {0, 128}, {255, 127}};
-  forVictims([&](const Bytes& clean, auto harmless) {
-    for (std::size_t a = 0; a + 1 < starts.size(); ++a) {
-      for (std::size_t b = kSanitized ? a : 0; b <= a; ++b) {
-        for (const Bytes& value : values) {  // lower bytes, uppermost byte
-          Bytes packet = clean;
-          for (const std::size_t field : {a, b}) {
-            for (std::size_t i = starts[field]; i < starts[field + 1]; ++i)
-              packet[i] = value[i + 1 == starts[field + 1]];
-          }
-          harmless(packet, false);
-        }
-      }
-    }
-  });
 }
 
 TEST(BadPackets, AreRefusedWhereHeadAndSegmentsDisagree) {
@@ -381,28 +326,59 @@ TEST(BadPackets, AreRefusedWhereHeadAndSegmentsDisagree) {
   }
 }
 
-TEST(BadPackets, DataCutAndDamaged) {
-  forVictims([](const Bytes& clean, auto harmless) {
-    for (std::size_t length = 0; length < clean.size(); ++length) {
-      Bytes cut(clean.begin(), clean.begin() + static_cast<int>(length));
-      EXPECT_FALSE(harmless(cut, true)) << length;  // the head says more
-      if (length < kHead) continue;
-      udp_header head = headOf(cut);
-      head.dataEnd = static_cast<std::int16_t>(length - 2);
-      setHead(cut, head);
-      harmless(cut, true);
-    }
-    std::mt19937 random(7);
-    for (int i = 0; i < 2000; ++i) {
-      Bytes packet = clean;
-      for (unsigned flips = 1 + random() % 4; flips > 0; --flips) {
-        // Behind the head; every second time in the segments.
-        const std::size_t at = kHead + random() % (i % 2 == 0 ? 32 : packet.size() - kHead);
-        packet[at] = static_cast<std::uint8_t>(random() >> 24);
+void expectHeadsHarmless(const PacketRun& run, std::size_t number) {
+  const std::size_t starts[] = {0, 1, 2, 3, 4, 6, 8, 12, 16, 18, 20, 22, 24, 26, 28, 30, 32};
+  const Bytes values[] = {{0, 0}, {1, 0}, {0, 1}, {255, 255}, {128, 128}, {0, 128}, {255, 127}};
+  for (std::size_t a = 0; a + 1 < std::size(starts); ++a) {
+    for (std::size_t b = kSanitized ? a : 0; b <= a; ++b) {
+      for (const Bytes& value : values) {  // lower bytes, uppermost byte
+        Bytes packet = run.packets[number];
+        for (const std::size_t field : {a, b}) {
+          for (std::size_t i = starts[field]; i < starts[field + 1]; ++i)
+            packet[i] = value[i + 1 == starts[field + 1]];
+        }
+        expectHarmless(run, number, packet, false);
       }
-      harmless(packet, true);
     }
-  });
+  }
+}
+
+void expectDataHarmless(const PacketRun& run, std::size_t number) {
+  const Bytes& clean = run.packets[number];
+  for (std::size_t length = 0; length < clean.size(); ++length) {
+    Bytes cut = prefix(clean, length);
+    EXPECT_FALSE(expectHarmless(run, number, cut, true)) << length;  // the head says more
+    if (length < kHead) continue;
+    udp_header head = headOf(cut);
+    head.dataEnd = static_cast<std::int16_t>(length - 2);
+    setHead(cut, head);
+    expectHarmless(run, number, cut, true);
+  }
+  std::mt19937 random(7);
+  for (int i = 0; i < 2000; ++i) {
+    Bytes packet = clean;
+    for (unsigned flips = 1 + random() % 4; flips > 0; --flips) {
+      // Behind the head; every second time in the segments.
+      const std::size_t at = kHead + random() % (i % 2 == 0 ? 32 : packet.size() - kHead);
+      packet[at] = static_cast<std::uint8_t>(random() >> 24);
+    }
+    expectHarmless(run, number, packet, true);
+  }
+}
+
+// The first, a wrapped and the last packet of a rectangle that is not whole MCUs. Sound ones decode
+// as before afterwards.
+TEST(BadPackets, AreHarmless) {
+  for (int sampling = 0; sampling < 3; ++sampling) {
+    const PacketRun run(noisePicture({58, 55}, 5), sampling, 90, 100, 50);
+    ASSERT_GE(run.packets.size(), 3u);
+    for (const std::size_t number : {std::size_t{0}, std::size_t{1}, run.packets.size() - 1}) {
+      const Bytes before = decodeAlone(run, number, 4);
+      expectHeadsHarmless(run, number);
+      expectDataHarmless(run, number);
+      EXPECT_EQ(decodeAlone(run, number, 4), before) << run;
+    }
+  }
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 #include "qrx/codec.h"
 #include "tests/support/process.h"
-#include "tests/unit/encoder_job.h"
+#include "tests/unit/codec_kit.h"
 
 namespace {
 

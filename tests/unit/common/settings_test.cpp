@@ -1,18 +1,24 @@
-// Which source of a setting counts, and what is a usable value.
-#include "qrx/settings.h"
-
+// Which source of a setting counts, what is a usable value, and the product's settings.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <map>
+#include <set>
 #include <string>
+#include <vector>
 
+#include "qrx/product_settings.h"
 #include "tests/unit/common/support.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using Product = qrx::conf::Settings;
+using Shared = qrx::Singleton<Product>;
 using qrx::test::errorsOf;
+using qrx::test::runInChild;
+using qrx::test::runOnThreads;
 using qrx::test::setVariable;
 using qrx::test::take;
 using qrx::test::writeFile;
@@ -141,6 +147,100 @@ TEST_F(SettingsTest, FileWithAnErrorDropsOut) {
             "Cannot parse .ini file \"" + bad + "\": Parser error. (line 4)\n" +
                 "Cannot parse .ini file \"" + bad +
                 "\":<errnum 1> <linenum 4> <errstr Parser error.>\n");
+}
+
+// The product's settings: their table, and the process's one object.
+
+std::string show(const char* text) { return text == nullptr ? "(null)" : text; }
+std::string show(std::nullptr_t) { return "(null)"; }
+std::string show(int number) { return std::to_string(number); }
+std::string show(bool on) { return on ? "true" : "false"; }
+
+struct Row {
+  std::string variable, section, key, type, defaultValue, field;
+};
+
+const std::vector<Row> kRows = {
+#define QRX_SETTING(variable, section, key, type, default_value, field) \
+  {variable, section, key, #type, show(default_value), #field},
+#include "qrx/product_settings.def"
+};
+
+// All fields, by name.
+std::map<std::string, std::string> fieldsOf(const Product& settings) {
+  return {
+#define QRX_SETTING(variable, section, key, type, default_value, field) \
+  {#field, show(settings.field)},
+#include "qrx/product_settings.def"
+  };
+}
+
+class ProductSettingsTest : public qrx::test::CommonTest {};
+
+TEST_F(ProductSettingsTest, Table) {
+  std::map<std::string, int> sections;
+  std::set<std::string> keys, variables;
+  for (const Row& row : kRows) {
+    ++sections[row.section];
+    keys.insert(row.section + "." + row.key);
+    variables.insert(row.variable);
+  }
+  const std::map<std::string, int> expected = {
+      {"Logging", 5}, {"Application", 44}, {"Wrapper", 3},       {"RenderingServer", 9},
+      {"Network", 1}, {"Console", 1},      {"Remotization", 39}, {"JPEG", 1},
+      {"KFL", 16},    {"Viewerpost", 14}};
+  EXPECT_EQ(sections, expected);
+  EXPECT_EQ(keys.size(), kRows.size());
+  EXPECT_EQ(variables.size(), kRows.size() - 1);  // two rows share ZMT_LOCAL_DISPLAY
+}
+
+TEST_F(ProductSettingsTest, Defaults) {
+  const std::map<std::string, std::string> fields = fieldsOf(Product());
+  for (const Row& row : kRows) EXPECT_EQ(fields.at(row.field), row.defaultValue) << row.field;
+  std::string values;
+  for (const char* field : {"log_level", "local_display", "local_display_list", "subsampling",
+                            "codec_tcp", "image_quality", "quality_update_quality", "udp_quality",
+                            "udp_start_port", "conference_id", "max_compression_threads"}) {
+    values += fields.at(field) + " ";
+  }
+  EXPECT_EQ(values, "warning (null) :0.0 0 jpeg 80 95 80 7300 tide482 2 ");
+}
+
+// Each row's variable and each row's place in the file reach its own field.
+TEST_F(ProductSettingsTest, EveryRowIsReadFromBothSources) {
+  std::map<std::string, std::string> fromFile, fromVariable;
+  std::string file;
+  int number = 0;
+  for (const Row& row : kRows) {
+    const auto value = [&row](const std::string& text, int i) {
+      if (row.type == "bool") return show(row.defaultValue == "false");
+      return row.type == "int" ? show(i) : text;
+    };
+    std::string& inFile = fromFile[row.field] = value(row.section + "." + row.key, ++number);
+    std::string& inVariable = fromVariable[row.field] = value(row.variable, 1000 + number);
+    file += "[" + row.section + "]\n" + row.key + " = " + inFile + "\n";
+    setenv(row.variable.c_str(), inVariable.c_str(), 1);
+  }
+  writeFile(root / "conf" / "qrx.conf", file);
+  EXPECT_EQ(fieldsOf(Product()), fromVariable);
+  for (const Row& row : kRows) unsetenv(row.variable.c_str());
+  EXPECT_EQ(fieldsOf(Product()), fromFile);
+}
+
+TEST_F(ProductSettingsTest, RacingInitsGiveOneObjectWhichReloads) {
+  setenv("QRX_LOG_FILE", "first", 1);
+  runInChild([] {
+    Product* seen[8] = {};
+    runOnThreads(8, [&seen](int i) {
+      Product::init();
+      seen[i] = Shared::s_instance;
+      EXPECT_STREQ(seen[i]->log_file, "first");
+    });
+    setenv("QRX_LOG_FILE", "second", 1);
+    Product::reload();
+    for (const Product* settings : seen) EXPECT_EQ(settings, Shared::s_instance);
+    EXPECT_STREQ(seen[0]->log_file, "second");
+  });
 }
 
 }  // namespace

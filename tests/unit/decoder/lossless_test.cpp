@@ -6,8 +6,7 @@
 #include <cstdlib>
 #include <random>
 
-#include "tests/unit/decoder/stream_kit.h"
-#include "tests/unit/encoder_job.h"
+#include "tests/unit/codec_kit.h"
 
 namespace qrx::test {
 namespace {
@@ -28,17 +27,10 @@ struct Samples {
   std::vector<int> values;
 };
 
-// Table H.1, on samples after the point transform.
+// Table H.1, on samples after the point transform; 0 for a predictor that does not exist.
 int prediction(int predictor, int a, int b, int c) {
-  switch (predictor) {
-    case 1: return a;
-    case 2: return b;
-    case 3: return c;
-    case 4: return a + b - c;
-    case 5: return a + ((b - c) >> 1);
-    case 6: return b + ((a - c) >> 1);
-    default: return (a + b) >> 1;
-  }
+  const int table[] = {0, a, b, c, a + b - c, a + ((b - c) >> 1), b + ((a - c) >> 1), (a + b) >> 1};
+  return predictor < 8 ? table[predictor] : 0;
 }
 
 // Entropy-coded data: filled up with ones, a zero stuffed behind every 0xFF.

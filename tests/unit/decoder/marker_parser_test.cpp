@@ -1,8 +1,7 @@
 // The walk over a stream's markers.
 #include <gtest/gtest.h>
 
-#include "tests/unit/decoder/stream_kit.h"
-#include "tests/unit/encoder_job.h"
+#include "tests/unit/codec_kit.h"
 #include "tools/jpeg/walk.h"
 
 namespace qrx::test {
