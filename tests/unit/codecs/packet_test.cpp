@@ -155,13 +155,14 @@ TEST(PacketWriter, MakesTheWorkedPackets) {
 TEST(PacketWriter, DropsThePacketThatDoesNotFit) {
   const PacketRun run(noisePicture({32, 24}, 4), 0, 97);
   ASSERT_GE(run.packets.size(), 2u);
-  const EncoderJob job = colourJob(run.image);
+  EncoderJob job = colourJob(run.image);
+  job.sampling = JPEG_SAMPLING_444;
+  job.quality = 97;
+  CJPEGEncoder encoder;
   for (int capacity = 6000; capacity >= 0; --capacity) {
     GuardedBuffer buffer(static_cast<std::size_t>(capacity));
-    CJPEGEncoder encoder;
-    encoder.SetSource(job.pixels.data(), 96, {32, 24}, 3, JPEG_COLOR_BGR);
-    encoder.SetDestinationTiles(buffer.data(), capacity, 97, JPEG_SAMPLING_444, JPEG_COLOR_YCBCR,
-                                JPEG_MODE_BASELINE, 0, 0);
+    job.capacity = capacity;
+    setUp(encoder, job, buffer.data());
     udp_header head = run.head;
     std::vector<Bytes> packets;
     const int result =

@@ -24,8 +24,10 @@ using qrx::test::setVariable;
 
 constexpr char kWhere[] = "bool test()";
 
-void print(int level, const char* level_name, bool echo = false) {
-  qrx_printlog("QRX", level, level_name, kWhere, echo, "message %d", level);
+constexpr const char* kNames[] = {"", "ERROR", "WARNING", "INFO", "DEBUG"};
+
+void print(int level, bool echo = false) {
+  qrx_printlog("QRX", level, kNames[level], kWhere, echo, "message %d", level);
 }
 
 // A log with its lines cut down to letter, tag, origin and message. A line of another form stays.
@@ -35,8 +37,10 @@ std::string strip(const std::string& log) {
   return std::regex_replace(log, stamp, "$1 ");
 }
 
-std::string line(const char* letter, int level) {
-  return std::string(letter) + " QRX (" + kWhere + "): message " + std::to_string(level) + "\n";
+// What print() leaves of a stripped line.
+std::string line(int level) {
+  return kNames[level][0] + std::string(" QRX (bool test()): message ") + std::to_string(level) +
+         "\n";
 }
 
 class LogTest : public qrx::test::CommonTest {};
@@ -52,22 +56,18 @@ TEST_F(LogTest, Levels) {
     setVariable("QRX_VERBOSE", row.verbose);
     setVariable("QRX_LOG_LEVEL", row.level);
     std::string expected;
-    const char* letters[] = {"E", "W", "I", "D"};
-    for (int level = 1; level <= row.highest; ++level) expected += line(letters[level - 1], level);
-    EXPECT_EQ(strip(runInChild([] {
-                print(1, "ERROR");
-                print(2, "WARNING");
-                print(3, "INFO");
-                print(4, "DEBUG");
-              })),
-              expected);
+    for (int level = 1; level <= row.highest; ++level) expected += line(level);
+    const std::string log = runInChild([] {
+      for (int level = 1; level <= 4; ++level) print(level);
+    });
+    EXPECT_EQ(strip(log), expected);
   }
 }
 
 TEST_F(LogTest, LineTellsProcessAndThread) {
   const std::string log = runInChild([] {
     std::fprintf(stderr, "%d\n", static_cast<int>(getpid()));
-    print(1, "ERROR");
+    print(1);
   });
   const std::string pid = log.substr(0, log.find('\n'));
   EXPECT_NE(log.find(" " + pid + ":" + pid + " QRX (bool test()): message 1\n"), std::string::npos)
@@ -75,15 +75,14 @@ TEST_F(LogTest, LineTellsProcessAndThread) {
 }
 
 TEST_F(LogTest, EchoAndOddArguments) {
-  EXPECT_EQ(
-      strip(runInChild([] {
-        print(3, "INFO", true);  // is echoed whatever the level
-        print(2, "WARNING", true);
-        qrx_printlog("QRX", 1, "ERROR", kWhere, true, nullptr);
-        qrx_printlog(nullptr, 1, nullptr, nullptr, false, "%s", "100%");
-        qrx_printlog("", 1, "", "", true, "%s", "x");
-      })),
-      "INFO: message 3\nWARNING: message 2\n" + line("W", 2) + "?  (): 100%\n: x\n?  (): x\n");
+  EXPECT_EQ(strip(runInChild([] {
+              print(3, true);  // is echoed whatever the level
+              print(2, true);
+              qrx_printlog("QRX", 1, "ERROR", kWhere, true, nullptr);
+              qrx_printlog(nullptr, 1, nullptr, nullptr, false, "%s", "100%");
+              qrx_printlog("", 1, "", "", true, "%s", "x");
+            })),
+            "INFO: message 3\nWARNING: message 2\n" + line(2) + "?  (): 100%\n: x\n?  (): x\n");
 }
 
 // All messages arrive whole, though the log is first opened, and closed again, by many at once.
