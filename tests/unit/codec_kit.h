@@ -144,20 +144,15 @@ inline Bytes segment(int marker, const Bytes& payload) {
   return byte(0xFF) + byte(marker) + word(static_cast<int>(payload.size()) + 2) + payload;
 }
 
-struct Component {
-  std::uint8_t id, factors, table;
-};
-
-inline Bytes frame(int marker, int precision, const std::vector<Component>& components,
-                   Size size = {24, 16}) {
-  Bytes payload = byte(precision) + word(size.height) + word(size.width) +
-                  byte(static_cast<int>(components.size()));
-  for (const Component& c : components) payload = payload + Bytes{c.id, c.factors, c.table};
-  return segment(marker, payload);
+// Three bytes for every component: name, factors, quantisation table.
+inline Bytes frame(int marker, int precision, const Bytes& components, Size size = {24, 16}) {
+  return segment(marker, byte(precision) + word(size.height) + word(size.width) +
+                             byte(static_cast<int>(components.size() / 3)) + components);
 }
 
-inline Bytes scan(const Bytes& idsAndTables, int ss = 0, int se = 63, int approximation = 0) {
-  return segment(0xDA, byte(static_cast<int>(idsAndTables.size() / 2)) + idsAndTables + byte(ss) +
+// Two bytes for every component: name, Huffman tables.
+inline Bytes scan(const Bytes& components, int ss = 0, int se = 63, int approximation = 0) {
+  return segment(0xDA, byte(static_cast<int>(components.size() / 2)) + components + byte(ss) +
                            byte(se) + byte(approximation));
 }
 

@@ -9,15 +9,12 @@
 
 #include "tests/unit/common/support.h"
 
+namespace qrx::test {
 namespace {
-
-using qrx::Env;
-using qrx::test::runInChild;
-using qrx::test::runOnThreads;
 
 constexpr char kName[] = "QRX_TEST_VARIABLE";
 
-void set(const char* value) { qrx::test::setVariable(kName, value); }
+void set(const char* value) { setVariable(kName, value); }
 
 TEST(Env, NumbersAndSwitches) {
   const std::string zeros(254, '0');
@@ -63,7 +60,7 @@ TEST(Env, NumbersAndSwitches) {
   EXPECT_EQ(Env::getInt(nullptr, 9), 9);
 }
 
-using LocaleTest = qrx::test::CommonTest;
+using LocaleTest = CommonTest;
 
 TEST_F(LocaleTest, DecimalPointDoesNotDependOnIt) {
   const std::string make = "localedef -i de_DE -f UTF-8 " + (folder / "de_DE.UTF-8").string();
@@ -124,3 +121,4 @@ TEST(Env, SetDefaultAndItsRacingFirstCallers) {
 }
 
 }  // namespace
+}  // namespace qrx::test

@@ -8,16 +8,10 @@
 
 #include "tests/unit/common/support.h"
 
+namespace qrx::test {
 namespace {
 
-using qrx::ErrorState;
-using qrx::IniFile;
-using qrx::IniReader;
-using qrx::test::errorsOf;
-using qrx::test::readFile;
-using qrx::test::writeFile;
-
-class IniTest : public qrx::test::CommonTest {
+class IniTest : public CommonTest {
  protected:
   // The file with this content.
   const char* fileWith(const std::string& content) {
@@ -181,3 +175,4 @@ TEST_F(IniTest, Write) {
 }
 
 }  // namespace
+}  // namespace qrx::test

@@ -14,13 +14,8 @@
 
 #include "tests/unit/common/support.h"
 
+namespace qrx::test {
 namespace {
-
-namespace fs = std::filesystem;
-using qrx::test::readFile;
-using qrx::test::runInChild;
-using qrx::test::runOnThreads;
-using qrx::test::setVariable;
 
 constexpr char kWhere[] = "bool test()";
 
@@ -43,7 +38,7 @@ std::string line(int level) {
          "\n";
 }
 
-class LogTest : public qrx::test::CommonTest {};
+class LogTest : public CommonTest {};
 
 TEST_F(LogTest, Levels) {
   const struct {
@@ -114,3 +109,4 @@ TEST_F(LogTest, RacingThreadsLoseNothing) {
 }
 
 }  // namespace
+}  // namespace qrx::test

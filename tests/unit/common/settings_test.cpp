@@ -11,17 +11,11 @@
 #include "qrx/product_settings.h"
 #include "tests/unit/common/support.h"
 
+namespace qrx::test {
 namespace {
 
-namespace fs = std::filesystem;
 using Product = qrx::conf::Settings;
 using Shared = qrx::Singleton<Product>;
-using qrx::test::errorsOf;
-using qrx::test::runInChild;
-using qrx::test::runOnThreads;
-using qrx::test::setVariable;
-using qrx::test::take;
-using qrx::test::writeFile;
 
 constexpr char kVariable[] = "QRX_TEST_VARIABLE";
 
@@ -40,7 +34,7 @@ class OneSetting : public qrx::Settings {
   bool on(bool defaultValue) const { return boolSetting(kVariable, "s", "k", defaultValue); }
 };
 
-class SettingsTest : public qrx::test::CommonTest {
+class SettingsTest : public CommonTest {
  protected:
   SettingsTest() { unsetenv(kVariable); }
 
@@ -58,51 +52,41 @@ class SettingsTest : public qrx::test::CommonTest {
   }
 };
 
-TEST_F(SettingsTest, PrecedenceOfSources) {
-  for (int present = 0; present < 16; ++present) {
-    const char* values[4] = {};
-    int first = 5;
-    for (int source = 3; source >= 0; --source) {
-      if ((present >> source & 1) == 0) continue;
-      const char* const texts[] = {"1", "2", "3", "4"};
-      values[source] = texts[source];
-      first = source + 1;
-    }
-    setSources(values);
-    const OneSetting settings;
-    EXPECT_EQ(settings.number(5), first);
-    EXPECT_EQ(settings.real(5), first);
-    EXPECT_EQ(settings.text("5"), std::to_string(first));
-  }
-}
-
-TEST_F(SettingsTest, UnusableValuesGoToTheNextSource) {
+TEST_F(SettingsTest, TheFirstSourceWithAUsableValueCounts) {
   const struct {
     const char* sources[4];
     int number;        // with the default 9
+    double real;       // with the default 9
     const char* text;  // with the default null
     bool on;           // with the default true
   } rows[] = {
-      {{"abc", "7"}, 7, "abc", true},
-      {{nullptr, nullptr, "<null>", "0"}, 0, "0", false},
-      {{"", "<null>", "12abc", "False"}, 9, "12abc", false},
-      {{nullptr, "  42  "}, 42, "42", true},
-      {{nullptr, "  a b  "}, 9, "a b", true},
-      {{nullptr, " \t ", "3"}, 3, "3", true},
-      {{"2147483648", "-2147483648"}, -2147483647 - 1, "2147483648", true},
-      {{"2", "TRUE", "0"}, 2, "2", true},
-      {{nullptr, " False "}, 9, "False", false},
+      {{"1", "2", "3", "4"}, 1, 1, "1", true},
+      {{nullptr, "2", "3", "4"}, 2, 2, "2", true},
+      {{nullptr, nullptr, "3", "4"}, 3, 3, "3", true},
+      {{nullptr, nullptr, nullptr, "4"}, 4, 4, "4", true},
+      {{}, 9, 9, "(null)", true},
+      {{"abc", "7"}, 7, 7, "abc", true},
+      {{nullptr, nullptr, "<null>", "0"}, 0, 0, "0", false},
+      {{"", "<null>", "12abc", "False"}, 9, 9, "12abc", false},
+      {{nullptr, "  42  "}, 42, 42, "42", true},
+      {{nullptr, "  a b  "}, 9, 9, "a b", true},
+      {{nullptr, " \t ", "3"}, 3, 3, "3", true},
+      {{"2147483648", "-2147483648"}, -2147483647 - 1, 2147483648.0, "2147483648", true},
+      {{"2", "TRUE", "0"}, 2, 2, "2", true},
+      {{"0", nullptr, "1"}, 0, 0, "0", false},
+      {{nullptr, " False "}, 9, 9, "False", false},
       // One character too many for a switch, but not for a number or a text; then for a number.
-      {{nullptr, "   0    ", "1"}, 0, "0", true},
-      {{nullptr, "                             42"}, 42, "42", true},
-      {{nullptr, "                              42"}, 9, "42", true},
+      {{nullptr, "   0    ", "1"}, 0, 0, "0", true},
+      {{nullptr, "                             42"}, 42, 42, "42", true},
+      {{nullptr, "                              42"}, 9, 9, "42", true},
   };
   for (const auto& row : rows) {
     setSources(row.sources);
     const OneSetting settings;
-    EXPECT_EQ(settings.number(9), row.number);
-    EXPECT_EQ(settings.text(nullptr), row.text);
-    EXPECT_EQ(settings.on(true), row.on);
+    EXPECT_EQ(settings.number(9), row.number) << &row - rows;
+    EXPECT_EQ(settings.real(9), row.real) << &row - rows;
+    EXPECT_EQ(settings.text(nullptr), row.text) << &row - rows;
+    EXPECT_EQ(settings.on(true), row.on) << &row - rows;
   }
 }
 
@@ -175,7 +159,7 @@ std::map<std::string, std::string> fieldsOf(const Product& settings) {
   };
 }
 
-class ProductSettingsTest : public qrx::test::CommonTest {};
+class ProductSettingsTest : public CommonTest {};
 
 TEST_F(ProductSettingsTest, Table) {
   std::map<std::string, int> sections;
@@ -244,3 +228,4 @@ TEST_F(ProductSettingsTest, RacingInitsGiveOneObjectWhichReloads) {
 }
 
 }  // namespace
+}  // namespace qrx::test

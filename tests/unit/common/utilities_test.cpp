@@ -1,4 +1,4 @@
-// Path and text utilities, and the mutex.
+// Path and text utilities, answers about applications of several names, and the mutex.
 #include "qrx/utilities.h"
 
 #include <gtest/gtest.h>
@@ -8,12 +8,12 @@
 #include <string>
 #include <thread>
 
+#include "qrx/application_checks.h"
 #include "qrx/mutex.h"
 #include "tests/unit/common/support.h"
 
+namespace qrx::test {
 namespace {
-
-using qrx::test::take;
 
 TEST(Utilities, FormatSize) {
   const struct {
@@ -93,9 +93,46 @@ TEST(Utilities, Home) {
   EXPECT_STREQ(buffer, "");
 }
 
+class ApplicationChecksTest : public CommonTest {
+ protected:
+  // What the probe prints, on both streams, when it runs under this name.
+  std::string runAs(const std::string& name) {
+    const fs::path path = folder / name, output = folder / "output";
+    fs::create_directories(path.parent_path());
+    fs::copy_file(QRX_PROBE_PATH, path, fs::copy_options::overwrite_existing);
+    EXPECT_EQ(std::system((path.string() + " >" + output.string() + " 2>&1").c_str()), 0);
+    return readFile(output);
+  }
+};
+
+TEST_F(ApplicationChecksTest, BlacklistAndRenderingServer) {
+  std::string names;
+  for (int i = 0; i < 200; ++i) names += "a:";
+  const struct {
+    std::string name, list, answer;
+  } rows[] = {{"application", "<null>", "0"},
+              {"firefox", "", "1"},
+              {"notfirefox", "", "1"},
+              {"firefox-bin", "", "0"},
+              {"usr/bin/nvidia-settings", "", "1"},
+              {"nvidia-settings", "", "0"},
+              {"application", "other \tcation\nmore", "1"},
+              {"application", "other:applications", "0"},
+              {"application", ":: :", "0"},
+              {"application", names + "application", "1"}};
+  for (const auto& row : rows) {
+    setenv("QRX_BLACKLIST", row.list.c_str(), 1);
+    EXPECT_EQ(runAs(row.name), row.answer + " 0\n") << row.name << " " << row.list;
+  }
+  setenv("QRX_RENDERING_SERVER", "host", 1);
+  EXPECT_EQ(runAs("firefox"), "1 1\n");
+  setenv("QRX_FORCE_LOCAL_RENDERING", "true", 1);
+  EXPECT_EQ(runAs("firefox"), "1 0\n");
+}
+
 TEST(Mutex, TrylockWaitsAsLongAsAsked) {
   const qrxWhereInfo where;
-  qrx::Mutex mutex;
+  Mutex mutex;
   ASSERT_TRUE(mutex.trylock(0, where));
   std::thread([&] {
     EXPECT_FALSE(mutex.trylock(-5, where));
@@ -109,3 +146,4 @@ TEST(Mutex, TrylockWaitsAsLongAsAsked) {
 }
 
 }  // namespace
+}  // namespace qrx::test

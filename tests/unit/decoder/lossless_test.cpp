@@ -71,7 +71,7 @@ Bytes losslessStream(const Samples& image, int predictor, int pointTransform) {
       if (category < 16) put(difference < 0 ? difference - 1 : difference, category);
     }
   }
-  return frame(0xC3, image.precision, {{0, 0x11, 0}}, image.size) + segment(0xC4, table) +
+  return frame(0xC3, image.precision, {0, 0x11, 0}, image.size) + segment(0xC4, table) +
          scan({0, 0}, predictor, 0, pointTransform) + packed(bits) + Bytes{0xFF, 0xD9};
 }
 

@@ -7,13 +7,11 @@
 namespace qrx::test {
 namespace {
 
-const std::vector<Component> kOne = {{0, 0x11, 0}},
-                             kThree = {{0, 0x11, 0}, {1, 0x11, 1}, {2, 0x11, 1}};
+const Bytes kOne = {0, 0x11, 0}, kThree = {0, 0x11, 0, 1, 0x11, 1, 2, 0x11, 1};
 const Bytes kFrame = frame(0xC0, 8, kThree), kScan = scan({0, 0x00, 1, 0x11, 2, 0x11});
 // Whole headers of one, three and four components.
-const Bytes kGray = frame(0xC0, 8, {{7, 0x11, 0}}) + scan({7, 0x00}), kColour = kFrame + kScan;
-const Bytes kFour = frame(0xC0, 8, {{0, 0x11, 0}, {1, 0x11, 0}, {2, 0x11, 0}, {3, 0x11, 0}}) +
-                    scan({0, 0, 1, 0, 2, 0, 3, 0});
+const Bytes kGray = frame(0xC0, 8, {7, 0x11, 0}) + scan({7, 0x00}), kColour = kFrame + kScan,
+            kFour = frame(0xC0, 8, kThree + Bytes{3, 0x11, 0}) + scan({0, 0, 1, 0, 2, 0, 3, 0});
 
 using MarkerParser = DecoderTest;
 
@@ -31,7 +29,7 @@ TEST_F(MarkerParser, HeaderResults) {
       {"stray bytes at the end", {0xFF, 0xD8, 1, 2}, JPEG_BUFFER_TOO_SMALL},
       {"SOS before any frame", kScan, JPEG_BAD_COMPONENT_ID},
       {"frame without components", frame(0xC0, 8, {}) + kScan, JPEG_BAD_COMPONENT_ID},
-      {"5 components", frame(0xC0, 8, std::vector<Component>(5, kOne[0])), JPEG_BAD_FRAME_SEGMENT},
+      {"five components", frame(0xC0, 8, kThree + kOne + kOne), JPEG_BAD_FRAME_SEGMENT},
       {"one of three components", kFrame + scan({0, 0}), JPEG_NOT_SUPPORTED},
       {"the same in a progressive frame", frame(0xC2, 8, kThree) + scan({0, 0}), 0, 3},
       {"12 bits", frame(0xC1, 12, kThree), JPEG_NOT_SUPPORTED},
@@ -40,11 +38,10 @@ TEST_F(MarkerParser, HeaderResults) {
       {"lossless of 17 bits", frame(0xC3, 17, kOne), JPEG_BAD_FRAME_SEGMENT},
       {"point transform 8 of 8 bits", frame(0xC3, 8, kOne) + scan({0, 0}, 1, 0, 8),
        JPEG_BAD_SCAN_SEGMENT},
-      {"factor 0", frame(0xC0, 8, {{0, 0x10, 0}}), JPEG_BAD_FRAME_SEGMENT},
-      {"quantisation selector 4", frame(0xC0, 8, {{0, 0x11, 4}}), JPEG_BAD_FRAME_SEGMENT},
-      {"gray with factors 2x2", frame(0xC0, 8, {{0, 0x22, 0}}), JPEG_BAD_SAMPLING},
-      {"a layout of its own", frame(0xC0, 8, {{0, 0x22, 0}, {1, 0x21, 0}, {2, 0x21, 0}}) + kScan, 0,
-       3},
+      {"factor 0", frame(0xC0, 8, {0, 0x10, 0}), JPEG_BAD_FRAME_SEGMENT},
+      {"quantisation selector 4", frame(0xC0, 8, {0, 0x11, 4}), JPEG_BAD_FRAME_SEGMENT},
+      {"gray with factors 2x2", frame(0xC0, 8, {0, 0x22, 0}), JPEG_BAD_SAMPLING},
+      {"a layout of its own", frame(0xC0, 8, {0, 0x22, 0, 1, 0x21, 0, 2, 0x21, 0}) + kScan, 0, 3},
       {"Huffman selector 4", kFrame + scan({0, 0x04, 1, 0x11, 2, 0x11}), JPEG_BAD_SCAN_SEGMENT},
       {"Huffman table 4", segment(0xC4, byte(4) + Bytes(16)), JPEG_BAD_HUFFMAN_TABLE},
       {"more codes than bytes", segment(0xC4, Bytes{0, 9} + Bytes(15)), JPEG_BAD_HUFFMAN_TABLE},
