@@ -18,7 +18,6 @@ namespace qrx::test {
 namespace {
 
 constexpr char kWhere[] = "bool test()";
-
 constexpr const char* kNames[] = {"", "ERROR", "WARNING", "INFO", "DEBUG"};
 
 void print(int level, bool echo = false) {
@@ -34,8 +33,8 @@ std::string strip(const std::string& log) {
 
 // What print() leaves of a stripped line.
 std::string line(int level) {
-  return kNames[level][0] + std::string(" QRX (bool test()): message ") + std::to_string(level) +
-         "\n";
+  return std::string(1, *kNames[level]) + " QRX (" + kWhere + "): message " +
+         std::to_string(level) + "\n";
 }
 
 class LogTest : public CommonTest {};

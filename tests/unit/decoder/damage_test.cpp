@@ -2,6 +2,8 @@
 // outside the destination changes, and the object decodes the next good image.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "tests/unit/codec_kit.h"
 #include "tools/jpeg/walk.h"
 
@@ -96,7 +98,7 @@ TEST_F(Damage, ProgressiveShowsWhatHasArrived) {
   EXPECT_EQ(between.data, 0);
   EXPECT_EQ(between.lines, 0);
   // A few bytes into a scan: what the scans before it brought, nearer with each scan.
-  long distanceBefore = LONG_MAX;
+  long distanceBefore = 1 << 30;
   for (const std::size_t n : {1, 3, 5, 9}) {
     const Decoded part = decode(prefix(good, scans[n].dataOffset + 6));
     EXPECT_EQ(part.lines, 48);
