@@ -116,7 +116,8 @@ TEST_F(ApplicationChecksTest, BlacklistAndRenderingServer) {
               {"firefox-bin", "", "0"},
               {"usr/bin/nvidia-settings", "", "1"},
               {"nvidia-settings", "", "0"},
-              {"application", "other \tcation\nmore", "1"},
+              {"application", "other cation\tmore", "1"},
+              {"application", "other\ncation", "1"},
               {"application", "other:applications", "0"},
               {"application", ":: :", "0"},
               {"application", names + "application", "1"}};

@@ -99,7 +99,7 @@ TEST_F(Damage, ProgressiveShowsWhatHasArrived) {
   EXPECT_EQ(between.lines, 0);
   // A few bytes into a scan: what the scans before it brought, nearer with each scan.
   long distanceBefore = 1 << 30;
-  for (const std::size_t n : {1, 3, 5, 9}) {
+  for (const std::size_t n : {1u, 3u, 5u, 9u}) {
     const Decoded part = decode(prefix(good, scans[n].dataOffset + 6));
     EXPECT_EQ(part.lines, 48);
     long distance = 0;
