@@ -135,7 +135,6 @@ class DecoderTest : public testing::Test {
     return d;
   }
 
- private:
   CJPEGDecoder decoder_;
 };
 

@@ -18,6 +18,37 @@ namespace {
 constexpr _JPEG_SAMPLING kSamplings[] = {JPEG_SAMPLING_444, JPEG_SAMPLING_422, JPEG_SAMPLING_420};
 constexpr _JPEG_MODE kModes[] = {JPEG_MODE_BASELINE, JPEG_MODE_PROGRESSIVE, JPEG_MODE_LOSSLESS};
 
+TEST(ByteStream, WritesAndReadsBigEndianUpToItsEnd) {
+  GuardedBuffer buffer(7);
+  _bitstream out{}, in{};
+  out.data = in.data = buffer.data();
+  out.capacity = in.capacity = buffer.size();
+  EXPECT_EQ(out._WRITE_32BIT(static_cast<int>(0x89ABCDEF)), 0);
+  EXPECT_EQ(out._WRITE_WORD(0x12345), 0);
+  EXPECT_EQ(out._WRITE_32BIT(0x01020304), JPEG_BUFFER_TOO_SMALL);
+  EXPECT_EQ(hexText(buffer.content()), "89ABCDEF234501");
+  EXPECT_TRUE(buffer.guardsIntact());
+
+  int number = 7, word = 7;
+  EXPECT_EQ(in._READ_32BIT(&number), 0);
+  EXPECT_EQ(number, static_cast<int>(0x89ABCDEF));
+  EXPECT_EQ(in._READ_WORD(&word), 0);
+  EXPECT_EQ(word, 0x2345);
+  EXPECT_EQ(in._READ_WORD(&word), JPEG_BUFFER_TOO_SMALL);
+  EXPECT_EQ(word, 0x2345);
+}
+
+TEST(Errors, HaveTexts) {
+  const std::pair<int, const char*> texts[] = {{JPEG_NO_ERROR, "no error"},
+                                               {JPEG_NOT_SUPPORTED, "not supported"},
+                                               {JPEG_BUFFER_TOO_SMALL, "buffer too small"},
+                                               {JPEG_BAD_RESTART, "wrong restart marker"},
+                                               {1, "unknown code"}};
+  for (const auto& [code, text] : texts) {
+    EXPECT_STREQ(GetErrorStr(static_cast<_JPEG_ERROR>(code)), text);
+  }
+}
+
 TEST(Encoder, WorksOutTheGridOrRefuses) {
   constexpr auto k444 = JPEG_SAMPLING_444, k422 = JPEG_SAMPLING_422, k420 = JPEG_SAMPLING_420;
   constexpr auto kBase = JPEG_MODE_BASELINE, kProgressive = JPEG_MODE_PROGRESSIVE,

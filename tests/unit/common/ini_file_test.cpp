@@ -157,6 +157,25 @@ TEST_F(IniTest, FailedLoads) {
   EXPECT_STREQ(file.getValue("s", "l"), "w");
 }
 
+// What was set by hand stays with the first name, and goes with the next.
+TEST_F(IniTest, OtherNames) {
+  IniFile file;
+  file.setValue("s", "hand", "1", false);
+  file.setFilename(fileWith("[s]\nk=v\n"), true);
+  EXPECT_STREQ(file.getValue("s", "k"), "v");
+  EXPECT_STREQ(file.getValue("s", "hand"), "1");
+  file.setFilename("elsewhere", false);
+  EXPECT_STREQ(file.getFilename(), "elsewhere");
+  EXPECT_STREQ(file.getValue("s", "k"), "v");
+  fileWith("[s]\nl=w\n");
+  file.setFilename(path.c_str(), true);
+  EXPECT_STREQ(file.getValue("s", "l"), "w");
+  EXPECT_EQ(file.getValue("s", "hand"), nullptr);
+  EXPECT_EQ(file.getParserState(), nullptr);
+  file.setFilename(nullptr, false);
+  EXPECT_EQ(file.getFilename(), nullptr);
+}
+
 // The buckets by hand: AB::K2 10, ABC::K1 13, B::K and A::K 15 (the newer first), AB::K1 29.
 TEST_F(IniTest, Write) {
   IniFile file;

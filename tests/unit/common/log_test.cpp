@@ -86,6 +86,18 @@ TEST_F(LogTest, EchoAndOddArguments) {
             "INFO: message 3\nWARNING: message 2\n" + line(2) + "?  (): 100%\n: x\n?  (): x\n");
 }
 
+TEST_F(LogTest, OpensWhereItIsClosed) {
+  const std::string log = runInChild([] {
+    EXPECT_FALSE(qrx_close_log());
+    EXPECT_TRUE(qrx_open_log());
+    EXPECT_FALSE(qrx_open_log());
+    EXPECT_TRUE(qrx_close_log());
+    print(1);
+    EXPECT_FALSE(qrx_open_log());
+  });
+  EXPECT_EQ(strip(log), line(1));
+}
+
 // All messages arrive whole, though the log is first opened, and closed again, by many at once.
 TEST_F(LogTest, RacingThreadsLoseNothing) {
   constexpr int kThreads = 8, kMessages = 40;

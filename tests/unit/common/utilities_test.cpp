@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <string>
@@ -91,6 +92,25 @@ TEST(Utilities, Home) {
   unsetenv("HOME");
   qrxGetHome(buffer, 8);
   EXPECT_STREQ(buffer, "");
+}
+
+TEST(Utilities, ProcessAndLibraryFolder) {
+  char buffer[4096] = "before", first[3] = "";
+  qrxGetCurrentProcessName(buffer, 0);
+  EXPECT_STREQ(buffer, "before");
+  qrxGetCurrentProcessName(buffer, sizeof buffer);
+  EXPECT_STREQ(buffer, program_invocation_name);
+  qrxGetCurrentProcessName(first, sizeof first);
+  EXPECT_EQ(std::string(first), std::string(buffer, 2));
+  const fs::path executable = fs::read_symlink("/proc/self/exe");
+  const int length = qrxGetCurrentProcessExe(buffer, sizeof buffer);
+  EXPECT_EQ(buffer, executable);
+  EXPECT_EQ(length, static_cast<int>(executable.string().size()));
+  EXPECT_EQ(qrxGetCurrentProcessExe(first, sizeof first), 2);
+  setenv("QRX_ROOT", "/some/root/", 1);
+  EXPECT_EQ(take(qrxGetLibDir()), "/some/root/lib");
+  unsetenv("QRX_ROOT");
+  EXPECT_EQ(take(qrxGetLibDir()), "/opt/brel/qrx/lib");
 }
 
 class ApplicationChecksTest : public CommonTest {

@@ -109,16 +109,34 @@ TEST_F(Damage, ProgressiveShowsWhatHasArrived) {
   }
 }
 
-// Refinement scans without end: the hundred-and-first is not looked at, nor what follows it.
+// Tables that come behind the scans are the next image's.
+TEST_F(Damage, ProgressiveIsShownBeforeItsTablesChange) {
+  EncoderJob job = colourJob(scenePicture({48, 48}));
+  job.mode = JPEG_MODE_PROGRESSIVE;
+  const Bytes good = encode(job).bytes, pixels = decode(good).pixels;
+  const Bytes body = prefix(good, good.size() - 2), eoi = {0xFF, 0xD9};
+  const Bytes tables = segment(0xDB, byte(0) + Bytes(64, 1) + byte(1) + Bytes(64, 1));
+  const Decoded d = decode(body + tables + eoi);
+  EXPECT_EQ(d.data, 0);
+  EXPECT_EQ(d.pixels, pixels);
+}
+
+// Refinement scans without end: the hundred-and-first is not looked at, nor what follows it, and
+// the colours that it would have stay its own.
 TEST_F(Damage, ProgressiveScansAreCounted) {
-  EncoderJob job = grayJob(scenePicture({16, 16}));
+  EncoderJob job = colourJob(scenePicture({16, 16}));
   job.mode = JPEG_MODE_PROGRESSIVE;
   const Bytes good = encode(job).bytes;
+  const Bytes refinement = scan({0, 0, 1, 0, 2, 0}, 0, 0, 0x10) + Bytes(2);
   Bytes many = prefix(good, good.size() - 2);
-  for (int i = 0; i < 200; ++i) many = many + scan({0, 0}, 0, 0, 0x10) + Bytes(2);
-  const Decoded d = decode(many + Bytes{0xFF, 0xC5}, JPEG_COLOR_GRAY);
-  EXPECT_EQ(d.data, 0);
-  EXPECT_EQ(d.lines, 16);
+  for (int i = 0; i < 90; ++i) many = many + refinement;
+  const Decoded hundred = decode(many + Bytes{0xFF, 0xD9});
+  EXPECT_EQ(hundred.data, 0);
+  EXPECT_EQ(hundred.lines, 16);
+  const Bytes rgb = segment(0xEE, {'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 0});
+  const Decoded more = decode(many + rgb + refinement + Bytes{0xFF, 0xC5});
+  EXPECT_EQ(more.data, 0);
+  EXPECT_EQ(more.pixels, hundred.pixels);
 }
 
 TEST_F(Damage, LosslessStopsAtTheFirstError) {

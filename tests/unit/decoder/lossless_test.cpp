@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <random>
+#include <utility>
 
 #include "tests/unit/codec_kit.h"
 
@@ -46,19 +47,27 @@ Bytes packed(std::vector<int> bits) {
   return bytes;
 }
 
-Bytes losslessStream(const Samples& image, int predictor, int pointTransform) {
+// With restarts the bits begin anew, but the predictions go on.
+Bytes losslessStream(const Samples& image, int predictor, int pointTransform,
+                     int restartInterval = 0) {
   // Seventeen categories, all of five bits: category s has the code s.
   Bytes table(17);
   table[5] = 17;
   for (int s = 0; s <= 16; ++s) table = table + byte(s);
 
+  Bytes data;
+  int samples = 0;
   std::vector<int> bits;
   const auto put = [&bits](int value, int length) {
     for (int i = length - 1; i >= 0; --i) bits.push_back(value >> i & 1);
   };
   const auto sample = [&](int x, int y) { return image.at(x, y) >> pointTransform; };
   for (int y = 0; y < image.size.height; ++y) {
-    for (int x = 0; x < image.size.width; ++x) {
+    for (int x = 0; x < image.size.width; ++x, ++samples) {
+      if (restartInterval != 0 && samples != 0 && samples % restartInterval == 0) {
+        data = data + packed(std::exchange(bits, {})) + byte(0xFF) +
+               byte(0xD0 + (samples / restartInterval - 1) % 8);
+      }
       const int predicted = x == 0 && y == 0 ? 1 << (image.precision - pointTransform - 1)
                             : y == 0         ? sample(x - 1, 0)
                             : x == 0         ? sample(0, y - 1)
@@ -72,7 +81,8 @@ Bytes losslessStream(const Samples& image, int predictor, int pointTransform) {
     }
   }
   return frame(0xC3, image.precision, {0, 0x11, 0}, image.size) + segment(0xC4, table) +
-         scan({0, 0}, predictor, 0, pointTransform) + packed(bits) + Bytes{0xFF, 0xD9};
+         segment(0xDD, word(restartInterval)) + scan({0, 0}, predictor, 0, pointTransform) + data +
+         packed(bits) + Bytes{0xFF, 0xD9};
 }
 
 TEST_F(Lossless, PredictorsPointTransformsAndPrecisions) {
@@ -107,6 +117,16 @@ TEST_F(Lossless, APredictorThatDoesNotExistFailsAtTheSecondLine) {
   const Decoded d = decode(losslessStream(Samples({5, 3}, 8), 8, 0), JPEG_COLOR_GRAY);
   EXPECT_EQ(d.data, JPEG_INTERNAL_ERROR);
   EXPECT_EQ(d.lines, 1);
+}
+
+TEST_F(Lossless, RestartsKeepThePredictions) {
+  const Samples image({23, 11}, 8);
+  for (const int interval : {1, 5, 23, 46, 252, 253, 300}) {
+    SCOPED_TRACE(interval);
+    const Decoded d = decode(losslessStream(image, 4, 0, interval), JPEG_COLOR_GRAY);
+    EXPECT_EQ(d.data, 0);
+    EXPECT_EQ(d.pixels, Bytes(image.values.begin(), image.values.end()));
+  }
 }
 
 TEST_F(Lossless, TheEncoderKeepsEveryBit) {
