@@ -12,20 +12,12 @@ namespace {
 constexpr IppStatus kEnded = ippStsJPEGOutOfBufErr;
 constexpr IppStatus kCutOff = ippStsJPEGDCTRangeErr;
 
-constexpr auto kBlock = ippiDecodeHuffman8x8_JPEG_1u16s_C1;
-constexpr auto kOne = ippiDecodeHuffmanOne_JPEG_1u16s_C1;
-constexpr auto kBit = ippiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1;
-constexpr auto kAcFirst = ippiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1;
-constexpr auto kAcRefine = ippiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1;
-
 class Decode : public testing::Test {
  protected:
-  DecodeTable dc{typicalDcTable()}, ac{typicalAcTable()}, full{fullTable()};
-  const HuffmanList list = fullTable();
+  DecodeTable dc{typicalDcTable()}, ac{typicalAcTable()};
   Block block = {};
 
   Cursor typical(const Bytes& segment) { return {dc.get(), ac.get(), segment}; }
-  Cursor withFull(const Bytes& segment) { return {full.get(), full.get(), segment}; }
 };
 
 // DC 5, AC -1 at zig-zag 1 and 3 at zig-zag 20, end of block; a marker; the same again.
@@ -40,11 +32,11 @@ TEST_F(Decode, WorkedBlockMarkerAndEnd) {
   Cursor source = typical(stream);
   for (int pass = 0; pass < 2; ++pass) {
     block.fill(99);
-    EXPECT_EQ(source.call(kBlock, block.data()), 0);
+    EXPECT_EQ(source.call(kDecodeBlock, block.data()), 0);
     EXPECT_EQ(block, blockOf({{0, 5}, {1, -1}, {20, 3}}));
     EXPECT_EQ(source.lastDc, 5);
     for (int again = 0; again < 2; ++again) {  // nothing is read while the marker stands
-      EXPECT_EQ(source.call(kBlock, block.data()), pass == 0 ? kCutOff : kEnded);
+      EXPECT_EQ(source.call(kDecodeBlock, block.data()), pass == 0 ? kCutOff : kEnded);
       EXPECT_EQ(source.position, pass == 0 ? behind : source.length);
     }
     EXPECT_EQ(source.marker, pass == 0 ? 0xD0 : 0);
@@ -57,9 +49,9 @@ TEST_F(Decode, WorkedBlockMarkerAndEnd) {
 
 TEST_F(Decode, StuffedAndFillBytesAndEnds) {
   Cursor stuffed = typical({0xFF, 0x00});
-  for (int i = 0; i < 8; ++i) EXPECT_EQ(stuffed.call(kBit, block.data()), 0);
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(stuffed.call(kDecodeDcRefine, block.data()), 0);
   EXPECT_EQ(stuffed.marker, 0);
-  EXPECT_EQ(stuffed.call(kBit, block.data()), kEnded);
+  EXPECT_EQ(stuffed.call(kDecodeDcRefine, block.data()), kEnded);
   // Fill bytes before a marker are passed over, but in bands. A position outside is the end.
   const auto check = [&](auto decode, bool isBand) {
     Cursor source = typical({0xFF, 0xFF, 0xD9, 0x00});
@@ -73,14 +65,14 @@ TEST_F(Decode, StuffedAndFillBytesAndEnds) {
       EXPECT_EQ(outside.position, position);
     }
   };
-  check(kBlock, false);
-  check(kOne, false);
-  check(kBit, false);
-  check(kAcFirst, true);
+  check(kDecodeBlock, false);
+  check(kDecodeOne, false);
+  check(kDecodeDcRefine, false);
+  check(kDecodeAcFirst, true);
   Cursor cut = typical({0x00, 0xFF}), ones = typical({0xFF, 0x00, 0xFF, 0x00});
-  EXPECT_EQ(cut.call(kBlock, block.data()), kEnded);
+  EXPECT_EQ(cut.call(kDecodeBlock, block.data()), kEnded);
   EXPECT_EQ(cut.position, 2);
-  EXPECT_EQ(ones.call(kBlock, block.data()), kCutOff) << "no code matches";
+  EXPECT_EQ(ones.call(kDecodeBlock, block.data()), kCutOff) << "no code matches";
 }
 
 // The last of a table with a code of 16 ones.
@@ -94,37 +86,36 @@ TEST_F(Decode, CompleteTable) {
       BitMaker().bits(0xFFFF, 16).symbol(complete, 15).bits(0, 15).symbol(complete, 0).segment();
   Cursor source{table.get(), nullptr, segment};
   for (const int expected : {-32768, -32767, 0}) {
-    EXPECT_EQ(source.call(kOne, block.data()), 0);
+    EXPECT_EQ(source.call(kDecodeOne, block.data()), 0);
     EXPECT_EQ(block[0], expected);
   }
 }
 
 // A run that leads past the block puts its value at position 63 and nothing anywhere else.
 TEST_F(Decode, RunPastTheBlock) {
+  const HuffmanList list = fullTable();
+  DecodeTable table(list);
+  // A value behind so many zeros, from `before` on.
+  const auto check = [&](auto decode, BitMaker before, int run, int size, int at62, int at63) {
+    before.symbol(list, 16 * run + size).bits(5, size);
+    for (int i = 0; i < 200; ++i) before.bits(0, 1);  // plain data behind
+    Cursor source{table.get(), table.get(), before.segment()};
+    std::array<Ipp16s, 96> guarded, expected;
+    guarded.fill(0x5A5A);
+    std::fill_n(guarded.begin() + 16, 64, Ipp16s{0});
+    expected = guarded;
+    expected[16 + 62] = Ipp16s(at62);
+    expected[16 + 63] = Ipp16s(at63);
+    EXPECT_EQ(source.call(decode, guarded.data() + 16, {63, 63, 1}), 0);
+    EXPECT_EQ(guarded, expected) << run;
+  };
+  BitMaker to62;  // 48 + 13 zeros
+  to62.symbol(list, 0).symbol(list, 0xF0).symbol(list, 0xF0).symbol(list, 0xF0);
+  to62.symbol(list, 0xD1).bits(1, 1);
   for (int run = 1; run <= 15; ++run) {
-    for (int kind = 0; kind < 3; ++kind) {
-      BitMaker bits;
-      if (kind == 0) {  // 48 + 13 zeros: position 62
-        bits.symbol(list, 0).symbol(list, 0xF0).symbol(list, 0xF0).symbol(list, 0xF0);
-        bits.symbol(list, 0xD1).bits(1, 1);
-      }
-      const int size = kind == 2 ? 1 : 3;
-      bits.symbol(list, 16 * run + size).bits(5, size);
-      for (int i = 0; i < 200; ++i) bits.bits(0, 1);  // plain data behind
-      Cursor source = withFull(bits.segment());
-      std::array<Ipp16s, 96> guarded, expected;
-      guarded.fill(0x5A5A);
-      std::fill_n(guarded.begin() + 16, 64, Ipp16s{0});
-      expected = guarded;
-      expected[16 + 62] = kind == 0 ? 1 : 0;
-      expected[16 + 63] = kind == 0 ? 5 : kind == 1 ? 10 : 2;
-      Ipp16s* out = guarded.data() + 16;
-      EXPECT_EQ(kind == 0   ? source.call(kBlock, out)
-                : kind == 1 ? source.call(kAcFirst, out, {63, 63, 1})
-                            : source.call(kAcRefine, out, {63, 63, 1}),
-                0);
-      EXPECT_EQ(guarded, expected) << kind << " " << run;
-    }
+    check(kDecodeBlock, to62, run, 3, 1, 5);
+    check(kDecodeAcFirst, {}, run, 3, 0, 10);
+    check(kDecodeAcRefine, {}, run, 1, 0, 2);
   }
 }
 

@@ -5,19 +5,12 @@
 
 namespace {
 
-constexpr auto kBlock = ippiEncodeHuffman8x8_JPEG_16s1u_C1;
-constexpr auto kOne = ippiEncodeHuffmanOne_JPEG_16s1u_C1;
-constexpr auto kDcFirst = ippiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1;
-constexpr auto kDcRefine = ippiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1;
-constexpr auto kAcFirst = ippiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1;
-constexpr auto kAcRefine = ippiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1;
-
 TEST(EncodeBlock, WorkedBits) {
   EncodeTable dc(typicalDcTable()), ac(typicalAcTable());
   const auto encoded = [&](const Block& block) {
     Coder scan{dc.get(), ac.get()};
-    EXPECT_EQ(scan.call(kBlock, block.data()), 0);
-    EXPECT_EQ(scan.call(kBlock, nullptr), 0);
+    EXPECT_EQ(scan.call(kEncodeBlock, block.data()), 0);
+    EXPECT_EQ(scan.call(kEncodeBlock, nullptr), 0);
     return scan.written();
   };
   // Codes: DC 0 00, DC 3 100, EOB 1010, 0/1 00, 2/1 11100, F/0 11111111001.
@@ -39,9 +32,9 @@ TEST(EncodeBlock, LargeDifferencesAndSymbolsWithoutCode) {
   EncodeTable full(list), dc(typicalDcTable()), ac(typicalAcTable());
   Coder wide{full.get(), full.get()};
   const Block low = blockOf({{0, -32768}}), high = blockOf({{0, 32767}});
-  EXPECT_EQ(wide.call(kBlock, low.data()), 0);
-  EXPECT_EQ(wide.call(kBlock, high.data()), 0);  // 65535: category 16
-  EXPECT_EQ(wide.call(kBlock, nullptr), 0);
+  EXPECT_EQ(wide.call(kEncodeBlock, low.data()), 0);
+  EXPECT_EQ(wide.call(kEncodeBlock, high.data()), 0);  // 65535: category 16
+  EXPECT_EQ(wide.call(kEncodeBlock, nullptr), 0);
   BitMaker expected;
   for (const unsigned bits : {0x7FFFu, 0xFFFFu})
     expected.symbol(list, 16).bits(bits, 16).symbol(list, 0);
@@ -49,27 +42,27 @@ TEST(EncodeBlock, LargeDifferencesAndSymbolsWithoutCode) {
 
   Coder scan{dc.get(), ac.get()};
   const Block block = blockOf({{1, 1}, {2, 5000}}), steep = blockOf({{0, 5000}});
-  EXPECT_EQ(scan.call(kBlock, block.data()), ippStsJPEGHuffTableErr);
-  EXPECT_EQ(scan.call(kBlock, nullptr), 0);
+  EXPECT_EQ(scan.call(kEncodeBlock, block.data()), ippStsJPEGHuffTableErr);
+  EXPECT_EQ(scan.call(kEncodeBlock, nullptr), 0);
   EXPECT_EQ(scan.written(), BitMaker().bits(0b00001, 5).segment()) << "what came before stays";
-  EXPECT_EQ(scan.call(kBlock, steep.data()), ippStsJPEGHuffTableErr);
+  EXPECT_EQ(scan.call(kEncodeBlock, steep.data()), ippStsJPEGHuffTableErr);
   EXPECT_EQ(scan.lastDc, 5000);
 }
 
 TEST(Flush, PendingBitsAndStuffing) {
-  const Ipp16s bits[] = {0, 1};
+  const Ipp16s bits[] = {0, 2};  // the band's Al is 1
   for (const auto& [bit, bytes] : {std::pair{0, Bytes{0x7F}}, {1, Bytes{0xFF, 0x00}}}) {
     Coder scan{};
-    EXPECT_EQ(scan.call(kDcRefine, nullptr, {0, 0, 0}), 0);
-    EXPECT_EQ(scan.call(kDcRefine, &bits[bit], {0, 0, 0}), 0);
+    EXPECT_EQ(scan.call(kEncodeDcRefine, nullptr), 0);
+    EXPECT_EQ(scan.call(kEncodeDcRefine, &bits[bit]), 0);
     EXPECT_EQ(scan.position, 0);
-    EXPECT_EQ(scan.call(kDcRefine, nullptr, {0, 0, 0}), 0);
-    EXPECT_EQ(scan.call(kDcRefine, nullptr, {0, 0, 0}), 0) << "the state is clear";
+    EXPECT_EQ(scan.call(kEncodeDcRefine, nullptr), 0);
+    EXPECT_EQ(scan.call(kEncodeDcRefine, nullptr), 0) << "the state is clear";
     EXPECT_EQ(scan.written(), bytes);
   }
   Coder full{nullptr, nullptr, 1};
-  for (int i = 0; i < 7; ++i) EXPECT_EQ(full.call(kDcRefine, &bits[1], {0, 0, 0}), 0);
-  EXPECT_EQ(full.call(kDcRefine, &bits[1], {0, 0, 0}), ippStsJPEGOutOfBufErr) << "no room to stuff";
+  for (int i = 0; i < 7; ++i) EXPECT_EQ(full.call(kEncodeDcRefine, &bits[1]), 0);
+  EXPECT_EQ(full.call(kEncodeDcRefine, &bits[1]), ippStsJPEGOutOfBufErr) << "no room to stuff";
   EXPECT_EQ(full.written(), Bytes{0xFF});
   EXPECT_TRUE(full.guarded());
 }
@@ -85,7 +78,7 @@ TEST(EncodeBlock, BufferTooSmall) {
     Coder scan{table.get(), table.get(), capacity};
     IppStatus status = 0;
     for (size_t b = 0; b <= 3 && status == 0; ++b) {
-      status = scan.call(kBlock, b == 3 ? nullptr : blocks[b].data());
+      status = scan.call(kEncodeBlock, b == 3 ? nullptr : blocks[b].data());
     }
     if (expected.empty()) expected = scan.written();
     ASSERT_EQ(status, capacity < expected.size() ? ippStsJPEGOutOfBufErr : 0) << capacity;
@@ -96,7 +89,7 @@ TEST(EncodeBlock, BufferTooSmall) {
   for (const int position : {-1, 17, INT32_MIN, INT32_MAX}) {
     Coder scan{table.get(), table.get(), 16};
     scan.position = position;
-    EXPECT_EQ(scan.call(kBlock, blocks[0].data()), ippStsJPEGOutOfBufErr);
+    EXPECT_EQ(scan.call(kEncodeBlock, blocks[0].data()), ippStsJPEGOutOfBufErr);
     EXPECT_EQ(scan.position, position);
     EXPECT_EQ(scan.bytes, Bytes(32, 0x5A));
   }
@@ -113,47 +106,49 @@ TEST(One, WorkedBitsThereAndBack) {
   Ipp16s value;
   for (const auto& [difference, size, bits] : rows) {
     value = Ipp16s(difference);
-    EXPECT_EQ(scan.call(kOne, &value), 0);
+    EXPECT_EQ(scan.call(kEncodeOne, &value), 0);
     expected.symbol(list, size).bits(unsigned(bits), size == 16 ? 0 : size);
   }
-  EXPECT_EQ(scan.call(kOne, nullptr), 0);
+  EXPECT_EQ(scan.call(kEncodeOne, nullptr), 0);
   EXPECT_EQ(scan.written(), expected.segment());
   Cursor cursor{lookup.get(), nullptr, expected.symbol(list, 200).segment()};
   for (const auto& row : rows) {
-    EXPECT_EQ(cursor.call(ippiDecodeHuffmanOne_JPEG_1u16s_C1, &value), 0);
+    EXPECT_EQ(cursor.call(kDecodeOne, &value), 0);
     EXPECT_EQ(value, row[0]);
   }
-  EXPECT_EQ(cursor.call(ippiDecodeHuffmanOne_JPEG_1u16s_C1, &value), 0);
+  EXPECT_EQ(cursor.call(kDecodeOne, &value), 0);
   EXPECT_EQ(value, -32768) << "any size above 15";
 }
 
 // --- Progressive coding
 
-// The statistics of a band, its table, its segment, and the blocks that a decoder makes of it.
-void transmit(std::vector<Block> blocks, Band band, bool refinement, std::vector<Block>* received) {
-  const auto count = refinement ? ippiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1
-                                : ippiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1;
-  const auto decode = refinement ? ippiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1
-                                 : ippiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1;
-  std::array<int, 256> statistics = {};
-  EncodeState counting;
-  for (size_t b = 0; b <= blocks.size(); ++b) {
-    const auto* block = b == blocks.size() ? nullptr : blocks[b].data();
-    const auto [Ss, Se, Al] = band;
-    ASSERT_EQ(count(block, statistics.data(), Ss, Se, Al, counting.get(), !block), 0);
-  }
-  HuffmanList list{{}, Bytes(256)};
-  ippiEncodeHuffmanRawTableInit_JPEG_8u(statistics.data(), list.bits.data(), list.values.data());
+// A scan of the blocks by `encode`, and what `decode` makes of it.
+template <typename Encode, typename Decode>
+void transmit(Encode encode, Decode decode, const HuffmanList& list, Band band,
+              const std::vector<Block>& blocks, std::vector<Block>* received) {
   EncodeTable codes(list);
   DecodeTable lookup(list);
-  Coder scan{nullptr, codes.get()};
-  for (size_t b = 0; b <= blocks.size(); ++b) {
-    const auto* block = b == blocks.size() ? nullptr : blocks[b].data();
-    ASSERT_EQ(scan.call(refinement ? kAcRefine : kAcFirst, block, band), 0);
-  }
-  Cursor cursor{nullptr, lookup.get(), scan.written()};
+  Coder scan{codes.get(), codes.get()};
+  for (const Block& block : blocks) ASSERT_EQ(scan.call(encode, block.data(), band), 0);
+  ASSERT_EQ(scan.call(encode, nullptr, band), 0);
+  Cursor cursor{lookup.get(), lookup.get(), scan.written()};
   for (Block& block : *received) ASSERT_EQ(cursor.call(decode, block.data(), band), 0);
   EXPECT_EQ(cursor.position, scan.position);
+}
+
+// The same for a band, with the table that its statistics give.
+void transmitBand(bool refinement, Band band, const std::vector<Block>& blocks,
+                  std::vector<Block>* received) {
+  const auto count = refinement ? ippiGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1
+                                : ippiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1;
+  Counter counter;
+  for (const Block& block : blocks) ASSERT_EQ(counter.call(count, block.data(), band), 0);
+  ASSERT_EQ(counter.call(count, nullptr, band), 0);
+  HuffmanList list{{}, Bytes(256)};
+  ippiEncodeHuffmanRawTableInit_JPEG_8u(counter.counts.data(), list.bits.data(),
+                                        list.values.data());
+  transmit(refinement ? kEncodeAcRefine : kEncodeAcFirst,
+           refinement ? kDecodeAcRefine : kDecodeAcFirst, list, band, blocks, received);
 }
 
 TEST(Progressive, RoundTrips) {
@@ -165,36 +160,16 @@ TEST(Progressive, RoundTrips) {
   pictures[2].resize(200);
   for (size_t i = 0; i < 200 * 64; ++i)
     pictures[2][i / 64][i % 64] = Ipp16s(i % 64 * (i / 64) % 3 + 4);
-  for (std::vector<Block>& blocks : pictures) {
-    for (Block& block : blocks) block[0] = 0;
+  for (const std::vector<Block>& blocks : pictures) {
     std::vector<Block> received(blocks.size(), Block{});
-    transmit(blocks, {1, 5, 2}, false, &received);
-    transmit(blocks, {6, 63, 2}, false, &received);
-    transmit(blocks, {1, 63, 1}, true, &received);
-    transmit(blocks, {1, 20, 0}, true, &received);
-    transmit(blocks, {21, 63, 0}, true, &received);
+    transmit(kEncodeDcFirst, kDecodeDcFirst, typicalDcTable(), {0, 0, 1}, blocks, &received);
+    transmit(kEncodeDcRefine, kDecodeDcRefine, {}, {0, 0, 0}, blocks, &received);
+    transmitBand(false, {1, 5, 2}, blocks, &received);
+    transmitBand(false, {6, 63, 2}, blocks, &received);
+    transmitBand(true, {1, 63, 1}, blocks, &received);
+    transmitBand(true, {1, 20, 0}, blocks, &received);
+    transmitBand(true, {21, 63, 0}, blocks, &received);
     EXPECT_EQ(received, blocks);
-  }
-}
-
-TEST(Progressive, DcRoundTrip) {
-  EncodeTable codes(typicalDcTable());
-  DecodeTable lookup(typicalDcTable());
-  const std::vector<Block> blocks = randomBlocks(35, 1000, 10);
-  Coder first{codes.get(), nullptr}, refinement{};
-  for (size_t b = 0; b <= blocks.size(); ++b) {
-    const Ipp16s* block = b == blocks.size() ? nullptr : blocks[b].data();
-    ASSERT_EQ(first.call(kDcFirst, block, {0, 0, 1}), 0);
-    ASSERT_EQ(refinement.call(kDcRefine, block, {0, 0, 0}), 0);
-  }
-  Cursor coarse{lookup.get(), nullptr, first.written()},
-      fine{nullptr, nullptr, refinement.written()};
-  for (const Block& block : blocks) {
-    Ipp16s dc = 0;
-    ASSERT_EQ(coarse.call(ippiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1, &dc, {0, 0, 1}), 0);
-    ASSERT_EQ(dc, block[0] & ~1);
-    ASSERT_EQ(fine.call(ippiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1, &dc, {0, 0, 0}), 0);
-    ASSERT_EQ(dc, block[0]);
   }
 }
 
@@ -204,8 +179,6 @@ TEST(Progressive, WorkedBits) {
   const HuffmanList list = fullTable();
   EncodeTable table(list);
   DecodeTable lookup(list);
-  const auto decode = std::array{ippiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1,
-                                 ippiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1};
   constexpr int k0 = 0x100, k1 = 0x101;
   const Block empty = {};
   const struct {
@@ -231,7 +204,8 @@ TEST(Progressive, WorkedBits) {
   };
   for (const auto& row : rows) {
     Coder scan{nullptr, table.get()};
-    const auto encode = row.refinement ? kAcRefine : kAcFirst;
+    const auto encode = row.refinement ? kEncodeAcRefine : kEncodeAcFirst;
+    const auto decode = row.refinement ? kDecodeAcRefine : kDecodeAcFirst;
     for (const Block& block : row.blocks) EXPECT_EQ(scan.call(encode, block.data()), 0);
     EXPECT_EQ(scan.call(encode, nullptr), 0);
     BitMaker expected;
@@ -245,13 +219,15 @@ TEST(Progressive, WorkedBits) {
         if (row.refinement) decoded[i] = Ipp16s(block[i] / 4 * 4);  // from the scan before
         known[i] = Ipp16s(block[i] / 2 * 2);
       }
-      EXPECT_EQ(cursor.call(decode[row.refinement], decoded.data()), 0);
+      EXPECT_EQ(cursor.call(decode, decoded.data()), 0);
       EXPECT_EQ(decoded, known) << &row - rows;
     }
   }
 }
 
 TEST(Progressive, CategoryAndRunLimits) {
+  constexpr auto kCount = ippiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1;
+  constexpr Band kBand = {1, 63, 0};
   EncodeTable table(fullTable());
   const struct {
     int value;
@@ -260,25 +236,18 @@ TEST(Progressive, CategoryAndRunLimits) {
               {1024, 0, ippStsJPEGDCTRangeErr},
               {2047, 0, ippStsJPEGDCTRangeErr},
               {-2048, ippStsJPEGDCTRangeErr, ippStsJPEGDCTRangeErr}};
-  for (const auto& row : rows) {
-    const Block block = blockOf({{1, row.value}});
-    std::array<int, 256> counts = {};
-    EncodeState state;
+  for (const auto& [value, coded, counted] : rows) {
+    const Block block = blockOf({{1, value}});
     Coder scan{nullptr, table.get()};
-    EXPECT_EQ(scan.call(kAcFirst, block.data(), {1, 63, 0}), row.coded);
-    EXPECT_EQ(ippiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(block.data(), counts.data(), 1, 63, 0,
-                                                              state.get(), 0),
-              row.counted);
+    EXPECT_EQ(scan.call(kEncodeAcFirst, block.data(), kBand), coded);
+    EXPECT_EQ(Counter().call(kCount, block.data(), kBand), counted);
   }
-  std::array<int, 256> statistics = {};
-  EncodeState state;
-  const Block empty = {};
+  Counter empty;
   for (int b = 0; b < 32767; ++b) {
-    EXPECT_EQ(statistics[0xE0], 0);
-    ippiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(empty.data(), statistics.data(), 1, 63, 0,
-                                                    state.get(), 0);
+    EXPECT_EQ(empty.counts[0xE0], 0);
+    empty.call(kCount, Block{}.data(), kBand);
   }
-  EXPECT_EQ(statistics[0xE0], 1) << "written with the block that completes it";
+  EXPECT_EQ(empty.counts[0xE0], 1) << "written with the block that completes it";
 }
 
 }  // namespace

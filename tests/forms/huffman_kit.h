@@ -3,7 +3,6 @@
 #define QRX_TESTS_FORMS_HUFFMAN_KIT_H_
 
 #include <array>
-#include <cstdint>
 #include <random>
 #include <stdexcept>
 #include <type_traits>
@@ -46,41 +45,31 @@ inline HuffmanList fullTable() {
   return list;
 }
 
-// Records at an odd address, since they need no alignment.
-template <typename Record, IppStatus (*getSize)(int*)>
-class RecordMemory {
- public:
-  RecordMemory() {
-    int size = 0;
-    getSize(&size);
-    memory_.assign(static_cast<size_t>(size) + 1, 0xA5);
-  }
-  Record* get() { return reinterpret_cast<Record*>(memory_.data() + 1); }
+inline size_t recordSize(IppStatus (*getSize)(int*)) {
+  int size = 0;
+  getSize(&size);
+  return static_cast<size_t>(size);
+}
 
- private:
-  Bytes memory_;
-};
+// A record at an odd address, since records need no alignment. Tables are made of a list.
+template <typename Record, auto getSize, auto init>
+struct RecordMemory {
+  RecordMemory() : status(init(get())) {}
+  explicit RecordMemory(const HuffmanList& list)
+      : status(init(list.bits.data(), list.values.data(), get())) {}
+  Record* get() { return reinterpret_cast<Record*>(memory.data() + 1); }
 
-template <typename Record, IppStatus (*getSize)(int*),
-          IppStatus (*init)(const Ipp8u*, const Ipp8u*, Record*)>
-struct TableMemory : RecordMemory<Record, getSize> {
-  explicit TableMemory(const HuffmanList& list)
-      : status(init(list.bits.data(), list.values.data(), this->get())) {}
+  Bytes memory = Bytes(recordSize(getSize) + 1, 0xA5);
   IppStatus status;
 };
-using EncodeTable = TableMemory<IppiEncodeHuffmanSpec, ippiEncodeHuffmanSpecGetBufSize_JPEG_8u,
-                                ippiEncodeHuffmanSpecInit_JPEG_8u>;
-using DecodeTable = TableMemory<IppiDecodeHuffmanSpec, ippiDecodeHuffmanSpecGetBufSize_JPEG_8u,
-                                ippiDecodeHuffmanSpecInit_JPEG_8u>;
-
-template <typename Record, IppStatus (*getSize)(int*), IppStatus (*init)(Record*)>
-struct StateMemory : RecordMemory<Record, getSize> {
-  StateMemory() { init(this->get()); }
-};
-using EncodeState = StateMemory<IppiEncodeHuffmanState, ippiEncodeHuffmanStateGetBufSize_JPEG_8u,
-                                ippiEncodeHuffmanStateInit_JPEG_8u>;
-using DecodeState = StateMemory<IppiDecodeHuffmanState, ippiDecodeHuffmanStateGetBufSize_JPEG_8u,
-                                ippiDecodeHuffmanStateInit_JPEG_8u>;
+using EncodeTable = RecordMemory<IppiEncodeHuffmanSpec, ippiEncodeHuffmanSpecGetBufSize_JPEG_8u,
+                                 ippiEncodeHuffmanSpecInit_JPEG_8u>;
+using DecodeTable = RecordMemory<IppiDecodeHuffmanSpec, ippiDecodeHuffmanSpecGetBufSize_JPEG_8u,
+                                 ippiDecodeHuffmanSpecInit_JPEG_8u>;
+using EncodeState = RecordMemory<IppiEncodeHuffmanState, ippiEncodeHuffmanStateGetBufSize_JPEG_8u,
+                                 ippiEncodeHuffmanStateInit_JPEG_8u>;
+using DecodeState = RecordMemory<IppiDecodeHuffmanState, ippiDecodeHuffmanStateGetBufSize_JPEG_8u,
+                                 ippiDecodeHuffmanStateInit_JPEG_8u>;
 
 // Natural index by zig-zag place (T.81 figure A.6).
 inline constexpr size_t kNatural[64] = {
@@ -115,6 +104,24 @@ struct Band {
   int Ss = 1, Se = 63, Al = 1;
 };
 
+// The coders and decoders by short names.
+inline constexpr auto kEncodeBlock = ippiEncodeHuffman8x8_JPEG_16s1u_C1;
+inline constexpr auto kEncodeOne = ippiEncodeHuffmanOne_JPEG_16s1u_C1;
+inline constexpr auto kEncodeDcFirst = ippiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1;
+inline constexpr auto kEncodeDcRefine = ippiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1;
+inline constexpr auto kEncodeAcFirst = ippiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1;
+inline constexpr auto kEncodeAcRefine = ippiEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1;
+inline constexpr auto kDecodeBlock = ippiDecodeHuffman8x8_JPEG_1u16s_C1;
+inline constexpr auto kDecodeOne = ippiDecodeHuffmanOne_JPEG_1u16s_C1;
+inline constexpr auto kDecodeDcFirst = ippiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1;
+inline constexpr auto kDecodeDcRefine = ippiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1;
+inline constexpr auto kDecodeAcFirst = ippiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1;
+inline constexpr auto kDecodeAcRefine = ippiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1;
+
+// Whether F is the type of `function` and of those with its signature.
+template <typename F, auto function>
+inline constexpr bool kIs = std::is_same_v<F, decltype(function)>;
+
 // A coder's destination with its state, for one scan: guard bytes stand behind the capacity.
 struct Coder {
   const IppiEncodeHuffmanSpec *dc, *ac;
@@ -133,17 +140,32 @@ struct Coder {
     const auto with = [&](auto... rest) -> IppStatus {
       return f(block, bytes.data(), int(capacity), &position, rest..., state.get(), !block);
     };
-    if constexpr (std::is_same_v<F, decltype(&ippiEncodeHuffman8x8_JPEG_16s1u_C1)>) {
+    if constexpr (kIs<F, kEncodeBlock>) {
       return with(&lastDc, dc, ac);
-    } else if constexpr (std::is_same_v<F, decltype(&ippiEncodeHuffmanOne_JPEG_16s1u_C1)>) {
+    } else if constexpr (kIs<F, kEncodeOne>) {
       return with(dc);
-    } else if constexpr (std::is_same_v<F, decltype(&ippiEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1)>) {
+    } else if constexpr (kIs<F, kEncodeDcFirst>) {
       return with(&lastDc, band.Al, dc);
-    } else if constexpr (std::is_same_v<F,
-                                        decltype(&ippiEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1)>) {
+    } else if constexpr (kIs<F, kEncodeDcRefine>) {
       return with(band.Al);
     } else {
       return with(band.Ss, band.Se, band.Al, ac);
+    }
+  }
+};
+
+// The statistics of a scan.
+struct Counter {
+  std::array<int, 256> counts = {};
+  Ipp16s lastDc = 0;
+  EncodeState state = {};
+
+  template <typename F>
+  IppStatus call(F f, const Ipp16s* block, Band band = {}) {
+    if constexpr (kIs<F, ippiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1>) {
+      return f(block, counts.data(), &lastDc, band.Al);
+    } else {
+      return f(block, counts.data(), band.Ss, band.Se, band.Al, state.get(), !block);
     }
   }
 };
@@ -163,14 +185,13 @@ struct Cursor {
     const auto with = [&](auto... rest) -> IppStatus {
       return f(bytes.data(), length, &position, out, rest..., state.get());
     };
-    if constexpr (std::is_same_v<F, decltype(&ippiDecodeHuffman8x8_JPEG_1u16s_C1)>) {
+    if constexpr (kIs<F, kDecodeBlock>) {
       return with(&lastDc, &marker, dc, ac);
-    } else if constexpr (std::is_same_v<F, decltype(&ippiDecodeHuffmanOne_JPEG_1u16s_C1)>) {
+    } else if constexpr (kIs<F, kDecodeOne>) {
       return with(&marker, dc);
-    } else if constexpr (std::is_same_v<F, decltype(&ippiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1)>) {
+    } else if constexpr (kIs<F, kDecodeDcFirst>) {
       return with(&lastDc, &marker, band.Al, dc);
-    } else if constexpr (std::is_same_v<F,
-                                        decltype(&ippiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1)>) {
+    } else if constexpr (kIs<F, kDecodeDcRefine>) {
       return with(&marker, band.Al);
     } else {
       return with(&marker, band.Ss, band.Se, band.Al, ac);
