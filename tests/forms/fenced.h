@@ -6,6 +6,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <new>
+#include <span>
+
 enum class Fence { kBefore, kAfter };
 
 class FencedBytes {
@@ -14,26 +17,22 @@ class FencedBytes {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const size_t inner = (size + page - 1) / page * page;
     length_ = inner + 2 * page;
-    void* memory =
-        mmap(nullptr, length_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) return;
-    begin_ = static_cast<unsigned char*>(memory);
-    mprotect(begin_, page, PROT_NONE);
-    mprotect(begin_ + page + inner, page, PROT_NONE);
-    data_ = begin_ + page + (fence == Fence::kAfter ? inner - size : 0);
+    mapped_ = mmap(nullptr, length_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped_ == MAP_FAILED) throw std::bad_alloc();
+    auto* const first = static_cast<unsigned char*>(mapped_) + page;
+    mprotect(mapped_, page, PROT_NONE);
+    mprotect(first + inner, page, PROT_NONE);
+    bytes = {first + (fence == Fence::kAfter ? inner - size : 0), size};
   }
   FencedBytes(const FencedBytes&) = delete;
   FencedBytes& operator=(const FencedBytes&) = delete;
-  ~FencedBytes() {
-    if (begin_ != nullptr) munmap(begin_, length_);
-  }
+  ~FencedBytes() { munmap(mapped_, length_); }
 
-  unsigned char* data() { return data_; }
+  std::span<unsigned char> bytes;
 
  private:
-  size_t length_ = 0;
-  unsigned char* begin_ = nullptr;
-  unsigned char* data_ = nullptr;
+  size_t length_;
+  void* mapped_;
 };
 
 #endif  // QRX_TESTS_FORMS_FENCED_H_
