@@ -51,17 +51,9 @@ TEST(Transform, WorkedBlocks) {
   extreme[27] = -32768;
   extreme[63] = 777;
   auto clipped = filled<Samples>(255);
-  for (const auto& [place, value] : {std::pair{26, 241},
-                                     {32, 4},
-                                     {37, 127},
-                                     {40, 48},
-                                     {48, 245},
-                                     {57, 128},
-                                     {58, 128},
-                                     {59, 128},
-                                     {63, 128}}) {
-    clipped[size_t(place)] = Ipp8u(value);
-  }
+  const int inside[][2] = {{26, 241}, {32, 4},   {37, 127}, {40, 48}, {48, 245},
+                           {57, 128}, {58, 128}, {59, 128}, {63, 128}};
+  for (const auto& [place, value] : inside) clipped[size_t(place)] = Ipp8u(value);
   EXPECT_EQ(inverse(extreme), clipped);
 }
 
