@@ -97,8 +97,7 @@ TEST_F(Checks, Images) {
   expectOrder("0n 2n 2n4 4z", ippiCopy_8u_C4P4R);
   expectOrder("2n 0n 0n3 0!4 4z", ippiCopy_8u_P3C3R);
   expectOrder("2n 0n 0n4 4z", ippiCopy_8u_P4C4R);
-  expectOrder("0n 2n 4z 1t 3t", ippiConvert_8u16s_C1R);
-  expectOrder("0n 2n 4z 1t 3t", ippiConvert_16s8u_C1R);
+  expectOrder("0n 2n 4z 1t 3t", ippiConvert_8u16s_C1R, ippiConvert_16s8u_C1R);
 }
 
 TEST_F(Checks, VectorsTransformsTables) {
@@ -112,16 +111,13 @@ TEST_F(Checks, VectorsTransformsTables) {
   expectOrder("0n 2n 1t 3n", ippiDCTQuantFwd8x8LS_JPEG_8u16s_C1R);
   expectOrder("0n 1n 2t 3n", ippiDCTQuantInv8x8LS_JPEG_16s8u_C1R);
   expectOrder("0n 1a 1a-1", ippiQuantFwdRawTableInit_JPEG_8u);
-  expectOrder("0n 1n", ippiQuantFwdTableInit_JPEG_8u16u);
-  expectOrder("0n 1n", ippiQuantInvTableInit_JPEG_8u16u);
-  expectOrder("0n 1n 2n", ippiEncodeHuffmanRawTableInit_JPEG_8u);
-  expectOrder("0n 1n 2n", ippiEncodeHuffmanSpecInit_JPEG_8u);
-  expectOrder("0n 1n 2n", ippiDecodeHuffmanSpecInit_JPEG_8u);
+  expectOrder("0n 1n", ippiQuantFwdTableInit_JPEG_8u16u, ippiQuantInvTableInit_JPEG_8u16u);
+  expectOrder("0n 1n 2n", ippiEncodeHuffmanRawTableInit_JPEG_8u, ippiEncodeHuffmanSpecInit_JPEG_8u,
+              ippiDecodeHuffmanSpecInit_JPEG_8u);
   expectOrder("0n", ippiEncodeHuffmanSpecGetBufSize_JPEG_8u,
               ippiEncodeHuffmanStateGetBufSize_JPEG_8u, ippiDecodeHuffmanSpecGetBufSize_JPEG_8u,
-              ippiDecodeHuffmanStateGetBufSize_JPEG_8u);
-  expectOrder("0n", ippiEncodeHuffmanStateInit_JPEG_8u);
-  expectOrder("0n", ippiDecodeHuffmanStateInit_JPEG_8u);
+              ippiDecodeHuffmanStateGetBufSize_JPEG_8u, ippiEncodeHuffmanStateInit_JPEG_8u,
+              ippiDecodeHuffmanStateInit_JPEG_8u);
 }
 
 // The last argument but for the statistics' is the flush, which needs no block and no tables.

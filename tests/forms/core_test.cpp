@@ -3,12 +3,10 @@
 
 #include <array>
 #include <climits>
-#include <cstdlib>
-#include <cstring>
 #include <map>
 #include <set>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "primitives/core/cache.h"
 #include "qrx/primitives.h"
@@ -163,13 +161,15 @@ TEST(Tables, HoldTheFormsOfTheirSlots) {
 
 using Leaves = std::map<std::pair<uint32_t, uint32_t>, CpuidRegisters>;
 
-CacheSize cacheOf(const Leaves& machine) {
-  static const Leaves* leaves;
-  leaves = &machine;
-  return largestCache([](uint32_t leaf, uint32_t subleaf) {
-    const auto found = leaves->find({leaf, subleaf});
-    return found == leaves->end() ? CpuidRegisters{} : found->second;
+// In KiB; the status if there is none.
+int cacheOf(uint32_t highestLeaf, Leaves machine) {
+  static Leaves leaves;
+  leaves = std::move(machine);
+  leaves[{0, 0}] = {highestLeaf, 0, 0, 0};
+  const CacheSize size = largestCache([](uint32_t leaf, uint32_t subleaf) {
+    return leaves[{leaf, subleaf}];
   });
+  return size.status == 0 ? size.bytes >> 10 : size.status;
 }
 
 // Type, ways, partitions, line size, sets.
@@ -178,32 +178,23 @@ CpuidRegisters cacheLeaf(uint32_t type, uint32_t ways, uint32_t partitions, uint
   return {type | 0x1C004000, (ways - 1) << 22 | (partitions - 1) << 12 | (line - 1), sets - 1, 0};
 }
 
-TEST(LargestCache, Leaf4) {
-  const CacheSize size = cacheOf({{{0, 0}, {11, 0, 0, 0}},
-                                  {{4, 0}, cacheLeaf(1, 8, 1, 64, 64)},
-                                  {{4, 1}, cacheLeaf(2, 16, 1, 64, 65536)},  // instructions
-                                  {{4, 2}, cacheLeaf(3, 16, 2, 64, 4096)},
-                                  {{4, 3}, cacheLeaf(3, 4, 1, 64, 1024)},
-                                  {{4, 5}, cacheLeaf(3, 16, 1, 64, 65536)}});  // behind the end
-  EXPECT_EQ(size.status, 0);
-  EXPECT_EQ(size.bytes, 8 << 20);
-  EXPECT_EQ(cacheOf({{{0, 0}, {4, 0, 0, 0}}}).status, ippStsUnknownCacheSize);
-  EXPECT_EQ(cacheOf({{{0, 0}, {4, 0, 0, 0}}, {{4, 0}, cacheLeaf(2, 8, 1, 64, 64)}}).status,
-            ippStsUnknownCacheSize);
-}
-
-TEST(LargestCache, Leaf2) {
-  const auto size = [](CpuidRegisters registers) {
-    return cacheOf({{{0, 0}, {2, 0, 0, 0}}, {{2, 0}, registers}});
-  };
-  EXPECT_EQ(size({0x665B5001, 0, 0, 0x007A7040}).bytes, 256 << 10);
-  EXPECT_EQ(size({0x00000001, 0x0000007A, 0x000000EC, 0}).bytes, 24 << 20);
-  EXPECT_EQ(size({0x00000001, 0x0000007A, 0x800000EC, 0}).bytes, 256 << 10) << "not valid";
-  EXPECT_EQ(size({0x00004101, 0, 0, 0}).bytes, 128 << 10) << "the last row";
-  EXPECT_EQ(size({0x00003D01, 0x21, 0, 0}).bytes, 384 << 10);
-  EXPECT_EQ(size({0x00000001, 0x01, 0x02, 0x03}).status, ippStsUnknownCacheSize);
-  EXPECT_EQ(size({0x0000EC02, 0, 0, 0}).status, ippStsUnknownCacheSize);
-  EXPECT_EQ(cacheOf({{{0, 0}, {1, 0, 0, 0}}}).status, ippStsNotSupportedCpu);
+TEST(LargestCache, ByLeaf) {
+  const CpuidRegisters instructions = cacheLeaf(2, 16, 1, 64, 65536);
+  EXPECT_EQ(cacheOf(11, {{{4, 0}, cacheLeaf(1, 8, 1, 64, 64)},
+                         {{4, 1}, instructions},
+                         {{4, 2}, cacheLeaf(3, 16, 2, 64, 4096)},
+                         {{4, 3}, cacheLeaf(3, 4, 1, 64, 1024)},
+                         {{4, 5}, cacheLeaf(3, 16, 1, 64, 65536)}}),  // behind the end
+            8 << 10);
+  EXPECT_EQ(cacheOf(4, {{{4, 0}, instructions}}), ippStsUnknownCacheSize);
+  EXPECT_EQ(cacheOf(2, {{{2, 0}, {0x665B5001, 0, 0, 0x007A7040}}}), 256);
+  EXPECT_EQ(cacheOf(2, {{{2, 0}, {0x00000001, 0x0000007A, 0x000000EC, 0}}}), 24 << 10);
+  EXPECT_EQ(cacheOf(2, {{{2, 0}, {0x00000001, 0x0000007A, 0x800000EC, 0}}}), 256) << "not valid";
+  EXPECT_EQ(cacheOf(2, {{{2, 0}, {0x00004101, 0, 0, 0}}}), 128) << "the last row";
+  EXPECT_EQ(cacheOf(3, {{{2, 0}, {0x00003D01, 0x21, 0, 0}}}), 384);
+  EXPECT_EQ(cacheOf(2, {{{2, 0}, {0x00000001, 0x01, 0x02, 0x03}}}), ippStsUnknownCacheSize);
+  EXPECT_EQ(cacheOf(2, {{{2, 0}, {0x0000EC02, 0, 0, 0}}}), ippStsUnknownCacheSize);
+  EXPECT_EQ(cacheOf(1, {}), ippStsNotSupportedCpu);
 }
 
 // --- Allocator

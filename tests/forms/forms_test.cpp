@@ -1,23 +1,26 @@
 // Every distinct form of every primitive against the scalar reference: random and extreme data,
 // odd sizes, steps and offsets, and nothing read or written outside of images.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <deque>
+#include <new>
 #include <set>
+#include <span>
 #include <string>
+#include <tuple>
 #include <type_traits>
 
-#include "tests/forms/compare_huffman.h"
-#include "tests/forms/fenced.h"
+#include "tests/forms/huffman_kit.h"
 #include "tests/forms/slots.h"
 
 #define QRX_FORM ref
 #include "primitives/form.h"
 
 namespace {
-
-using entropy::compare;
 
 Random& randomness() {
   static Random generator(20);
@@ -35,6 +38,33 @@ Bytes testBytes(size_t size) {
   }
   return bytes;
 }
+
+// Memory that begins or ends at a page that nobody may touch.
+enum class Fence { kBefore, kAfter };
+
+class FencedBytes {
+ public:
+  FencedBytes(size_t size, Fence fence) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t inner = (size + page - 1) / page * page;
+    length_ = inner + 2 * page;
+    mapped_ = mmap(nullptr, length_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped_ == MAP_FAILED) throw std::bad_alloc();
+    auto* const first = static_cast<unsigned char*>(mapped_) + page;
+    mprotect(mapped_, page, PROT_NONE);
+    mprotect(first + inner, page, PROT_NONE);
+    bytes = {first + (fence == Fence::kAfter ? inner - size : 0), size};
+  }
+  FencedBytes(const FencedBytes&) = delete;
+  FencedBytes& operator=(const FencedBytes&) = delete;
+  ~FencedBytes() { munmap(mapped_, length_); }
+
+  std::span<unsigned char> bytes;
+
+ private:
+  size_t length_;
+  void* mapped_;
+};
 
 // Rows of pixels in memory of their exact size, beside pages that cannot be touched. A pointer to
 // pointers has a plane for each channel.
@@ -256,6 +286,145 @@ void compare(OtherRow form, OtherRow reference) {
 
 using Version = const IppLibraryVersion* (*)();
 void compare(Version form, Version) { EXPECT_STREQ(form()->BuildDate, "Sep 24 2012"); }
+
+// --- Huffman coding. The decoders are fed scans with damage of all kinds; what counts for them is
+// status and decoded values, since a form may read further ahead than another.
+
+// The statuses of all calls, the bytes and the final position.
+template <typename F>
+std::tuple<std::vector<IppStatus>, Bytes, int> encodeScan(F f, const std::vector<Block>& blocks,
+                                                          EncodeTable& table, int capacity) {
+  Coder coder{table.get(), table.get(), size_t(capacity)};
+  std::vector<IppStatus> statuses;
+  Bytes memory(129);  // blocks at an odd address
+  const auto* block = reinterpret_cast<const Ipp16s*>(memory.data() + 1);
+  for (const Block& source : blocks) {
+    std::memcpy(memory.data() + 1, &source, sizeof source);
+    statuses.push_back(coder.call(f, block, {1, 60, 1}));
+  }
+  statuses.push_back(coder.call(f, nullptr));
+  EXPECT_TRUE(coder.guarded());
+  return {statuses, coder.bytes, coder.position};
+}
+
+// Room for everything, and too little by a few and by many bytes.
+template <typename... Rest>
+using Encode = IppStatus (*)(const Ipp16s*, Ipp8u*, int, int*, Rest...);
+template <typename... Rest>
+void compare(Encode<Rest...> form, Encode<Rest...> reference) {
+  std::vector<Block> blocks = randomBlocks(1, 300, 10);
+  blocks.resize(500);  // an end-of-band run
+  for (const Block& block : randomBlocks(2, 100, 15)) blocks.push_back(block);
+  for (const HuffmanList& list : {fullTable(), typicalAcTable()}) {  // the second lacks categories
+    EncodeTable table(list);
+    const int whole = std::get<int>(encodeScan(reference, blocks, table, 1 << 17));
+    for (const int missing : {whole - (1 << 17), 1, 2, 7, 9, 25, 600}) {
+      const int capacity = std::max(1, whole - missing);
+      EXPECT_EQ(encodeScan(reference, blocks, table, capacity),
+                encodeScan(form, blocks, table, capacity));
+    }
+  }
+}
+
+template <typename... Rest>
+using Count = IppStatus (*)(const Ipp16s*, int*, Rest...);
+template <typename... Rest>
+void compare(Count<Rest...> form, Count<Rest...> reference) {
+  Counter expected, actual;
+  for (const Block& source : randomBlocks(7, 300, 12)) {
+    const Ipp16s* block = source[0] % 8 == 0 ? nullptr : source.data();
+    EXPECT_EQ(expected.call(reference, block), actual.call(form, block));
+  }
+  EXPECT_EQ(expected.lastDc, actual.lastDc);
+  EXPECT_EQ(expected.counts, actual.counts);
+}
+
+// A scan, decoded block by block until the first failure.
+template <typename F>
+std::vector<Ipp16s> decodeScan(F f, const Bytes& stream, DecodeTable& table) {
+  Cursor cursor{table.get(), table.get(), stream};
+  std::vector<Ipp16s> result;
+  IppStatus status = 0;
+  for (size_t b = 0; b < 200 && status == 0; ++b) {
+    Block block;  // a pattern for refinements to work on; others overwrite it
+    for (size_t i = 0; i < 64; ++i) block[i] = Ipp16s(i * (b + 1) % 5 == 0 ? int(i * 8) - 256 : 0);
+    status = cursor.call(f, block.data(), {1, 63, 2});
+    result.insert(result.end(), block.begin(), block.end());
+    result.insert(result.end(), {cursor.lastDc, static_cast<Ipp16s>(status)});
+    EXPECT_TRUE(cursor.position >= 0 && cursor.position <= cursor.length);
+  }
+  return result;
+}
+
+Bytes damaged(const Bytes& stream, Random* random) {
+  Bytes result = stream;
+  const size_t place = (*random)() % result.size();
+  switch ((*random)() % 6) {
+    case 0: result.resize(place); break;
+    case 1: result[place] = Ipp8u(result[place] ^ 1u << (*random)() % 8); break;
+    case 2: result[place] = 0xFF; break;
+    case 3: result.insert(result.begin() + long(place), {0xFF, 0xD9}); break;
+    case 4: result.insert(result.begin() + long(place), {0xFF, 0xFF, 0xFF}); break;
+    default:
+      for (size_t i = place; i < result.size(); ++i) result[i] = Ipp8u((*random)());
+  }
+  if ((*random)() % 4 == 0) result.push_back(0xFF);
+  return result.empty() ? Bytes{0} : result;
+}
+
+// A baseline scan, and noise with stuffing.
+template <typename... Rest>
+using Decode = IppStatus (*)(const Ipp8u*, int, int*, Ipp16s*, Rest...);
+template <typename... Rest>
+void compare(Decode<Rest...> form, Decode<Rest...> reference) {
+  EncodeTable codes(fullTable());
+  Coder scan{codes.get(), codes.get()};
+  for (const Block& block : randomBlocks(8, 200, 10)) scan.call(kEncodeBlock, block.data());
+  Random random(5);
+  BitMaker noise;
+  for (int i = 0; i < 4000; ++i) noise.bits(unsigned(random()), 8);
+  for (const Bytes& stream : {scan.written(), noise.segment()}) {
+    for (const HuffmanList& list : {fullTable(), typicalAcTable(), typicalDcTable()}) {
+      DecodeTable table(list);
+      for (int trial = 0; trial < 150; ++trial) {
+        const Bytes input = trial == 0 ? stream : damaged(stream, &random);
+        ASSERT_EQ(decodeScan(reference, input, table), decodeScan(form, input, table)) << trial;
+      }
+    }
+  }
+}
+
+using ListInit = IppStatus (*)(const int*, Ipp8u*, Ipp8u*);
+void compare(ListInit form, ListInit reference) {
+  for (unsigned trial = 0; trial < 50; ++trial) {
+    std::array<int, 256> statistics = {};
+    for (int& count : statistics) {
+      if (randomness()() % 50 < trial) count = int(randomness()() >> randomness()() % 32);
+    }
+    compareOnRow<Ipp8u>(form, reference, 272, [&](ListInit f, Ipp8u* out) {
+      return f(statistics.data(), out, out + 16);
+    });
+  }
+}
+
+template <typename Record>
+using TableInit = IppStatus (*)(const Ipp8u*, const Ipp8u*, Record*);
+template <typename Record>
+void compare(TableInit<Record> form, TableInit<Record> reference) {
+  for (int trial = 0; trial < 200; ++trial) {
+    HuffmanList list = trial % 2 == 0 ? typicalAcTable() : fullTable();
+    if (trial > 1) list.bits[randomness()() % 16] = Ipp8u(randomness()() % 40);
+    list.values.resize(16 * 255);
+    compareOnRow<Record>(form, reference, sizeof(Record), [&](auto f, Record* out) {
+      return f(list.bits.data(), list.values.data(), out);
+    });
+  }
+}
+
+template <typename Record>
+void compare(IppStatus (*form)(Record*), IppStatus (*reference)(Record*)) {
+  compareOnRow<Record>(form, reference, sizeof(Record), [](auto f, Record* out) { return f(out); });
+}
 
 template <typename F>
 void compareAll(const F (&table)[7], F reference) {

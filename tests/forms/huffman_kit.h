@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "primitives/huffman/records.h"
 #include "qrx/primitives.h"
 
 using Block = std::array<Ipp16s, 64>;
@@ -45,31 +46,21 @@ inline HuffmanList fullTable() {
   return list;
 }
 
-inline size_t recordSize(IppStatus (*getSize)(int*)) {
-  int size = 0;
-  getSize(&size);
-  return static_cast<size_t>(size);
-}
-
 // A record at an odd address, since records need no alignment. Tables are made of a list.
-template <typename Record, auto getSize, auto init>
+template <typename Record, auto init>
 struct RecordMemory {
   RecordMemory() : status(init(get())) {}
   explicit RecordMemory(const HuffmanList& list)
       : status(init(list.bits.data(), list.values.data(), get())) {}
   Record* get() { return reinterpret_cast<Record*>(memory.data() + 1); }
 
-  Bytes memory = Bytes(recordSize(getSize) + 1, 0xA5);
+  Bytes memory = Bytes(sizeof(Record) + 1, 0xA5);
   IppStatus status;
 };
-using EncodeTable = RecordMemory<IppiEncodeHuffmanSpec, ippiEncodeHuffmanSpecGetBufSize_JPEG_8u,
-                                 ippiEncodeHuffmanSpecInit_JPEG_8u>;
-using DecodeTable = RecordMemory<IppiDecodeHuffmanSpec, ippiDecodeHuffmanSpecGetBufSize_JPEG_8u,
-                                 ippiDecodeHuffmanSpecInit_JPEG_8u>;
-using EncodeState = RecordMemory<IppiEncodeHuffmanState, ippiEncodeHuffmanStateGetBufSize_JPEG_8u,
-                                 ippiEncodeHuffmanStateInit_JPEG_8u>;
-using DecodeState = RecordMemory<IppiDecodeHuffmanState, ippiDecodeHuffmanStateGetBufSize_JPEG_8u,
-                                 ippiDecodeHuffmanStateInit_JPEG_8u>;
+using EncodeTable = RecordMemory<IppiEncodeHuffmanSpec, ippiEncodeHuffmanSpecInit_JPEG_8u>;
+using DecodeTable = RecordMemory<IppiDecodeHuffmanSpec, ippiDecodeHuffmanSpecInit_JPEG_8u>;
+using EncodeState = RecordMemory<IppiEncodeHuffmanState, ippiEncodeHuffmanStateInit_JPEG_8u>;
+using DecodeState = RecordMemory<IppiDecodeHuffmanState, ippiDecodeHuffmanStateInit_JPEG_8u>;
 
 // Natural index by zig-zag place (T.81 figure A.6).
 inline constexpr size_t kNatural[64] = {
