@@ -3,6 +3,7 @@
 
 #include <array>
 #include <climits>
+#include <cstdlib>
 #include <map>
 #include <set>
 #include <string>
@@ -68,17 +69,13 @@ TEST_F(Core, SelectsTheBestForm) {
   EXPECT_TRUE(best <= 3 || ippJumpIndexForMergedLibs == best);
   EXPECT_EQ(ippStaticInit(), __builtin_cpu_is("intel") ? 0 : ippStsOtherVendorCpu);
 
-  const std::pair<uint64_t, Selected> cases[] = {
-      {0xFFFF, {6, 0, 0xEFFF}},
-      {0x7FFF, {5, 0, 0x6FDF}},         // no AVX2, or no FMA, BMI1 or BMI2
-      {0xFFFF - 0x200, {4, 0, 0xCDF}},  // the system does not save the AVX state
-      {0xFFFF - 0x100, {4, 0, 0xCDF}},
-      {0x3F, {3, 1, 0x3F}},
-      {0x1F, {2, 0, 0x1F}},
-      {0x2F, {1, 0, 0x7}},  // MOVBE without SSSE3
-      {0x7, {1, 0, 0x7}},
-      {0x8303, {6, 0, 0x8303}},
-      {0x3, {0, 0, 0x3}}};
+  // All; without AVX2, or FMA, BMI1 or BMI2; without one of AVX and the system's saving of its
+  // state; with MOVBE and SSSE3, and with one of them; with little but AVX2; with hardly anything.
+  const std::pair<uint64_t, Selected> cases[] = {{0xFFFF, {6, 0, 0xEFFF}}, {0x7FFF, {5, 0, 0x6FDF}},
+                                                 {0xFDFF, {4, 0, 0xCDF}},  {0xFEFF, {4, 0, 0xCDF}},
+                                                 {0x3F, {3, 1, 0x3F}},     {0x1F, {2, 0, 0x1F}},
+                                                 {0x2F, {1, 0, 0x7}},      {0x7, {1, 0, 0x7}},
+                                                 {0x8303, {6, 0, 0x8303}}, {0x3, {0, 0, 0x3}}};
   for (const auto& [features, expected] : cases) {
     EXPECT_EQ(select(features), expected) << std::hex << features;
   }
@@ -126,8 +123,6 @@ TEST_F(Core, VersionRecords) {
   for (const Slot& slot : runnableSlots()) {
     ippJumpIndexForMergedLibs = slot.index;  // which the entry points follow
     const IppLibraryVersion* version = ippjGetLibVersion();
-    EXPECT_EQ((std::array{version->major, version->minor, version->majorBuild, version->build}),
-              (std::array{7, 1, 1, 37466}));
     EXPECT_EQ(std::string(version->targetCpu, 4), std::string(slot.code) + '\0' + '\0');
     EXPECT_STREQ(version->Name, names[slot.index]);
     EXPECT_STREQ(version->Version, "7.1.1 (r37466)");
@@ -180,13 +175,13 @@ CpuidRegisters cacheLeaf(uint32_t type, uint32_t ways, uint32_t partitions, uint
 
 TEST(LargestCache, ByLeaf) {
   const CpuidRegisters instructions = cacheLeaf(2, 16, 1, 64, 65536);
-  EXPECT_EQ(cacheOf(11, {{{4, 0}, cacheLeaf(1, 8, 1, 64, 64)},
-                         {{4, 1}, instructions},
-                         {{4, 2}, cacheLeaf(3, 16, 2, 64, 4096)},
-                         {{4, 3}, cacheLeaf(3, 4, 1, 64, 1024)},
-                         {{4, 5}, cacheLeaf(3, 16, 1, 64, 65536)}}),  // behind the end
+  EXPECT_EQ(cacheOf(4, {{{4, 0}, cacheLeaf(1, 8, 1, 64, 64)},
+                        {{4, 1}, instructions},
+                        {{4, 2}, cacheLeaf(3, 16, 2, 64, 4096)},
+                        {{4, 3}, cacheLeaf(3, 4, 1, 64, 1024)},
+                        {{4, 5}, cacheLeaf(3, 16, 1, 64, 65536)}}),  // behind the end
             8 << 10);
-  EXPECT_EQ(cacheOf(4, {{{4, 0}, instructions}}), ippStsUnknownCacheSize);
+  EXPECT_EQ(cacheOf(11, {{{4, 0}, instructions}}), ippStsUnknownCacheSize);
   EXPECT_EQ(cacheOf(2, {{{2, 0}, {0x665B5001, 0, 0, 0x007A7040}}}), 256);
   EXPECT_EQ(cacheOf(2, {{{2, 0}, {0x00000001, 0x0000007A, 0x000000EC, 0}}}), 24 << 10);
   EXPECT_EQ(cacheOf(2, {{{2, 0}, {0x00000001, 0x0000007A, 0x800000EC, 0}}}), 256) << "not valid";
@@ -204,8 +199,6 @@ char *given = nullptr, *returned = nullptr;
 size_t requested = 0;
 
 TEST(Allocator, GoesThroughTheHooks) {
-  const auto savedMalloc = i_malloc;
-  const auto savedFree = i_free;
   i_malloc = [](size_t size) -> void* {
     requested = size;
     return given;
@@ -227,8 +220,8 @@ TEST(Allocator, GoesThroughTheHooks) {
     EXPECT_EQ(ippMalloc(length), nullptr);
   }
   EXPECT_EQ(requested, 0u) << "refused without asking";
-  i_malloc = savedMalloc;
-  i_free = savedFree;
+  i_malloc = std::malloc;
+  i_free = std::free;
   ippFree(nullptr);
 }
 

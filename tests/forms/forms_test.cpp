@@ -270,18 +270,16 @@ void compare(Shift form, Shift reference) {
 
 using FirstRow = IppStatus (*)(const Ipp16s*, Ipp16s*, int, int, int);
 void compare(FirstRow form, FirstRow reference) {
-  compareOnWords(form, reference,
-                 [](FirstRow f, auto* in, auto*, Ipp16s* out, int length, int bits) {
-                   return f(in, out, length, bits, bits / 3);
-                 });
+  compareOnWords(form, reference, [](auto f, auto* in, auto*, auto* out, int length, int bits) {
+    return f(in, out, length, bits, bits / 3);
+  });
 }
 
 using OtherRow = IppStatus (*)(const Ipp16s*, const Ipp16s*, Ipp16s*, int, int);
 void compare(OtherRow form, OtherRow reference) {
-  compareOnWords(form, reference,
-                 [](OtherRow f, auto* in, auto* above, Ipp16s* out, int length, int predictor) {
-                   return f(in, above, out, length, predictor);
-                 });
+  compareOnWords(form, reference, [](auto f, auto* in, auto* above, auto* out, int length, int p) {
+    return f(in, above, out, length, p);
+  });
 }
 
 using Version = const IppLibraryVersion* (*)();
@@ -309,9 +307,8 @@ std::tuple<std::vector<IppStatus>, Bytes, int> encodeScan(F f, const std::vector
 
 // Room for everything, and too little by a few and by many bytes.
 template <typename... Rest>
-using Encode = IppStatus (*)(const Ipp16s*, Ipp8u*, int, int*, Rest...);
-template <typename... Rest>
-void compare(Encode<Rest...> form, Encode<Rest...> reference) {
+void compare(IppStatus (*form)(const Ipp16s*, Ipp8u*, int, int*, Rest...),
+             IppStatus (*reference)(const Ipp16s*, Ipp8u*, int, int*, Rest...)) {
   std::vector<Block> blocks = randomBlocks(1, 300, 10);
   blocks.resize(500);  // an end-of-band run
   for (const Block& block : randomBlocks(2, 100, 15)) blocks.push_back(block);
@@ -327,9 +324,8 @@ void compare(Encode<Rest...> form, Encode<Rest...> reference) {
 }
 
 template <typename... Rest>
-using Count = IppStatus (*)(const Ipp16s*, int*, Rest...);
-template <typename... Rest>
-void compare(Count<Rest...> form, Count<Rest...> reference) {
+void compare(IppStatus (*form)(const Ipp16s*, int*, Rest...),
+             IppStatus (*reference)(const Ipp16s*, int*, Rest...)) {
   Counter expected, actual;
   for (const Block& source : randomBlocks(7, 300, 12)) {
     const Ipp16s* block = source[0] % 8 == 0 ? nullptr : source.data();
@@ -356,38 +352,37 @@ std::vector<Ipp16s> decodeScan(F f, const Bytes& stream, DecodeTable& table) {
   return result;
 }
 
-Bytes damaged(const Bytes& stream, Random* random) {
+Bytes damaged(const Bytes& stream) {
+  Random& random = randomness();
   Bytes result = stream;
-  const size_t place = (*random)() % result.size();
-  switch ((*random)() % 6) {
+  const size_t place = random() % result.size();
+  switch (random() % 6) {
     case 0: result.resize(place); break;
-    case 1: result[place] = Ipp8u(result[place] ^ 1u << (*random)() % 8); break;
+    case 1: result[place] = Ipp8u(result[place] ^ 1u << random() % 8); break;
     case 2: result[place] = 0xFF; break;
     case 3: result.insert(result.begin() + long(place), {0xFF, 0xD9}); break;
     case 4: result.insert(result.begin() + long(place), {0xFF, 0xFF, 0xFF}); break;
     default:
-      for (size_t i = place; i < result.size(); ++i) result[i] = Ipp8u((*random)());
+      for (size_t i = place; i < result.size(); ++i) result[i] = Ipp8u(random());
   }
-  if ((*random)() % 4 == 0) result.push_back(0xFF);
+  if (random() % 4 == 0) result.push_back(0xFF);
   return result.empty() ? Bytes{0} : result;
 }
 
 // A baseline scan, and noise with stuffing.
 template <typename... Rest>
-using Decode = IppStatus (*)(const Ipp8u*, int, int*, Ipp16s*, Rest...);
-template <typename... Rest>
-void compare(Decode<Rest...> form, Decode<Rest...> reference) {
+void compare(IppStatus (*form)(const Ipp8u*, int, int*, Ipp16s*, Rest...),
+             IppStatus (*reference)(const Ipp8u*, int, int*, Ipp16s*, Rest...)) {
   EncodeTable codes(fullTable());
   Coder scan{codes.get(), codes.get()};
   for (const Block& block : randomBlocks(8, 200, 10)) scan.call(kEncodeBlock, block.data());
-  Random random(5);
   BitMaker noise;
-  for (int i = 0; i < 4000; ++i) noise.bits(unsigned(random()), 8);
+  for (int i = 0; i < 4000; ++i) noise.bits(unsigned(randomness()()), 8);
   for (const Bytes& stream : {scan.written(), noise.segment()}) {
     for (const HuffmanList& list : {fullTable(), typicalAcTable(), typicalDcTable()}) {
       DecodeTable table(list);
       for (int trial = 0; trial < 150; ++trial) {
-        const Bytes input = trial == 0 ? stream : damaged(stream, &random);
+        const Bytes input = trial == 0 ? stream : damaged(stream);
         ASSERT_EQ(decodeScan(reference, input, table), decodeScan(form, input, table)) << trial;
       }
     }
@@ -408,9 +403,8 @@ void compare(ListInit form, ListInit reference) {
 }
 
 template <typename Record>
-using TableInit = IppStatus (*)(const Ipp8u*, const Ipp8u*, Record*);
-template <typename Record>
-void compare(TableInit<Record> form, TableInit<Record> reference) {
+void compare(IppStatus (*form)(const Ipp8u*, const Ipp8u*, Record*),
+             IppStatus (*reference)(const Ipp8u*, const Ipp8u*, Record*)) {
   for (int trial = 0; trial < 200; ++trial) {
     HuffmanList list = trial % 2 == 0 ? typicalAcTable() : fullTable();
     if (trial > 1) list.bits[randomness()() % 16] = Ipp8u(randomness()() % 40);

@@ -197,6 +197,12 @@ class BitMaker {
     while (count-- > 0) bits_.push_back((value >> count & 1) != 0);
     return *this;
   }
+  BitMaker& bits(const char* text) {
+    for (; *text != 0; ++text) {
+      if (*text != ' ') bits(*text == '1', 1);
+    }
+    return *this;
+  }
   BitMaker& symbol(const HuffmanList& list, int symbol) {
     unsigned code = 0;
     size_t index = 0;

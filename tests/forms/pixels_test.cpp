@@ -74,10 +74,7 @@ TEST(Colour, WorkedValues) {
     }
   }
   EXPECT_EQ(at(ippiCMYKToYCCK_JPEG_8u_C4P4R, {0, 0, 0, 41}, 9, 3), (Bytes{255, 128, 128, 41}));
-}
-
-// Luma alone has the rounding of whole blocks.
-TEST(Colour, LumaAlone) {
+  // Luma alone has the rounding of whole blocks.
   const Bytes pixels = {0, 0, 250, 255, 0, 0, 0, 255, 0};
   Bytes luma(3);
   EXPECT_EQ(ippiRGBToY_JPEG_8u_C3C1R(pixels.data(), 9, luma.data(), 3, {3, 1}), 0);

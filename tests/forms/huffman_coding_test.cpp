@@ -1,5 +1,7 @@
-// Huffman coding: bits worked by hand, ends of the buffer, and round trips through the decoders.
+// Huffman coding and decoding: bits worked by hand, ends of buffers and segments, and round trips.
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "tests/forms/huffman_kit.h"
 
@@ -7,44 +9,40 @@ namespace {
 
 TEST(EncodeBlock, WorkedBits) {
   EncodeTable dc(typicalDcTable()), ac(typicalAcTable());
-  const auto encoded = [&](const Block& block) {
+  // DC 0 00, DC 3 100; EOB 1010, 0/1 00, 2/1 11100, F/0 11111111001, E/1 1111111111101011. A last
+  // coefficient leaves no end of block.
+  const std::pair<Block, const char*> rows[] = {
+      {{}, "00 1010"},
+      {blockOf({{0, 5}, {1, -1}}), "100 101 00 0 1010"},
+      {blockOf({{0, -5}, {3, 1}}), "100 010 11100 1 1010"},
+      {blockOf({{17, 1}}), "00 11111111001 00 1 1010"},
+      {blockOf({{63, -1}}), "00 11111111001 11111111001 11111111001 1111111111101011 0"}};
+  for (const auto& [block, bits] : rows) {
     Coder scan{dc.get(), ac.get()};
     EXPECT_EQ(scan.call(kEncodeBlock, block.data()), 0);
     EXPECT_EQ(scan.call(kEncodeBlock, nullptr), 0);
-    return scan.written();
-  };
-  // Codes: DC 0 00, DC 3 100, EOB 1010, 0/1 00, 2/1 11100, F/0 11111111001.
-  EXPECT_EQ(encoded({}), BitMaker().bits(0b001010, 6).segment());
-  EXPECT_EQ(encoded(blockOf({{0, 5}, {1, -1}})), (Bytes{0x94, 0x57}));  // 100101 000 1010
-  EXPECT_EQ(encoded(blockOf({{0, -5}, {3, 1}})), BitMaker().bits(0b1000101110011010, 16).segment());
-  // 16 zeros are one F/0; zeros up to the end are none.
-  EXPECT_EQ(encoded(blockOf({{17, 1}})),
-            BitMaker().bits(0b0011111111001, 13).bits(0b0011010, 7).segment());
-  // A last coefficient leaves no end of block: three F/0, then E/1 1111111111101011.
-  BitMaker last;
-  last.bits(0b00, 2);
-  for (int i = 0; i < 3; ++i) last.bits(0b11111111001, 11);
-  EXPECT_EQ(encoded(blockOf({{63, -1}})), last.bits(0b1111111111101011, 16).bits(0, 1).segment());
+    EXPECT_EQ(scan.written(), BitMaker().bits(bits).segment()) << bits;
+  }
 }
 
 TEST(EncodeBlock, LargeDifferencesAndSymbolsWithoutCode) {
   const HuffmanList list = fullTable();
   EncodeTable full(list), dc(typicalDcTable()), ac(typicalAcTable());
   Coder wide{full.get(), full.get()};
-  const Block low = blockOf({{0, -32768}}), high = blockOf({{0, 32767}});
+  const Block low = blockOf({{0, -32768}}), high = blockOf({{0, 32767}, {1, -32768}});
   EXPECT_EQ(wide.call(kEncodeBlock, low.data()), 0);
-  EXPECT_EQ(wide.call(kEncodeBlock, high.data()), 0);  // 65535: category 16
+  // A difference of 65535 has category 16, but there is none for a coefficient of -32768.
+  EXPECT_EQ(wide.call(kEncodeBlock, high.data()), ippStsJPEGHuffTableErr);
   EXPECT_EQ(wide.call(kEncodeBlock, nullptr), 0);
   BitMaker expected;
-  for (const unsigned bits : {0x7FFFu, 0xFFFFu})
-    expected.symbol(list, 16).bits(bits, 16).symbol(list, 0);
+  expected.symbol(list, 16).bits(0x7FFF, 16).symbol(list, 0).symbol(list, 16).bits(0xFFFF, 16);
   EXPECT_EQ(wide.written(), expected.segment());
 
   Coder scan{dc.get(), ac.get()};
   const Block block = blockOf({{1, 1}, {2, 5000}}), steep = blockOf({{0, 5000}});
   EXPECT_EQ(scan.call(kEncodeBlock, block.data()), ippStsJPEGHuffTableErr);
   EXPECT_EQ(scan.call(kEncodeBlock, nullptr), 0);
-  EXPECT_EQ(scan.written(), BitMaker().bits(0b00001, 5).segment()) << "what came before stays";
+  EXPECT_EQ(scan.written(), BitMaker().bits("00 00 1").segment()) << "what came before stays";
   EXPECT_EQ(scan.call(kEncodeBlock, steep.data()), ippStsJPEGHuffTableErr);
   EXPECT_EQ(scan.lastDc, 5000);
 }
@@ -90,29 +88,20 @@ TEST(EncodeBlock, BufferTooSmall) {
   }
 }
 
-TEST(One, WorkedBitsThereAndBack) {
+TEST(One, WorkedBits) {
   const HuffmanList list = fullTable();
   EncodeTable table(list);
-  DecodeTable lookup(list);
   Coder scan{table.get(), nullptr};
   BitMaker expected;
   const int rows[][3] = {{0, 0, 0},     {1, 1, 1},       {-1, 1, 0},         {-2, 2, 1},
                          {300, 9, 300}, {-32767, 15, 0}, {32767, 15, 32767}, {-32768, 16, 0}};
-  Ipp16s value;
   for (const auto& [difference, size, bits] : rows) {
-    value = Ipp16s(difference);
+    const auto value = Ipp16s(difference);
     EXPECT_EQ(scan.call(kEncodeOne, &value), 0);
     expected.symbol(list, size).bits(unsigned(bits), size == 16 ? 0 : size);
   }
   EXPECT_EQ(scan.call(kEncodeOne, nullptr), 0);
   EXPECT_EQ(scan.written(), expected.segment());
-  Cursor cursor{lookup.get(), nullptr, expected.symbol(list, 200).segment()};
-  for (const auto& row : rows) {
-    EXPECT_EQ(cursor.call(kDecodeOne, &value), 0);
-    EXPECT_EQ(value, row[0]);
-  }
-  EXPECT_EQ(cursor.call(kDecodeOne, &value), 0);
-  EXPECT_EQ(value, -32768) << "any size above 15";
 }
 
 // --- Progressive coding
@@ -168,56 +157,46 @@ TEST(Progressive, RoundTrips) {
   }
 }
 
-// The sequence of symbols of a band, worked by hand (T.81 figures G.3 to G.7). Symbols from 0x100
-// stand for single bits.
+// Bands worked by hand (T.81 figures G.3 to G.7).
 TEST(Progressive, WorkedBits) {
   const HuffmanList list = fullTable();
   EncodeTable table(list);
-  constexpr int k0 = 0x100, k1 = 0x101;
-  const Block empty = {};
-  const struct {
-    bool refinement;
-    std::vector<Block> blocks;
-    std::vector<int> symbols;
-  } rows[] = {
-      // Runs of one and of five empty bands.
-      {false, {empty}, {0x00}},
-      {false, {empty, empty, empty, empty, empty}, {0x20, k0, k1}},
-      // The run goes out before the next coefficient; -7 >> 1 is magnitude 3.
-      {false, {empty, blockOf({{3, -7}})}, {0x00, 0x22, k0, k0, 0x00}},
-      {false, {blockOf({{20, 2}, {63, 2}})}, {0xF0, 0x31, k1, 0xF0, 0xF0, 0xA1, k1}},
-      // 6 has magnitude 3, corrected by 1; 2 is new; 4 (magnitude 2) behind it is held.
-      {true, {blockOf({{1, 6}, {3, 2}, {5, 4}}), empty}, {0x11, k1, k1, 0x10, k0, k0}},
-      // 16 zeros before the last new coefficient are an F/0, after it none.
-      {true, {blockOf({{18, -2}, {40, 6}})}, {0xF0, 0x11, k0, 0x00, k1}},
-      // No new coefficient at all: only the end of the band. A new one behind three that stand.
-      {true,
-       {blockOf({{1, 6}, {2, -6}, {3, 4}, {5, -2}, {63, 6}})},
-       {0x11, k0, k1, k1, k0, 0x00, k1}},
-      {true, {blockOf({{40, 6}})}, {0x00, k1}},
-  };
-  for (const auto& row : rows) {
+  const auto expectBits = [&](auto encode, const Block& block, const BitMaker& expected) {
     Coder scan{nullptr, table.get()};
-    const auto encode = row.refinement ? kEncodeAcRefine : kEncodeAcFirst;
-    for (const Block& block : row.blocks) EXPECT_EQ(scan.call(encode, block.data()), 0);
+    EXPECT_EQ(scan.call(encode, Block{}.data()), 0);
+    EXPECT_EQ(scan.call(encode, block.data()), 0);
     EXPECT_EQ(scan.call(encode, nullptr), 0);
-    BitMaker expected;
-    for (const int s : row.symbols) s < k0 ? expected.symbol(list, s) : expected.bits(s & 1, 1);
-    EXPECT_EQ(scan.written(), expected.segment()) << &row - rows;
-  }
+    EXPECT_EQ(scan.written(), expected.segment());
+  };
+  // The run of one empty band goes out before the next coefficient; -7 >> 1 is magnitude 3.
+  expectBits(kEncodeAcFirst, blockOf({{3, -7}, {20, 2}}),
+             BitMaker()
+                 .symbol(list, 0x00)
+                 .symbol(list, 0x22)
+                 .bits("00")
+                 .symbol(list, 0xF0)
+                 .symbol(list, 0x01)
+                 .bits("1")
+                 .symbol(list, 0x00));
+  // 6 has magnitude 3, corrected by 1, and goes with the next zeros or the next that is new.
+  expectBits(kEncodeAcRefine, blockOf({{1, 6}, {18, -2}, {40, 4}}),
+             BitMaker()
+                 .symbol(list, 0x00)
+                 .symbol(list, 0xF0)
+                 .bits("1")
+                 .symbol(list, 0x01)
+                 .bits("0")
+                 .symbol(list, 0x00)
+                 .bits("0"));
 }
 
 TEST(Progressive, CategoryAndRunLimits) {
   constexpr auto kCount = ippiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1;
   constexpr Band kBand = {1, 63, 0};
   EncodeTable table(fullTable());
-  const struct {
-    int value;
-    IppStatus coded, counted;
-  } rows[] = {{1023, 0, 0},
-              {1024, 0, ippStsJPEGDCTRangeErr},
-              {2047, 0, ippStsJPEGDCTRangeErr},
-              {-2048, ippStsJPEGDCTRangeErr, ippStsJPEGDCTRangeErr}};
+  constexpr IppStatus kRange = ippStsJPEGDCTRangeErr;
+  const int rows[][3] = {
+      {1023, 0, 0}, {1024, 0, kRange}, {2047, 0, kRange}, {-2048, kRange, kRange}};
   for (const auto& [value, coded, counted] : rows) {
     const Block block = blockOf({{1, value}});
     Coder scan{nullptr, table.get()};
@@ -230,6 +209,107 @@ TEST(Progressive, CategoryAndRunLimits) {
     empty.call(kCount, Block{}.data(), kBand);
   }
   EXPECT_EQ(empty.counts[0xE0], 1) << "written with the block that completes it";
+}
+
+// --- Decoding: ends and markers, complete tables, runs past the block
+
+constexpr IppStatus kEnded = ippStsJPEGOutOfBufErr;
+constexpr IppStatus kCutOff = ippStsJPEGDCTRangeErr;
+
+class Decode : public testing::Test {
+ protected:
+  DecodeTable dc{typicalDcTable()}, ac{typicalAcTable()};
+  Block block = {};
+
+  Cursor typical(const Bytes& segment) { return {dc.get(), ac.get(), segment}; }
+};
+
+// DC 5, AC -1 at zig-zag 1 and 3 at zig-zag 20, end of block; a marker, and more behind it.
+TEST_F(Decode, WorkedBlockAndMarker) {
+  Bytes stream = BitMaker().bits("100 101 00 0 11111111001 11111001 11 1010").segment();
+  stream.insert(stream.end(), {0xFF, 0xD0, 0x00, 0x00});
+  Cursor source = typical(stream);
+  block.fill(99);
+  EXPECT_EQ(source.call(kDecodeBlock, block.data()), 0);
+  EXPECT_EQ(block, blockOf({{0, 5}, {1, -1}, {20, 3}}));
+  EXPECT_EQ(source.lastDc, 5);
+  for (int again = 0; again < 2; ++again) {  // nothing is read while the marker stands
+    EXPECT_EQ(source.call(kDecodeBlock, block.data()), kCutOff);
+    EXPECT_EQ(source.position, source.length - 2);
+    EXPECT_EQ(source.marker, 0xD0);
+  }
+}
+
+TEST_F(Decode, StuffedAndFillBytesAndEnds) {
+  Cursor stuffed = typical({0xFF, 0x00});
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(stuffed.call(kDecodeDcRefine, block.data()), 0);
+  EXPECT_EQ(stuffed.marker, 0);
+  EXPECT_EQ(stuffed.call(kDecodeDcRefine, block.data()), kEnded);
+  // Fill bytes before a marker are passed over, but in bands. A position outside is the end.
+  const auto check = [&](auto decode, bool isBand) {
+    Cursor source = typical({0xFF, 0xFF, 0xD9, 0x00});
+    EXPECT_EQ(source.call(decode, block.data()), kCutOff);
+    EXPECT_EQ(source.marker, isBand ? 0xFF : 0xD9);
+    EXPECT_EQ(source.position, isBand ? 2 : 3);
+    for (const int position : {-1, INT32_MIN, 41, INT32_MAX}) {
+      Cursor outside = typical(Bytes(40));
+      outside.position = position;
+      EXPECT_EQ(outside.call(decode, block.data()), kEnded);
+      EXPECT_EQ(outside.position, position);
+    }
+  };
+  check(kDecodeBlock, false);
+  check(kDecodeOne, false);
+  check(kDecodeDcRefine, false);
+  check(kDecodeAcFirst, true);
+  Cursor cut = typical({0x00, 0xFF}), ones = typical({0xFF, 0x00, 0xFF, 0x00});
+  EXPECT_EQ(cut.call(kDecodeBlock, block.data()), kEnded);
+  EXPECT_EQ(cut.position, 2);
+  EXPECT_EQ(ones.call(kDecodeBlock, block.data()), kCutOff) << "no code matches";
+}
+
+// The last of a table with a code of 16 ones.
+TEST_F(Decode, CompleteTable) {
+  HuffmanList complete;
+  complete.bits.fill(1);
+  complete.bits[15] = 2;
+  for (int i = 0; i < 17; ++i) complete.values.push_back(Ipp8u(i));
+  DecodeTable table(complete);
+  const Bytes segment =
+      BitMaker().bits(0xFFFF, 16).symbol(complete, 15).bits(0, 15).symbol(complete, 0).segment();
+  Cursor source{table.get(), nullptr, segment};
+  for (const int expected : {-32768, -32767, 0}) {
+    EXPECT_EQ(source.call(kDecodeOne, block.data()), 0);
+    EXPECT_EQ(block[0], expected);
+  }
+}
+
+// A run that leads past the block puts its value at position 63 and nothing anywhere else.
+TEST_F(Decode, RunPastTheBlock) {
+  const HuffmanList list = fullTable();
+  DecodeTable table(list);
+  // A value behind so many zeros, from `before` on.
+  const auto check = [&](auto decode, BitMaker before, int run, int size, int at62, int at63) {
+    before.symbol(list, 16 * run + size).bits(5, size);
+    for (int i = 0; i < 200; ++i) before.bits(0, 1);  // plain data behind
+    Cursor source{table.get(), table.get(), before.segment()};
+    std::array<Ipp16s, 96> guarded, expected;
+    guarded.fill(0x5A5A);
+    std::fill_n(guarded.begin() + 16, 64, Ipp16s{0});
+    expected = guarded;
+    expected[16 + 62] = Ipp16s(at62);
+    expected[16 + 63] = Ipp16s(at63);
+    EXPECT_EQ(source.call(decode, guarded.data() + 16, {63, 63, 1}), 0);
+    EXPECT_EQ(guarded, expected) << run;
+  };
+  BitMaker to62;  // 48 + 13 zeros
+  to62.symbol(list, 0).symbol(list, 0xF0).symbol(list, 0xF0).symbol(list, 0xF0);
+  to62.symbol(list, 0xD1).bits(1, 1);
+  for (int run = 1; run <= 15; ++run) {
+    check(kDecodeBlock, to62, run, 3, 1, 5);
+    check(kDecodeAcFirst, {}, run, 3, 0, 10);
+    check(kDecodeAcRefine, {}, run, 1, 0, 2);
+  }
 }
 
 }  // namespace
