@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
+#include <utility>
 
+#include "primitives/transform/transform_ref.h"
 #include "tests/forms/huffman_kit.h"
 
 namespace {
@@ -55,6 +58,18 @@ TEST(Transform, WorkedBlocks) {
                            {57, 128}, {58, 128}, {59, 128}, {63, 128}};
   for (const auto& [place, value] : inside) clipped[size_t(place)] = Ipp8u(value);
   EXPECT_EQ(inverse(extreme), clipped);
+}
+
+// Row j of the inverse is scaled by the cosine of its column stage.
+TEST(Transform, RowFactorsAreCosines) {
+  const auto cosine = [](int k) { return std::sqrt(2.0) * std::cos(k * M_PI / 16); };
+  for (int j = 0; j < 8; ++j) {
+    const double scale = 16384 * cosine(j == 0 ? 4 : std::min(j, 8 - j));
+    const RowFactors& f = kRowFactors[j];
+    const std::pair<int, int> factors[] = {{f.a, 4},  {f.c1, 1}, {f.c2, 2}, {f.c3, 3},
+                                           {f.c5, 5}, {f.c6, 6}, {f.c7, 7}};
+    for (const auto& [factor, k] : factors) EXPECT_EQ(factor, std::lround(scale * cosine(k))) << j;
+  }
 }
 
 TEST(Transform, FlatBlocksAndHalves) {
