@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <set>
 
-#include "tests/support/pictures.h"
 #include "tests/support/process.h"
+#include "tests/unit/codec_kit.h"
 #include "tools/jpeg/walk.h"
 
 namespace qrx::test {
@@ -116,6 +116,51 @@ TEST_F(FrontEnd, RefusesOtherFormats) {
     EXPECT_TRUE(packets(image.pixels, 4, args).empty());
   });
   EXPECT_EQ(messages, std::string(kInvalidFormat) + kInvalidFormat);
+}
+
+TEST_F(FrontEnd, DecodesIntoRoomThatIsThere) {
+  EncoderJob lossless = grayJob(image), cmyk{image.pixels, kSize, JPEG_COLOR_CMYK, JPEG_COLOR_YCCK};
+  lossless.mode = JPEG_MODE_LOSSLESS;
+  const Bytes gray = encode(lossless).bytes, four = encode(cmyk).bytes;
+  const std::string noRoom = "QRX JPEG: SetDestination() failed\n";
+  constexpr int kPixels = kSize.width * kSize.height;
+  const struct {
+    const Bytes& jpeg;
+    int bytesPerPixel, room, result;
+    bool writes;
+    std::string messages;
+  } cases[] = {{gray, 3, 3 * kPixels, 1, true, ""},
+               {gray, 4, 4 * kPixels, 1, true, ""},
+               {gray, 4, 0, 1, true, ""},
+               {gray, 4, 4 * kPixels - 1, 1, false, noRoom},
+               {gray, 2, 4 * kPixels, 0, false, ""},
+               {gray, 5, 8 * kPixels, 0, false, ""},
+               {four, 3, 4 * kPixels, 0, false, ""},
+               {four, 4, 4 * kPixels, 1, true, ""}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    GuardedBuffer pixels(std::size_t{4} * kPixels);
+    const auto length = static_cast<int>(c.jpeg.size());
+    const std::string messages = errorsOf([&] {
+      EXPECT_EQ(DecompressPatch(c.jpeg.data(), c.bytesPerPixel, 0, 0, 0, 0, c.room, length,
+                                pixels.data()),
+                c.result);
+    });
+    EXPECT_EQ(messages, c.messages);
+    EXPECT_TRUE(pixels.guardsIntact());
+    EXPECT_EQ(pixels.isUntouched(), !c.writes);
+    // One lossless component becomes three equal channels; a fourth byte stays as it was.
+    for (std::size_t i = 0; c.writes && &c.jpeg == &gray && i < lossless.pixels.size(); ++i) {
+      Bytes expected(3, lossless.pixels[i]);
+      if (c.bytesPerPixel == 4) expected.push_back(GuardedBuffer::kFill);
+      const std::uint8_t* const at = pixels.data() + i * expected.size();
+      ASSERT_EQ(Bytes(at, at + expected.size()), expected) << i;
+    }
+  }
+  std::uint8_t pixel[4] = {};
+  EXPECT_EQ(qrx_jpeg_decode(nullptr, 8, pixel, 4, 4), 0);
+  EXPECT_EQ(qrx_jpeg_decode(gray.data(), -1, pixel, 4, 4), 0);
+  EXPECT_EQ(qrx_jpeg_decode(gray.data(), 8, nullptr, 4, 4), 0);
 }
 
 TEST_F(FrontEnd, EndsEachRoadByItself) {

@@ -151,6 +151,25 @@ TEST(PacketWriter, MakesTheWorkedPackets) {
             (std::vector<int>{32, 0, 32, 16, 2, -5}));
 }
 
+// A direct user's restart interval stands in the first packet.
+TEST(PacketWriter, WritesTheRestartInterval) {
+  EncoderJob job = colourJob(flatPicture({64, 8}, 1, 2, 3));
+  job.restartInterval = 3;
+  job.quality = 80;
+  GuardedBuffer buffer(4096);
+  CJPEGEncoder encoder;
+  setUp(encoder, job, buffer.data());
+  udp_header head{};
+  head.width = 64;
+  head.height = 8;
+  std::vector<Bytes> packets;
+  EXPECT_EQ(encoder.WriteImageBaselineCB(nullptr, &head, buffer.data(), collect, &packets), 0);
+  ASSERT_EQ(packets.size(), 1u);
+  const std::string text = hexText(packets[0]);
+  EXPECT_EQ(text.substr(2 * 50, 16), "FFDD00040003FFDA") << text;
+  EXPECT_NE(text.find("FFD0"), std::string::npos);
+}
+
 // Whatever the room, whole packets of the same run come out, and no more.
 TEST(PacketWriter, DropsThePacketThatDoesNotFit) {
   const PacketRun run(noisePicture({32, 24}, 4), 0, 97);
