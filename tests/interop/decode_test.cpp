@@ -6,12 +6,78 @@
 // brings, libjpeg repeats the edge).
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
 #include <span>
 
-#include "tests/interop/our_codec.h"
+#include "qrx/jpeg_decoder.h"
+#include "qrx/primitives.h"
+#include "tests/interop/peer_jpeg.h"
+#include "tools/support/files.h"
 
 namespace qrx::test {
 namespace {
+
+struct OurDecoded {
+  int headerResult = 0;
+  int dataResult = 0;
+  int linesWritten = 0;
+  _JPEG_SAMPLING sampling = JPEG_SAMPLING_OTHER;
+  Pixels pixels;
+
+  bool good() const { return headerResult == 0 && dataResult == 0 && linesWritten > 0; }
+};
+
+// Through CJPEGDecoder, to the colours that peerDecode gives.
+OurDecoded ourDecode(const Bytes& stream) {
+  ippInit();
+  OurDecoded result;
+  CJPEGDecoder decoder;
+  decoder.SetSource(stream.data(), static_cast<int>(stream.size()));
+  Pixels& p = result.pixels;
+  _JPEG_COLOR color;
+  int precision = 0;
+  result.headerResult = decoder.ReadHeader(&p.size.width, &p.size.height, &p.channels, &color,
+                                           &result.sampling, &precision);
+  if (result.headerResult != 0) return result;
+  const int step = p.size.width * p.channels;
+  p.bytes.resize(static_cast<std::size_t>(step) * static_cast<std::size_t>(p.size.height));
+  const _JPEG_COLOR wanted = p.channels == 1   ? JPEG_COLOR_GRAY
+                             : p.channels == 4 ? JPEG_COLOR_CMYK
+                                               : JPEG_COLOR_BGR;
+  decoder.SetDestination(p.bytes.data(), step, {p.size.width, p.size.height}, p.channels, wanted,
+                         8);
+  result.dataResult = decoder.ReadData();
+  result.linesWritten = decoder.lines_written;
+  return result;
+}
+
+struct Difference {
+  int largest = 0;
+  double psnr = 0;
+};
+
+// Over the pixels (x, y) that count; {256, 0} for pictures of different shapes.
+Difference difference(
+    const Pixels& a, const Pixels& b,
+    const std::function<bool(int, int)>& counts = [](int, int) { return true; }) {
+  if (a.size != b.size || a.channels != b.channels) return {256, 0};
+  Difference d = {0, 99};
+  double sum = 0, samples = 0;
+  for (int i = 0; i < static_cast<int>(a.bytes.size()); ++i) {
+    const int pixel = i / a.channels;
+    if (!counts(pixel % a.size.width, pixel / a.size.width)) continue;
+    const auto at = static_cast<std::size_t>(i);
+    const int delta = std::abs(a.bytes[at] - b.bytes[at]);
+    d.largest = std::max(d.largest, delta);
+    sum += delta * delta;
+    ++samples;
+  }
+  if (sum > 0) d.psnr = 10 * std::log10(255.0 * 255.0 * samples / sum);
+  return d;
+}
 
 struct Layout {
   const char* name;
@@ -142,6 +208,73 @@ TEST(DecodeInterop, Refusals) {
       {1, {0}, 0, 63, 0, 0}, {1, {1}, 0, 63, 0, 0}, {1, {2}, 0, 63, 0, 0}};
   EXPECT_EQ(ourDecode(peerStream(kLayouts[0], {40, 40}, byScript(separate))).headerResult,
             JPEG_NOT_SUPPORTED);
+}
+
+// --- JPEGs of Debian packages, as scripts/test.sh unpacks them
+
+std::vector<std::filesystem::path> corpus() {
+  std::vector<std::filesystem::path> files;
+  const char* folder = std::getenv("QRX_TEST_PICTURES");
+  if (folder == nullptr || !std::filesystem::is_directory(folder)) return files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    const auto extension = entry.path().extension();
+    if (entry.is_regular_file() && (extension == ".jpg" || extension == ".jpeg")) {
+      files.push_back(entry.path());
+    }
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+// What lies outside the accepted subset, by what it says of itself: layouts other than the three,
+// gray that says 2x2, scans of single components, other processes.
+bool isStatedRefusal(const OurDecoded& ours) {
+  return ours.headerResult == JPEG_NOT_SUPPORTED || ours.headerResult == JPEG_BAD_SAMPLING ||
+         (ours.sampling == JPEG_SAMPLING_OTHER && ours.dataResult == JPEG_NOT_SUPPORTED);
+}
+
+// Streams that the decoder takes and does not show as the peer does, and why.
+bool isStatedResult(const std::string& name, const OurDecoded& ours) {
+  // A progressive stream that is cut off between two scans shows nothing and is no error.
+  if (name == "video-001.progressive.truncated.jpeg") {
+    return ours.headerResult == 0 && ours.dataResult == 0 && ours.linesWritten == 0;
+  }
+  // A progressive DC scan counts for all components, whatever it names: nonsense follows.
+  return name == "video-001.separate.dc.progression.progressive.jpeg" && ours.dataResult == 0;
+}
+
+TEST(CorpusInterop, EveryFileGivesThePeersPictureOrAStatedRefusal) {
+  const auto files = corpus();
+  if (files.empty()) GTEST_SKIP() << "no pictures: QRX_TEST_PICTURES names no folder with JPEGs";
+  int shown = 0, refused = 0;
+  for (const auto& path : files) {
+    SCOPED_TRACE(path.filename());
+    const Bytes stream = tool::readFile(path);
+    const PeerDecoded theirs = peerDecode(stream);
+    const OurDecoded ours = ourDecode(stream);
+    const std::string name = path.filename().string();
+    if (isStatedResult(name, ours)) {
+      std::printf("%-45s as stated\n", name.c_str());
+      continue;
+    }
+    if (!ours.good()) {
+      // A file that the peer does not read either may fail in any way.
+      EXPECT_TRUE(isStatedRefusal(ours) || !theirs.done)
+          << ours.headerResult << " " << ours.dataResult;
+      std::printf("%-45s refused: header %d, data %d\n", name.c_str(), ours.headerResult,
+                  ours.dataResult);
+      ++refused;
+      continue;
+    }
+    ++shown;
+    if (!theirs.done) continue;
+    const Difference d = difference(ours.pixels, theirs.pixels);
+    std::printf("%-45s %4dx%-4d PSNR %.1f dB, largest %d\n", name.c_str(), ours.pixels.size.width,
+                ours.pixels.size.height, d.psnr, d.largest);
+    EXPECT_GE(d.psnr, 40) << "largest " << d.largest;
+  }
+  std::printf("%d shown, %d refused\n", shown, refused);
+  EXPECT_GT(shown, refused);
 }
 
 }  // namespace
