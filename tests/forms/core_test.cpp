@@ -175,18 +175,17 @@ const std::set<std::string> kV8AndS8 = {"ippjGetLibVersion", "ippiConvert_16s8u_
 
 TEST(Tables, HoldTheFormsOfTheirSlots) {
   int tables = 0;
-#define PRIMITIVE(slots, result, name, parameters, arguments)                                \
-  ++tables;                                                                                  \
-  {                                                                                          \
-    const bool both = kBothV8.count(#name) != 0, first = both || kV8AndS8.count(#name) != 0; \
-    const decltype(&name) expected[] = {FORM_OF(w7, name),                                   \
-                                        FORM_OF(w7, name),                                   \
-                                        first ? FORM_OF(v8, name) : FORM_OF(s8, name),       \
-                                        both ? FORM_OF(v8, name) : FORM_OF(s8, name),        \
-                                        FORM_OF(p8, name),                                   \
-                                        FORM_OF(g9, name),                                   \
-                                        FORM_OF(h9, name)};                                  \
-    for (size_t i = 0; i < 7; ++i) EXPECT_EQ(name##_arraddr[i], expected[i]) << #name << i;  \
+#define PRIMITIVE(slots, result, name, parameters, arguments)                               \
+  ++tables;                                                                                 \
+  {                                                                                         \
+    const bool both = kBothV8.count(#name) != 0;                                            \
+    const bool second = both || kV8AndS8.count(#name) != 0;                                 \
+    const auto slot2 = second ? FORM_OF(v8, name) : FORM_OF(s8, name);                      \
+    const auto slot3 = both ? FORM_OF(v8, name) : FORM_OF(s8, name);                        \
+    const decltype(&name) expected[] = {                                                    \
+        FORM_OF(w7, name), FORM_OF(w7, name), slot2, slot3, FORM_OF(p8, name),              \
+        FORM_OF(g9, name), FORM_OF(h9, name)};                                              \
+    for (size_t i = 0; i < 7; ++i) EXPECT_EQ(name##_arraddr[i], expected[i]) << #name << i; \
   }
 #include "primitives/primitives.def"
   EXPECT_EQ(tables, 58);

@@ -10,16 +10,11 @@
 
 namespace {
 
-using Clip = IppStatus (*)(const Ipp16s*, Ipp8u*, int, Ipp16s, Ipp8u, Ipp8u);
-using Copy = IppStatus (*)(const Ipp16s*, Ipp16s*, int);
-using Zero = IppStatus (*)(Ipp16s*, int);
-using Divide = IppStatus (*)(const Ipp16u*, Ipp16u, Ipp16u*, int);
-
 struct Form {
-  Clip clip;
-  Copy copy;
-  Zero zero;
-  Divide divide;
+  IppStatus (*clip)(const Ipp16s*, Ipp8u*, int, Ipp16s, Ipp8u, Ipp8u);
+  IppStatus (*copy)(const Ipp16s*, Ipp16s*, int);
+  IppStatus (*zero)(Ipp16s*, int);
+  IppStatus (*divide)(const Ipp16u*, Ipp16u, Ipp16u*, int);
 };
 
 }  // namespace

@@ -44,11 +44,10 @@ OurDecoded ourDecode(const Bytes& stream) {
   if (result.headerResult != 0) return result;
   const int step = p.size.width * p.channels;
   p.bytes.resize(static_cast<std::size_t>(step) * static_cast<std::size_t>(p.size.height));
-  const _JPEG_COLOR wanted = p.channels == 1   ? JPEG_COLOR_GRAY
-                             : p.channels == 4 ? JPEG_COLOR_CMYK
-                                               : JPEG_COLOR_BGR;
-  decoder.SetDestination(p.bytes.data(), step, {p.size.width, p.size.height}, p.channels, wanted,
-                         8);
+  constexpr _JPEG_COLOR kColors[] = {JPEG_COLOR_NONE, JPEG_COLOR_GRAY, JPEG_COLOR_NONE,
+                                     JPEG_COLOR_BGR, JPEG_COLOR_CMYK};
+  decoder.SetDestination(p.bytes.data(), step, {p.size.width, p.size.height}, p.channels,
+                         kColors[p.channels], 8);
   result.dataResult = decoder.ReadData();
   result.linesWritten = decoder.lines_written;
   return result;
