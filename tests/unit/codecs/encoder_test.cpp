@@ -39,14 +39,9 @@ TEST(ByteStream, WritesAndReadsBigEndianUpToItsEnd) {
 }
 
 TEST(Errors, HaveTexts) {
-  const std::pair<int, const char*> texts[] = {{JPEG_NO_ERROR, "no error"},
-                                               {JPEG_NOT_SUPPORTED, "not supported"},
-                                               {JPEG_BUFFER_TOO_SMALL, "buffer too small"},
-                                               {JPEG_BAD_RESTART, "wrong restart marker"},
-                                               {1, "unknown code"}};
-  for (const auto& [code, text] : texts) {
-    EXPECT_STREQ(GetErrorStr(static_cast<_JPEG_ERROR>(code)), text);
-  }
+  EXPECT_STREQ(GetErrorStr(JPEG_NO_ERROR), "no error");
+  EXPECT_STREQ(GetErrorStr(JPEG_BAD_RESTART), "wrong restart marker");
+  EXPECT_STREQ(GetErrorStr(static_cast<_JPEG_ERROR>(1)), "unknown code");
 }
 
 TEST(Encoder, WorksOutTheGridOrRefuses) {
