@@ -154,6 +154,7 @@ TEST_F(MarkerParser, TakesWordsForADestination) {
   Ipp16s words[64] = {};  // for bytes all the same
   Decoded d;
   _JPEG_SAMPLING sampling;
+  decoder_.Clean();
   decoder_.Reset();
   decoder_.SetSource(good.data(), static_cast<int>(good.size()));
   decoder_.ReadHeader(&d.size.width, &d.size.height, &d.channels, &d.color, &sampling,
