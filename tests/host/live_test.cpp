@@ -1,14 +1,19 @@
 // The live pair's logic without sockets: messages, the bad network, repair, and a long soak.
+#include <SDL.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <atomic>
 #include <map>
+#include <thread>
 
 #include "tests/support/process.h"
 #include "tools/host/session.h"
+#include "tools/image/image_io.h"
 #include "tools/live/bad_network.h"
 #include "tools/live/control.h"
 #include "tools/live/frame_assembler.h"
+#include "tools/live/viewer_window.h"
 #include "tools/live/window_sender.h"
 #include "tools/scene/scene_renderer.h"
 
@@ -103,6 +108,7 @@ class Link {
     deliver(requests);
   }
 
+  const FrameAssembler& assembler() const { return assembler_; }
   bool complete() const { return assembler_.statistics().complete; }
   Image picture() const {
     Image picture;
@@ -156,6 +162,30 @@ TEST(Live, RepairedPictureEqualsTheLossFreeOne) {
     EXPECT_TRUE(lossy.complete()) << "seed " << seed;
     EXPECT_EQ(lossy.picture().pixels, clean.picture().pixels) << "seed " << seed;
   }
+}
+
+// On a screen that is not there. Pausing twice goes on; the overlay is not saved.
+TEST(Window, TakesItsKeys) {
+  setenv("SDL_VIDEODRIVER", "dummy", 1);
+  const Size size{320, 200};
+  Link link(size, {});
+  link.send(SceneRenderer(size).render(0), 7);
+  WindowOptions options;
+  options.saveFolder = testing::TempDir();
+  std::atomic<bool> stop = false;
+  std::thread hand([] {
+    for (const SDL_Keycode key : {SDLK_o, SDLK_o, SDLK_t, SDLK_p, SDLK_SPACE, SDLK_s, SDLK_q}) {
+      SDL_Event event = {};
+      event.type = SDL_KEYDOWN;
+      event.key.keysym.sym = key;
+      while (SDL_PushEvent(&event) != 1) std::this_thread::yield();  // until there is a window
+    }
+  });
+  showWindow(link.assembler(), options, stop);
+  hand.join();
+  EXPECT_EQ(readImage(options.saveFolder + "/view00007.png").pixels, link.picture().pixels);
+  stop = true;
+  showWindow(link.assembler(), options, stop);
 }
 
 // Visits every byte of the packet's own pixels that lies within `size` bytes.

@@ -126,8 +126,11 @@ class DecoderTest : public testing::Test {
     const int width = d.size.width + extra.width, height = d.size.height + extra.height;
     const int channels = channelsOf(destination);
     GuardedBuffer buffer(static_cast<std::size_t>(width * height * channels));
-    decoder_.SetDestination(buffer.data(), width * channels, {width, height}, channels, destination,
-                            8);
+    const auto into = [&](auto* target) {
+      decoder_.SetDestination(target, width * channels, {width, height}, channels, destination, 8);
+    };
+    // The overload for wider samples gets bytes all the same.
+    d.precision > 8 ? into(reinterpret_cast<Ipp16s*>(buffer.data())) : into(buffer.data());
     d.data = decoder_.ReadData();
     d.lines = decoder_.lines_written;
     EXPECT_TRUE(buffer.guardsIntact());

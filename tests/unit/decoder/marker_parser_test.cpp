@@ -1,8 +1,6 @@
 // The walk over a stream's markers.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "tests/unit/codec_kit.h"
 #include "tools/jpeg/walk.h"
 
@@ -146,22 +144,6 @@ TEST_F(MarkerParser, CommentAndExtensionOfTheFileFormat) {
   EXPECT_EQ(decoder_.jfxx_thumb_type, 0x13);
   EXPECT_EQ(decoder_.comment_length, 2);
   EXPECT_STREQ(reinterpret_cast<const char*>(decoder_.comment), "hi");
-}
-
-TEST_F(MarkerParser, TakesWordsForADestination) {
-  const Bytes good = encode(grayJob(scenePicture({16, 8}))).bytes;
-  const Bytes pixels = decode(good, JPEG_COLOR_GRAY).pixels;
-  Ipp16s words[64] = {};  // for bytes all the same
-  Decoded d;
-  _JPEG_SAMPLING sampling;
-  decoder_.Clean();
-  decoder_.Reset();
-  decoder_.SetSource(good.data(), static_cast<int>(good.size()));
-  decoder_.ReadHeader(&d.size.width, &d.size.height, &d.channels, &d.color, &sampling,
-                      &d.precision);
-  decoder_.SetDestination(words, 16, {16, 8}, 1, JPEG_COLOR_GRAY, 8);
-  EXPECT_EQ(decoder_.ReadData(), 0);
-  EXPECT_EQ(std::memcmp(words, pixels.data(), pixels.size()), 0);
 }
 
 // Streams without tables are read with those of the image before on the same object.
