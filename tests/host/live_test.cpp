@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <map>
-#include <thread>
 
 #include "tests/support/process.h"
 #include "tools/host/session.h"
@@ -173,16 +172,14 @@ TEST(Window, TakesItsKeys) {
   WindowOptions options;
   options.saveFolder = testing::TempDir();
   std::atomic<bool> stop = false;
-  std::thread hand([] {
-    for (const SDL_Keycode key : {SDLK_o, SDLK_o, SDLK_t, SDLK_p, SDLK_SPACE, SDLK_s, SDLK_q}) {
-      SDL_Event event = {};
-      event.type = SDL_KEYDOWN;
-      event.key.keysym.sym = key;
-      while (SDL_PushEvent(&event) != 1) std::this_thread::yield();  // until there is a window
-    }
-  });
+  SDL_Init(SDL_INIT_EVENTS);
+  for (const SDL_Keycode key : {SDLK_o, SDLK_o, SDLK_t, SDLK_p, SDLK_SPACE, SDLK_s, SDLK_q}) {
+    SDL_Event event = {};
+    event.type = SDL_KEYDOWN;
+    event.key.keysym.sym = key;
+    ASSERT_EQ(SDL_PushEvent(&event), 1);
+  }
   showWindow(link.assembler(), options, stop);
-  hand.join();
   EXPECT_EQ(readImage(options.saveFolder + "/view00007.png").pixels, link.picture().pixels);
   stop = true;
   showWindow(link.assembler(), options, stop);
