@@ -169,25 +169,14 @@ TEST(Progressive, WorkedBits) {
     EXPECT_EQ(scan.written(), expected.segment());
   };
   // The run of one empty band goes out before the next coefficient; -7 >> 1 is magnitude 3.
-  expectBits(kEncodeAcFirst, blockOf({{3, -7}, {20, 2}}),
-             BitMaker()
-                 .symbol(list, 0x00)
-                 .symbol(list, 0x22)
-                 .bits("00")
-                 .symbol(list, 0xF0)
-                 .symbol(list, 0x01)
-                 .bits("1")
-                 .symbol(list, 0x00));
+  BitMaker first, refined;
+  first.symbol(list, 0x00).symbol(list, 0x22).bits("00");
+  first.symbol(list, 0xF0).symbol(list, 0x01).bits("1").symbol(list, 0x00);
+  expectBits(kEncodeAcFirst, blockOf({{3, -7}, {20, 2}}), first);
   // 6 has magnitude 3, corrected by 1, and goes with the next zeros or the next that is new.
-  expectBits(kEncodeAcRefine, blockOf({{1, 6}, {18, -2}, {40, 4}}),
-             BitMaker()
-                 .symbol(list, 0x00)
-                 .symbol(list, 0xF0)
-                 .bits("1")
-                 .symbol(list, 0x01)
-                 .bits("0")
-                 .symbol(list, 0x00)
-                 .bits("0"));
+  refined.symbol(list, 0x00).symbol(list, 0xF0).bits("1");
+  refined.symbol(list, 0x01).bits("0").symbol(list, 0x00).bits("0");
+  expectBits(kEncodeAcRefine, blockOf({{1, 6}, {18, -2}, {40, 4}}), refined);
 }
 
 TEST(Progressive, CategoryAndRunLimits) {

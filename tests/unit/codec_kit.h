@@ -24,6 +24,11 @@ inline Bytes prefix(const Bytes& bytes, std::size_t length) {
   return Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
 }
 
+// A packet function whose context is a vector of packets.
+inline void collect(std::uint8_t* packet, int length, void* list) {
+  static_cast<std::vector<Bytes>*>(list)->emplace_back(packet, packet + length);
+}
+
 // Two digits for every byte.
 inline std::string hexText(const Bytes& bytes) {
   std::string text;
@@ -130,7 +135,8 @@ class DecoderTest : public testing::Test {
       decoder_.SetDestination(target, width * channels, {width, height}, channels, destination, 8);
     };
     // The overload for wider samples gets bytes all the same.
-    d.precision > 8 ? into(reinterpret_cast<Ipp16s*>(buffer.data())) : into(buffer.data());
+    if (d.precision > 8) into(reinterpret_cast<Ipp16s*>(buffer.data()));
+    if (d.precision <= 8) into(buffer.data());
     d.data = decoder_.ReadData();
     d.lines = decoder_.lines_written;
     EXPECT_TRUE(buffer.guardsIntact());

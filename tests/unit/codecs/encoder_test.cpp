@@ -38,6 +38,11 @@ TEST(ByteStream, WritesAndReadsBigEndianUpToItsEnd) {
   EXPECT_EQ(word, 0x2345);
 }
 
+TEST(Coders, ReadTheSameClock) {
+  const std::uint64_t before = CJPEGEncoder::getRTClock();
+  EXPECT_GT(CJPEGDecoder::getRTClock(), before);
+}
+
 TEST(Errors, HaveTexts) {
   EXPECT_STREQ(GetErrorStr(JPEG_NO_ERROR), "no error");
   EXPECT_STREQ(GetErrorStr(JPEG_BAD_RESTART), "wrong restart marker");
@@ -362,6 +367,23 @@ TEST(ImageWriters, CarryTheSameCoefficients) {
       }
     }
   }
+}
+
+// By hand, as no writer does: the pending bits of the difference 2, 011 10, and the marker.
+TEST(Encoder, ClosesALosslessInterval) {
+  GuardedBuffer buffer(8);
+  EncoderJob job = grayJob(flatPicture({8, 8}, 0, 0, 0));
+  job.mode = JPEG_MODE_LOSSLESS;
+  CJPEGEncoder e;
+  setUp(e, job, buffer.data());
+  ASSERT_EQ(e.Init(), 0);
+  ASSERT_EQ(e.huffman_state.Init(), 0);
+  const Ipp16s difference = 2;
+  EXPECT_EQ(ippiEncodeHuffmanOne_JPEG_16s1u_C1(&difference, buffer.data(), 8, &e.stream.position,
+                                               e.dc_tables[0].spec, e.huffman_state.state, 0),
+            0);
+  EXPECT_EQ(e.ProcessRestart(nullptr, 0, 0, 0, 0), 0);
+  EXPECT_EQ(hexText(buffer.content()), "77FFD0A5A5A5A5A5");
 }
 
 // Any order of modes on one object gives the streams that fresh objects give, after buffers that

@@ -42,10 +42,6 @@ bool decodePacket(const Bytes& packet, std::uint32_t bytesPerPixel, std::uint8_t
                                        static_cast<std::uint32_t>(destinationSize));
 }
 
-void collect(std::uint8_t* packet, int length, void* list) {
-  static_cast<std::vector<Bytes>*>(list)->emplace_back(packet, packet + length);
-}
-
 struct PacketRun {
   // Compresses the picture as the rectangle whose left and lower edge are x and y.
   PacketRun(Image picture, int mcuSampling, int jpegQuality, int x = 0, int y = 0, int index = 5)
