@@ -22,6 +22,10 @@ struct Vec128 {
   __m128i v;
 
   static Vec128 load(const void* p) { return {_mm_loadu_si128(static_cast<const __m128i*>(p))}; }
+  // Eight bytes into the lower half of the register, zeros above.
+  static Vec128 loadLower(const void* p) {
+    return {_mm_loadl_epi64(static_cast<const __m128i*>(p))};
+  }
   // Each half of 128 bits from an address of its own, `apart` bytes after the one before.
   static Vec128 loadHalves(const Ipp8u* p, int) { return load(p); }
   static Vec128 repeat(Vec128 half) { return half; }
@@ -68,21 +72,34 @@ QRX_BINARY(bitOr, or_si128, or_si256)
 QRX_BINARY(bitXor, xor_si128, xor_si256)
 QRX_BINARY(add16, add_epi16, add_epi16)
 QRX_BINARY(add32, add_epi32, add_epi32)
+QRX_BINARY(addSaturated16, adds_epi16, adds_epi16)
 QRX_BINARY(sub8, sub_epi8, sub_epi8)
+QRX_BINARY(sub16, sub_epi16, sub_epi16)
+QRX_BINARY(sub32, sub_epi32, sub_epi32)
+QRX_BINARY(subSaturated16, subs_epi16, subs_epi16)
 QRX_BINARY(average8, avg_epu8, avg_epu8)  // of unsigned bytes, halves go up
+QRX_BINARY(equal8, cmpeq_epi8, cmpeq_epi8)
 QRX_BINARY(equal16, cmpeq_epi16, cmpeq_epi16)
+QRX_BINARY(greater16, cmpgt_epi16, cmpgt_epi16)
+QRX_BINARY(lowerProduct, mullo_epi16, mullo_epi16)
 QRX_BINARY(upperProduct, mulhi_epi16, mulhi_epi16)
 QRX_BINARY(pairProducts, madd_epi16, madd_epi16)  // the sum of the two products of each pair
 QRX_BINARY(interleaveLow8, unpacklo_epi8, unpacklo_epi8)
 QRX_BINARY(interleaveHigh8, unpackhi_epi8, unpackhi_epi8)
 QRX_BINARY(interleaveLow16, unpacklo_epi16, unpacklo_epi16)
 QRX_BINARY(interleaveHigh16, unpackhi_epi16, unpackhi_epi16)
+QRX_BINARY(interleaveLow64, unpacklo_epi64, unpacklo_epi64)
+QRX_BINARY(interleaveHigh64, unpackhi_epi64, unpackhi_epi64)
 QRX_BINARY(narrow32, packs_epi32, packs_epi32)    // to 16 bits
+QRX_BINARY(narrow16, packs_epi16, packs_epi16)    // to signed bytes
 QRX_BINARY(clamp16, packus_epi16, packus_epi16)   // to bytes
 QRX_SHIFT(left16, slli_epi16)
 QRX_SHIFT(right16, srli_epi16)
 QRX_SHIFT(signedRight16, srai_epi16)
 QRX_SHIFT(signedRight32, srai_epi32)
+QRX_SHIFT(shuffle32, shuffle_epi32)               // places of lanes, two bits each
+QRX_SHIFT(shuffleLow16, shufflelo_epi16)          // of the four lower lanes of each half
+QRX_SHIFT(shuffleHigh16, shufflehi_epi16)
 #ifdef __SSSE3__
 QRX_BINARY(choose8, shuffle_epi8, shuffle_epi8)   // the bytes of `a` at the places `b`
 QRX_BINARY(bytePairProducts, maddubs_epi16, maddubs_epi16)  // unsigned `a`, signed `b`
@@ -94,6 +111,15 @@ QRX_BINARY(roundedProduct, mulhrs_epi16, mulhrs_epi16)  // 15 fraction bits
 #undef QRX_SHIFT
 #undef QRX_WITH_AVX2
 
+// Places of bytes for choose8.
+struct alignas(16) Places {
+  signed char place[16];
+  template <typename Vec>
+  Vec vector() const {
+    return Vec::repeat(Vec128::load(place));
+  }
+};
+
 // Two factors for pairProducts, in all lanes.
 template <typename Vec>
 inline Vec factors(int first, int second) {
@@ -101,16 +127,21 @@ inline Vec factors(int first, int second) {
                                      static_cast<unsigned>(second) << 16));
 }
 
-inline void store(Ipp8u* p, Vec128 a) {
-  void* bytes = p;
-  _mm_storeu_si128(static_cast<__m128i*>(bytes), a.v);
-}
+// The top bit of each byte.
+inline unsigned signs8(Vec128 a) { return static_cast<unsigned>(_mm_movemask_epi8(a.v)); }
+#ifdef __AVX2__
+inline unsigned signs8(Vec256 a) { return static_cast<unsigned>(_mm256_movemask_epi8(a.v)); }
+#endif
+
+inline void store(void* p, Vec128 a) { _mm_storeu_si128(static_cast<__m128i*>(p), a.v); }
+inline void storeLower(void* p, Vec128 a) { _mm_storel_epi64(static_cast<__m128i*>(p), a.v); }
+inline void storeUpper(void* p, Vec128 a) { storeLower(p, interleaveHigh64(a, a)); }
+#ifdef __AVX2__
+inline void store(void* p, Vec256 a) { _mm256_storeu_si256(static_cast<__m256i*>(p), a.v); }
+#endif
 
 // Clamps and stores a vector of 16-bit values as bytes.
-inline void storeClamped(Ipp8u* p, Vec128 words) {
-  void* bytes = p;
-  _mm_storel_epi64(static_cast<__m128i*>(bytes), clamp16(words, words).v);
-}
+inline void storeClamped(Ipp8u* p, Vec128 words) { storeLower(p, clamp16(words, words)); }
 #ifdef __AVX2__
 inline void storeClamped(Ipp8u* p, Vec256 words) {
   store(p, clamp16(words.lower(), words.upper()));

@@ -7,15 +7,6 @@
 namespace {
 namespace simd {
 
-// Places of bytes for choose8.
-struct alignas(16) Places {
-  signed char place[16];
-  template <typename Vec>
-  Vec vector() const {
-    return Vec::repeat(Vec128::load(place));
-  }
-};
-
 // Gives each of the four pixels of three bytes that begin at byte kFrom a lane of 32 bits.
 #ifdef __SSSE3__
 constexpr Places spreadPlaces(int from) {

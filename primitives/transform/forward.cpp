@@ -4,7 +4,7 @@
 #include "primitives/transform/forward_ref.h"
 namespace forms = scalar;
 #else
-#include "primitives/transform/transform_simd.h"
+#include "primitives/transform/forward_simd.h"
 namespace forms = simd;
 #endif
 

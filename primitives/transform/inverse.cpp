@@ -4,7 +4,7 @@
 #ifdef QRX_SCALAR
 namespace forms = scalar;
 #else
-#include "primitives/transform/transform_simd.h"
+#include "primitives/transform/inverse_simd.h"
 namespace forms = simd;
 #endif
 

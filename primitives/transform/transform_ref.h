@@ -30,7 +30,8 @@ constexpr RowFactors kRows35 = {19266, 26722, 25172, 22654, 15137, 10426, 5315};
 constexpr RowFactors kRowFactors[8] = {kRows04, kRows17, kRows26, kRows35,
                                        kRows04, kRows35, kRows26, kRows17};
 
-// Rounding terms of the inverse row stage.
+// Rounding terms of the row stages.
+constexpr int kForwardRounding = 524288;
 constexpr uint32_t kRowRounding[8] = {65536, 2901, 2260, 1704, 1024, 455, 512, 373};
 
 }  // namespace

@@ -1,0 +1,99 @@
+// Level shift, forward DCT and quantisation in vectors: the eight columns at once in 16-bit lanes,
+// then row by row in pairs of products.
+#ifndef QRX_PRIMITIVES_TRANSFORM_FORWARD_SIMD_H_
+#define QRX_PRIMITIVES_TRANSFORM_FORWARD_SIMD_H_
+
+#include "primitives/transform/transform_simd.h"
+#include "primitives/unaligned.h"
+
+namespace {
+namespace simd {
+
+// Factors of one row, for outputs 0 to 3 and 4 to 7. Even outputs take sums of opposite values, odd
+// ones differences: of the pairs 0 and 1, and of the pairs 2 and 3.
+struct ForwardPairs {
+  Pairs lower01, lower23, upper01, upper23;
+};
+
+constexpr ForwardPairs forwardPairs(const RowFactors& w) {
+  return {{{pair(w.a, w.a), pair(w.c1, w.c3), pair(w.c2, w.c6), pair(w.c3, -w.c7)}},
+          {{pair(w.a, w.a), pair(w.c5, w.c7), pair(-w.c6, -w.c2), pair(-w.c1, -w.c5)}},
+          {{pair(w.a, -w.a), pair(w.c5, -w.c1), pair(w.c6, -w.c2), pair(w.c7, -w.c5)}},
+          {{pair(-w.a, w.a), pair(w.c7, w.c3), pair(w.c2, -w.c6), pair(w.c3, -w.c1)}}};
+}
+
+constexpr PerRow<ForwardPairs> kForwardPairs = perRow(forwardPairs);
+
+// The four upper values of each half, in reverse, as the four lower ones.
+template <typename Vec>
+inline Vec opposites(Vec row) {
+#ifdef __SSSE3__
+  constexpr static Places kReverse = {{14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1}};
+  return choose8(row, kReverse.template vector<Vec>());
+#else
+  return shuffle32<0x4E>(shuffleHigh16<0x1B>(row));
+#endif
+}
+
+template <typename Vec>
+inline Vec forwardRow(Vec row, const ForwardPairs& factors) {
+  using L = Lanes<Vec>;
+  const Vec right = opposites(row);
+  const Vec both = interleaveLow64(L::add(row, right), L::sub(row, right));
+  const Vec pairs01 = shuffle32<0x88>(both), pairs23 = shuffle32<0xDD>(both);
+  const auto outputs = [&](const Pairs& first, const Pairs& second) {
+    const Vec sum = add32(pairProducts(pairs01, first.template vector<Vec>()),
+                          pairProducts(pairs23, second.template vector<Vec>()));
+    return signedRight32<20>(add32(sum, Vec::all32(kForwardRounding)));
+  };
+  return narrow32(outputs(factors.lower01, factors.lower23),
+                  outputs(factors.upper01, factors.upper23));
+}
+
+// Products with 15 fraction bits, rounded to the nearest integer, ties to even. A multiplier may be
+// 32768, so that its negative is what fits a signed lane. Coefficients are those of 8-bit samples.
+template <typename Vec>
+inline Vec quantise(Vec coefficient, Vec multiplier) {
+  const Vec negative = sub16(Vec::all16(0), multiplier);
+  const Vec low = lowerProduct(coefficient, negative);
+#ifdef __SSSE3__
+  // A half is rounded up, that is down for the result; where that left it odd, one more is even.
+  const Vec rounded = roundedProduct(coefficient, negative);
+  const Vec tie = equal16(add16(low, low), Vec::all16(-32768));
+  return sub16(bitAnd(bitAnd(tie, Vec::all16(1)), rounded), rounded);
+#else
+  const Vec high = upperProduct(coefficient, negative);
+  const Vec floor = bitOr(add16(high, high), right16<15>(low));
+  const Vec fraction = bitAnd(low, Vec::all16(0x7FFF));
+  const Vec most = sub16(Vec::all16(16384), bitAnd(floor, Vec::all16(1)));
+  return sub16(greater16(fraction, most), floor);  // greater is -1
+#endif
+}
+
+// Samples less 128 become quantised coefficients, in place.
+template <typename Vec>
+inline void forwardTransform(Rows<Vec>* block, const Ipp16u* pQuantFwdTable) {
+  forwardColumns<Lanes<Vec>>(block->row);
+  for (int j = 0; j < 8; ++j) {
+    const Vec multipliers = Vec::repeat(Vec128::load(pQuantFwdTable + 8 * j));
+    block->row[j] = quantise(forwardRow(block->row[j], kForwardPairs.row[j]), multipliers);
+  }
+}
+
+inline Vec128 levelShifted(const Ipp8u* samples) {
+  const Vec128 bytes = Vec128::loadLower(samples);
+  return sub16(interleaveLow8(bytes, Vec128::all16(0)), Vec128::all16(128));
+}
+
+inline void forwardBlock(const Ipp8u* pSrc, int srcStep, Ipp16s* pDst,
+                         const Ipp16u* pQuantFwdTable) {
+  Rows<Vec128> block;
+  for (int j = 0; j < 8; ++j) block.row[j] = levelShifted(rowAt(pSrc, j, srcStep));
+  forwardTransform(&block, pQuantFwdTable);
+  for (int j = 0; j < 8; ++j) store(pDst + 8 * j, block.row[j]);
+}
+
+}  // namespace simd
+}  // namespace
+
+#endif  // QRX_PRIMITIVES_TRANSFORM_FORWARD_SIMD_H_
