@@ -19,6 +19,7 @@ set(QRX_FORM_SOURCES
     primitives/movers/copy.cpp
     primitives/movers/vector.cpp
     primitives/sampling/sampling.cpp
+    primitives/strips/strips.cpp
     primitives/transform/forward.cpp
     primitives/transform/inverse.cpp
     primitives/transform/quant_tables.cpp)

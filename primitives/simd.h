@@ -40,8 +40,12 @@ struct Vec256 {
 
   static Vec256 load(const void* p) { return {_mm256_loadu_si256(static_cast<const __m256i*>(p))}; }
   static Vec256 loadHalves(const Ipp8u* p, int apart) {
-    return {_mm256_inserti128_si256(_mm256_castsi128_si256(Vec128::load(p).v),
-                                    Vec128::load(p + apart).v, 1)};
+    return joined(Vec128::load(p), Vec128::load(p + apart));
+  }
+  // Sixteen bytes, each in a lane of 16 bits.
+  static Vec256 widened(const Ipp8u* p) { return {_mm256_cvtepu8_epi16(Vec128::load(p).v)}; }
+  static Vec256 joined(Vec128 lower, Vec128 upper) {
+    return {_mm256_inserti128_si256(_mm256_castsi128_si256(lower.v), upper.v, 1)};
   }
   static Vec256 repeat(Vec128 half) { return {_mm256_broadcastsi128_si256(half.v)}; }
   static Vec256 all16(int value) { return {_mm256_set1_epi16(static_cast<short>(value))}; }
@@ -131,6 +135,11 @@ inline Vec factors(int first, int second) {
 inline unsigned signs8(Vec128 a) { return static_cast<unsigned>(_mm_movemask_epi8(a.v)); }
 #ifdef __AVX2__
 inline unsigned signs8(Vec256 a) { return static_cast<unsigned>(_mm256_movemask_epi8(a.v)); }
+#endif
+
+#ifdef __AVX2__
+// The second and the third of the four quarters change places.
+inline Vec256 exchangeMiddle64(Vec256 a) { return {_mm256_permute4x64_epi64(a.v, 0xD8)}; }
 #endif
 
 inline void store(void* p, Vec128 a) { _mm_storeu_si128(static_cast<__m128i*>(p), a.v); }

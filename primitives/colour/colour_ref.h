@@ -2,6 +2,8 @@
 #ifndef QRX_PRIMITIVES_COLOUR_COLOUR_REF_H_
 #define QRX_PRIMITIVES_COLOUR_COLOUR_REF_H_
 
+#include <stddef.h>
+
 #include "primitives/checks.h"
 
 namespace {
@@ -96,6 +98,44 @@ inline Rgb inverseOfRest(int y, int cb, int cr) {
 constexpr int kInverseBlock = 4;
 inline int pixelsInInverseBlocks(int width) { return width - width % kInverseBlock; }
 
+namespace scalar {
+
+// A row of pixels to planes. kRed is the place of red in a pixel, 0 or 2; kBytes are a pixel's, of
+// which a fourth is not read. The first `inBlocks` pixels are those of whole blocks.
+template <int kRed, int kBytes>
+inline void forwardRow(const Ipp8u* __restrict src, Ipp8u* __restrict y, Ipp8u* __restrict cb,
+                       Ipp8u* __restrict cr, int inBlocks, int width) {
+  constexpr int kBlue = 2 - kRed;
+  const auto convert = [&](ptrdiff_t i, auto&& forward) {
+    const Ipp8u* in = src + kBytes * i;
+    const YCbCr pixel = forward(in[kRed], in[1], in[kBlue]);
+    y[i] = pixel.y;
+    cb[i] = pixel.cb;
+    cr[i] = pixel.cr;
+  };
+  ptrdiff_t i = 0;
+  for (; i < inBlocks; ++i) convert(i, forwardOfBlock);
+  for (; i < width; ++i) convert(i, forwardOfRest);
+}
+
+// The way back. A fourth byte is not changed.
+template <int kRed, int kBytes>
+inline void inverseRow(const Ipp8u* __restrict y, const Ipp8u* __restrict cb,
+                       const Ipp8u* __restrict cr, Ipp8u* __restrict dst, int inBlocks, int width) {
+  constexpr int kBlue = 2 - kRed;
+  const auto convert = [&](ptrdiff_t i, auto&& inverse) {
+    const Rgb pixel = inverse(y[i], cb[i], cr[i]);
+    Ipp8u* out = dst + kBytes * i;
+    out[kRed] = pixel.r;
+    out[1] = pixel.g;
+    out[kBlue] = pixel.b;
+  };
+  ptrdiff_t i = 0;
+  for (; i < inBlocks; ++i) convert(i, inverseOfBlock);
+  for (; i < width; ++i) convert(i, inverseOfRest);
+}
+
+}  // namespace scalar
 }  // namespace
 
 #endif  // QRX_PRIMITIVES_COLOUR_COLOUR_REF_H_

@@ -1,5 +1,4 @@
-// Colour conversion of the whole blocks of a row in vectors. A function does as many pixels as
-// fill its vectors, and returns their number.
+// Colour conversion of rows: whole blocks in vectors, the pixels that are left by the scalar text.
 #ifndef QRX_PRIMITIVES_COLOUR_COLOUR_SIMD_H_
 #define QRX_PRIMITIVES_COLOUR_COLOUR_SIMD_H_
 
@@ -28,12 +27,23 @@ struct PixelPairs {
   }
 };
 
-// A block of eight pixels in each half.
-template <int kRed, typename Vec>
+// Eight pixels in each half: the first four and the last four, each in a lane of 32 bits.
+template <int kBytes, typename Vec>
+inline Vec firstPixels(const Ipp8u* src) {
+  if constexpr (kBytes == 3) return spread<0>(Vec::loadHalves(src, 24));
+  return bitAnd(Vec::loadHalves(src, 32), Vec::all32(0xFFFFFF));
+}
+template <int kBytes, typename Vec>
+inline Vec lastPixels(const Ipp8u* src) {
+  // Ends with the block, to read no byte beyond it.
+  if constexpr (kBytes == 3) return spread<4>(Vec::loadHalves(src + 8, 24));
+  return bitAnd(Vec::loadHalves(src + 16, 32), Vec::all32(0xFFFFFF));
+}
+
+template <int kRed, int kBytes, typename Vec>
 inline void forwardStep(const Ipp8u* src, Ipp8u* y, Ipp8u* cb, Ipp8u* cr) {
-  // The second load ends with the block, to read no byte beyond it.
-  const PixelPairs<Vec> left(spread<0>(Vec::loadHalves(src, 24)));
-  const PixelPairs<Vec> right(spread<4>(Vec::loadHalves(src + 8, 24)));
+  const PixelPairs<Vec> left(firstPixels<kBytes, Vec>(src));
+  const PixelPairs<Vec> right(lastPixels<kBytes, Vec>(src));
   const auto weigh = [&](const ForwardFactors& f) {
     return narrow32(left.template weigh<kRed>(f), right.template weigh<kRed>(f));
   };
@@ -42,12 +52,15 @@ inline void forwardStep(const Ipp8u* src, Ipp8u* y, Ipp8u* cb, Ipp8u* cr) {
   storeClamped(cr, add16(weigh(kBlockCr), Vec::all16(128)));
 }
 
-template <int kRed>
-inline ptrdiff_t forwardBlocks(const Ipp8u* __restrict src, Ipp8u* __restrict y,
-                               Ipp8u* __restrict cb, Ipp8u* __restrict cr, ptrdiff_t width) {
-  return forVectors<2>(width, [&](ptrdiff_t i, auto vector) {
-    forwardStep<kRed, decltype(vector)>(src + 3 * i, y + i, cb + i, cr + i);
+template <int kRed, int kBytes>
+inline void forwardRow(const Ipp8u* __restrict src, Ipp8u* __restrict y, Ipp8u* __restrict cb,
+                       Ipp8u* __restrict cr, int inBlocks, int width) {
+  const ptrdiff_t done = forVectors<2>(inBlocks, [&](ptrdiff_t i, auto vector) {
+    forwardStep<kRed, kBytes, decltype(vector)>(src + kBytes * i, y + i, cb + i, cr + i);
   });
+  scalar::forwardRow<kRed, kBytes>(src + kBytes * done, y + done, cb + done, cr + done,
+                                   inBlocks - static_cast<int>(done),
+                                   width - static_cast<int>(done));
 }
 
 // A factor for 16-bit products that round halves up. The rounding term of the definition is a
@@ -106,7 +119,7 @@ struct YCbCrLanes {
   }
 };
 
-template <int kRed, typename Vec>
+template <int kRed, int kBytes, typename Vec>
 inline void inverseStep(const Ipp8u* y, const Ipp8u* cb, const Ipp8u* cr, Ipp8u* dst) {
   const Vec zero = Vec::all16(0);
   const Vec luma = Vec::load(y);
@@ -124,16 +137,24 @@ inline void inverseStep(const Ipp8u* y, const Ipp8u* cb, const Ipp8u* cr, Ipp8u*
   const Vec red = clamp16(low.red(), high.red());
   const Vec green = clamp16(low.green(), high.green());
   const Vec blue = clamp16(low.blue(), high.blue());
-  storePixels(dst, joinPlanes(kRed == 0 ? Triple<Vec>{{red, green, blue}}
-                                        : Triple<Vec>{{blue, green, red}}));
+  const Triple<Vec> pixels =
+      kRed == 0 ? Triple<Vec>{{red, green, blue}} : Triple<Vec>{{blue, green, red}};
+  if constexpr (kBytes == 3) {
+    storePixels(dst, joinPlanes(pixels));
+  } else {
+    mergePixels(dst, pixels);
+  }
 }
 
-template <int kRed>
-inline ptrdiff_t inverseBlocks(const Ipp8u* __restrict y, const Ipp8u* __restrict cb,
-                               const Ipp8u* __restrict cr, Ipp8u* __restrict dst, ptrdiff_t width) {
-  return forVectors<1>(width, [&](ptrdiff_t i, auto vector) {
-    inverseStep<kRed, decltype(vector)>(y + i, cb + i, cr + i, dst + 3 * i);
+template <int kRed, int kBytes>
+inline void inverseRow(const Ipp8u* __restrict y, const Ipp8u* __restrict cb,
+                       const Ipp8u* __restrict cr, Ipp8u* __restrict dst, int inBlocks, int width) {
+  const ptrdiff_t done = forVectors<1>(inBlocks, [&](ptrdiff_t i, auto vector) {
+    inverseStep<kRed, kBytes, decltype(vector)>(y + i, cb + i, cr + i, dst + kBytes * i);
   });
+  scalar::inverseRow<kRed, kBytes>(y + done, cb + done, cr + done, dst + kBytes * done,
+                                   inBlocks - static_cast<int>(done),
+                                   width - static_cast<int>(done));
 }
 
 }  // namespace simd

@@ -2,31 +2,14 @@
 #include "primitives/colour/colour_ref.h"
 #include "primitives/form.h"
 #include "primitives/unaligned.h"
-#ifndef QRX_SCALAR
+#ifdef QRX_SCALAR
+namespace forms = scalar;
+#else
 #include "primitives/colour/colour_simd.h"
+namespace forms = simd;
 #endif
 
 namespace {
-
-// kRed is the place of red in a pixel: 0 for RGB, 2 for BGR.
-template <int kRed>
-void forwardRow(const Ipp8u* __restrict src, Ipp8u* __restrict y, Ipp8u* __restrict cb,
-                Ipp8u* __restrict cr, int width) {
-  constexpr int kBlue = 2 - kRed;
-  const auto convert = [&](ptrdiff_t i, auto&& forward) {
-    const YCbCr pixel = forward(src[3 * i + kRed], src[3 * i + 1], src[3 * i + kBlue]);
-    y[i] = pixel.y;
-    cb[i] = pixel.cb;
-    cr[i] = pixel.cr;
-  };
-  const int inBlocks = pixelsInForwardBlocks(width);
-  ptrdiff_t i = 0;
-#ifndef QRX_SCALAR
-  i = simd::forwardBlocks<kRed>(src, y, cb, cr, inBlocks);
-#endif
-  for (; i < inBlocks; ++i) convert(i, forwardOfBlock);
-  for (; i < width; ++i) convert(i, forwardOfRest);
-}
 
 template <int kRed>
 IppStatus forward(const Ipp8u* pSrc, int srcStep, Ipp8u* const* pDst, int dstStep,
@@ -34,9 +17,11 @@ IppStatus forward(const Ipp8u* pSrc, int srcStep, Ipp8u* const* pDst, int dstSte
   if (pSrc == nullptr || anyPlaneNull(pDst, 3)) return ippStsNullPtrErr;
   if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
   if (isEmpty(roiSize)) return ippStsSizeErr;
+  const int inBlocks = pixelsInForwardBlocks(roiSize.width);
   for (int j = 0; j < roiSize.height; ++j) {
-    forwardRow<kRed>(rowAt(pSrc, j, srcStep), rowAt(pDst[0], j, dstStep),
-                     rowAt(pDst[1], j, dstStep), rowAt(pDst[2], j, dstStep), roiSize.width);
+    forms::forwardRow<kRed, 3>(rowAt(pSrc, j, srcStep), rowAt(pDst[0], j, dstStep),
+                               rowAt(pDst[1], j, dstStep), rowAt(pDst[2], j, dstStep), inBlocks,
+                               roiSize.width);
   }
   return ippStsNoErr;
 }

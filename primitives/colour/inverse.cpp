@@ -2,31 +2,14 @@
 #include "primitives/colour/colour_ref.h"
 #include "primitives/form.h"
 #include "primitives/unaligned.h"
-#ifndef QRX_SCALAR
+#ifdef QRX_SCALAR
+namespace forms = scalar;
+#else
 #include "primitives/colour/colour_simd.h"
+namespace forms = simd;
 #endif
 
 namespace {
-
-// kRed is the place of red in a pixel: 0 for RGB, 2 for BGR.
-template <int kRed>
-void inverseRow(const Ipp8u* __restrict y, const Ipp8u* __restrict cb, const Ipp8u* __restrict cr,
-                Ipp8u* __restrict dst, int width) {
-  constexpr int kBlue = 2 - kRed;
-  const auto convert = [&](ptrdiff_t i, auto&& inverse) {
-    const Rgb pixel = inverse(y[i], cb[i], cr[i]);
-    dst[3 * i + kRed] = pixel.r;
-    dst[3 * i + 1] = pixel.g;
-    dst[3 * i + kBlue] = pixel.b;
-  };
-  const int inBlocks = pixelsInInverseBlocks(width);
-  ptrdiff_t i = 0;
-#ifndef QRX_SCALAR
-  i = simd::inverseBlocks<kRed>(y, cb, cr, dst, inBlocks);
-#endif
-  for (; i < inBlocks; ++i) convert(i, inverseOfBlock);
-  for (; i < width; ++i) convert(i, inverseOfRest);
-}
 
 void inverseCmykRow(const Ipp8u* __restrict y, const Ipp8u* __restrict cb,
                     const Ipp8u* __restrict cr, const Ipp8u* __restrict k, Ipp8u* __restrict dst,
@@ -49,9 +32,11 @@ IppStatus inverse(const Ipp8u* const* pSrc, int srcStep, Ipp8u* pDst, int dstSte
   if (anyPlaneNull(pSrc, 3) || pDst == nullptr) return ippStsNullPtrErr;
   if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
   if (isEmpty(roiSize)) return ippStsSizeErr;
+  const int inBlocks = pixelsInInverseBlocks(roiSize.width);
   for (int j = 0; j < roiSize.height; ++j) {
-    inverseRow<kRed>(rowAt(pSrc[0], j, srcStep), rowAt(pSrc[1], j, srcStep),
-                     rowAt(pSrc[2], j, srcStep), rowAt(pDst, j, dstStep), roiSize.width);
+    forms::inverseRow<kRed, 3>(rowAt(pSrc[0], j, srcStep), rowAt(pSrc[1], j, srcStep),
+                               rowAt(pSrc[2], j, srcStep), rowAt(pDst, j, dstStep), inBlocks,
+                               roiSize.width);
   }
   return ippStsNoErr;
 }

@@ -1,4 +1,4 @@
-// Interleaved pixels of three bytes in vectors.
+// Interleaved pixels of three and of four bytes in vectors.
 #ifndef QRX_PRIMITIVES_COLOUR_PIXELS_SIMD_H_
 #define QRX_PRIMITIVES_COLOUR_PIXELS_SIMD_H_
 
@@ -92,6 +92,33 @@ inline void storePixels(Ipp8u* dst, const Triple<Vec256>& pixels) {
   }
 }
 #endif
+
+// Three planes to pixels of four bytes, whose fourth byte stays.
+inline void mergeFour(Ipp8u* dst, Vec128 pixels) {
+  const Vec128 fourth = bitAnd(Vec128::load(dst), Vec128::all32(static_cast<int>(0xFF000000)));
+  store(dst, bitOr(fourth, pixels));
+}
+
+inline void mergeFours(Ipp8u* dst, Vec128 pixels, int) { mergeFour(dst, pixels); }
+#ifdef __AVX2__
+// The halves lie `apart` bytes from each other.
+inline void mergeFours(Ipp8u* dst, Vec256 pixels, int apart) {
+  mergeFour(dst, pixels.lower());
+  mergeFour(dst + apart, pixels.upper());
+}
+#endif
+
+template <typename Vec>
+inline void mergePixels(Ipp8u* dst, const Triple<Vec>& planes) {
+  const Vec zero = Vec::all16(0);
+  const Vec low01 = interleaveLow8(planes.v[0], planes.v[1]);
+  const Vec high01 = interleaveHigh8(planes.v[0], planes.v[1]);
+  const Vec low2 = interleaveLow8(planes.v[2], zero), high2 = interleaveHigh8(planes.v[2], zero);
+  mergeFours(dst, interleaveLow16(low01, low2), 64);
+  mergeFours(dst + 16, interleaveHigh16(low01, low2), 64);
+  mergeFours(dst + 32, interleaveLow16(high01, high2), 64);
+  mergeFours(dst + 48, interleaveHigh16(high01, high2), 64);
+}
 
 }  // namespace simd
 }  // namespace

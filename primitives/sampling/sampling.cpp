@@ -30,7 +30,7 @@ IppStatus FORM(ippiSampleDownH2V1_JPEG_8u_C1R)(const Ipp8u* pSrc, int srcStep, I
   const IppStatus status = check(pSrc, srcStep, srcRoiSize, pDst, dstStep, dstRoiSize);
   if (status != ippStsNoErr) return status;
   for (int j = 0; j < dstRoiSize.height; ++j) {
-    scalar::downH2V1Row(rowAt(pSrc, j, srcStep), rowAt(pDst, j, dstStep), dstRoiSize.width);
+    forms::downH2V1Row(rowAt(pSrc, j, srcStep), rowAt(pDst, j, dstStep), dstRoiSize.width);
   }
   return ippStsNoErr;
 }

@@ -18,6 +18,14 @@ inline Vec pairSums(Vec bytes) {
 #endif
 }
 
+inline void downH2V1Row(const Ipp8u* __restrict src, Ipp8u* __restrict dst, int width) {
+  const ptrdiff_t done = forVectors<2>(width, [&](ptrdiff_t i, auto vector) {
+    using Vec = decltype(vector);
+    storeClamped(dst + i, right16<1>(add16(pairSums(Vec::load(src + 2 * i)), Vec::all16(1))));
+  });
+  scalar::downH2V1Row(src + 2 * done, dst + done, width - static_cast<int>(done));
+}
+
 inline void downH2V2Row(const Ipp8u* __restrict upper, const Ipp8u* __restrict lower,
                         Ipp8u* __restrict dst, int width) {
   const ptrdiff_t done = forVectors<2>(width, [&](ptrdiff_t i, auto vector) {
@@ -54,19 +62,28 @@ inline void upH2V1Row(const Ipp8u* __restrict src, Ipp8u* __restrict dst, int wi
   scalar::upH2V1Row(src + done, dst + 2 * done, width - 2 * static_cast<int>(done));
 }
 
+// 3 * near + far of bytes that were interleaved.
+template <typename Vec>
+inline Vec threeToOneSums(Vec nearFar) {
 #ifdef __SSSE3__
+  return bytePairProducts(nearFar, Vec::all16(0x0103));
+#else
+  const Vec near = bitAnd(nearFar, Vec::all16(0xFF));
+  return add16(add16(near, near), add16(near, right16<8>(nearFar)));
+#endif
+}
+
 inline void upH2V2Row(const Ipp8u* __restrict near, const Ipp8u* __restrict far,
                       Ipp8u* __restrict dst, int width) {
   const ptrdiff_t done = forVectors<1>(width / 2, [&](ptrdiff_t i, auto vector) {
     using Vec = decltype(vector);
-    const Vec threeToOne = Vec::all16(0x0103);
     const Vec near0 = Vec::load(near + i), far0 = Vec::load(far + i);
     const Vec nearL = Vec::load(near + i - 1), farL = Vec::load(far + i - 1);
     const Vec nearR = Vec::load(near + i + 1), farR = Vec::load(far + i + 1);
     const auto words = [&](auto interleave) {
-      const Vec column = bytePairProducts(interleave(near0, far0), threeToOne);
-      const Vec columnL = bytePairProducts(interleave(nearL, farL), threeToOne);
-      const Vec columnR = bytePairProducts(interleave(nearR, farR), threeToOne);
+      const Vec column = threeToOneSums(interleave(near0, far0));
+      const Vec columnL = threeToOneSums(interleave(nearL, farL));
+      const Vec columnR = threeToOneSums(interleave(nearR, farR));
       const Vec three = add16(column, add16(column, column));
       const Vec left = right16<4>(add16(three, add16(columnL, Vec::all16(8))));
       const Vec right = right16<4>(add16(three, add16(columnR, Vec::all16(7))));
@@ -77,9 +94,6 @@ inline void upH2V2Row(const Ipp8u* __restrict near, const Ipp8u* __restrict far,
   });
   scalar::upH2V2Row(near + done, far + done, dst + 2 * done, width - 2 * static_cast<int>(done));
 }
-#else
-using scalar::upH2V2Row;
-#endif
 
 }  // namespace simd
 }  // namespace

@@ -1,0 +1,126 @@
+// Fused routes for a strip: a row of MCUs at a time, where the primitives take a block or a row of
+// samples. They are what is fast; the primitives stay the contract, and every route gives what the
+// primitives give one after another (strips_ref.h): bytes, samples, pixels, positions, records.
+//
+// Each processor form has all routes, in a constant table by slot. Callers read the slot word
+// before each strip, so that a host that changes it is obeyed.
+//
+// A route never fails. Where a strip needs the primitives (room is short, data is damaged or odd)
+// it stops in front of the MCU and says how far it came.
+#ifndef QRX_PRIMITIVES_STRIPS_STRIPS_H_
+#define QRX_PRIMITIVES_STRIPS_STRIPS_H_
+
+#include <stddef.h>
+
+#include "primitives/strips/wide_tables.h"
+#include "qrx/primitives.h"
+
+namespace qrx::strips {
+
+// Y, Cb, Cr, as everywhere below.
+constexpr int kComponents = 3;
+
+// Luma blocks of an MCU: 1x1, 2x1 or 2x2. Chroma has one block of each component.
+struct Layout {
+  int across, down;
+};
+
+// How a pixel lies in memory: 3 or 4 bytes, of which the fourth is neither read nor changed; red at
+// place 0 and blue at place 2, or the other way round.
+struct PixelFormat {
+  int bytes;
+  int red;
+};
+
+// One plane per component for a strip. A line holds whole MCUs, rounded up to an even number of
+// them, and has kGuard bytes in front of it and behind it that belong to it too.
+constexpr int kGuard = 64;
+struct Planes {
+  Ipp8u* plane[kComponents];  // the first sample
+  int step[kComponents];      // bytes from line to line
+};
+
+// --- Out
+
+struct PixelsIn {
+  PixelFormat format;
+  const Ipp8u* pixels;
+  ptrdiff_t step;  // bytes from line to line
+  int width;       // of the image: how a pixel is rounded depends on it
+  int lines;       // of the image in this strip, 1 to 8 * layout.down
+};
+
+// What one scan codes with, and where to.
+struct ScanOut {
+  Layout layout;
+  Planes planes;
+  const Ipp16u* quant[kComponents];  // multipliers of the forward transform
+  const WideCodes* dc[kComponents];
+  const WideCodes* ac[kComponents];
+  Ipp16s* lastDc[kComponents];
+  Ipp8u* bytes;
+  int length;
+  int* position;
+  IppiEncodeHuffmanState* state;
+};
+
+// --- In
+
+// What one scan is decoded with, and from where.
+struct ScanIn {
+  Layout layout;
+  Planes planes;
+  const Ipp16u* quant[kComponents];  // factors of the inverse transform
+  const WideTable* dc[kComponents];
+  const WideTable* ac[kComponents];
+  Ipp16s* lastDc[kComponents];
+  Ipp16s* blocks;  // a strip's coefficients, MCU after MCU; from the row above until decoded anew
+  const Ipp8u* bytes;
+  int length;
+  int* position;
+  int* marker;
+  IppiDecodeHuffmanState* state;
+};
+
+struct PixelsOut {
+  PixelFormat format;
+  Ipp8u* pixels;  // where column `first` of the first line goes
+  ptrdiff_t step;
+  int width;        // of the destination: how a pixel is rounded depends on it
+  int first, last;  // the columns that are written, [first, last)
+  int lines;        // that are written, 1 to 8 * layout.down
+  int samples;      // of luma in a line of the planes: the filter repeats the sample at either end
+  const Ipp8u* above[kComponents];  // 4:2:0: line of chroma above the strip, guards included
+};
+
+// --- The routes
+
+struct Routes {
+  // Converts, reduces and pads a strip: colour as ippiBGRToYCbCr and ippiRGBToYCbCr, reduction as
+  // ippiSampleDown, the last pixel and the last line repeated up to `mcus` whole MCUs.
+  void (*toPlanes)(const PixelsIn& in, Layout layout, int mcus, const Planes& planes);
+
+  // Transforms, quantises and codes `count` MCUs from `column` on, none after the first behind
+  // which the position is above `stopAt`. Returns how many were coded; fewer than that where the
+  // next one has to go through the primitives, because its worst case does not fit or it holds a
+  // value without a code.
+  int (*code)(const ScanOut& scan, int column, int count, int stopAt);
+
+  // Decodes `count` MCUs from `column` on into blocks and planes. Returns how many; fewer where the
+  // next one has to go through the primitives. Blocks that it did not reach, and their samples,
+  // are as before.
+  int (*decode)(const ScanIn& scan, int column, int count);
+
+  // Blocks of `count` MCUs from `column` on, whatever they hold, to samples.
+  void (*transform)(const ScanIn& scan, int column, int count);
+
+  // Enlarges chroma and converts to pixels, as ippiSampleUp and ippiYCbCrTo(RGB, BGR). Sets guards.
+  void (*toPixels)(const PixelsOut& out, Layout layout, const Planes& planes);
+};
+
+// By slot, which is read anew for each strip.
+extern const Routes* const kRoutes[7];
+
+}  // namespace qrx::strips
+
+#endif  // QRX_PRIMITIVES_STRIPS_STRIPS_H_

@@ -1,0 +1,132 @@
+// The tables are made once for a scan, or kept from the scan before.
+#include "primitives/strips/wide_tables.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "primitives/huffman/codes.h"
+#include "primitives/zigzag.h"
+
+namespace qrx::strips {
+namespace {
+
+template <typename Spec>
+bool isMadeFrom(const Spec& made, const Spec& spec) {
+  return std::memcmp(&made, &spec, sizeof spec) == 0;
+}
+
+unsigned lengthOf(std::uint32_t entry) { return entry >> 16; }
+
+bool isCode(std::uint32_t entry) { return lengthOf(entry) - 1 < 16; }
+
+// Copies codes by symbol. False where an entry is no code: more than 16 bits, or bits beyond its
+// length.
+void copySymbols(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
+  for (int symbol = 0; symbol < 256; ++symbol) {
+    const std::uint32_t entry = spec.entries[symbol];
+    const std::uint32_t code = isCode(entry) ? entry & ((1u << lengthOf(entry)) - 1) : 0;
+    codes->symbols[symbol] = isCode(entry) ? code << 8 | lengthOf(entry) : 0;
+  }
+}
+
+void joinSmallValues(WideCodes* codes, int run) {
+  for (int value = -kLargestSmall; value <= kLargestSmall; ++value) {
+    if (value == 0) continue;
+    const int size = category(value);
+    const std::uint32_t symbol = codes->symbols[run << 4 | size];
+    const std::uint32_t bits = (symbol >> 8) << size | extraBits(value, size);
+    codes->small[run][value + 32] = bits << 5 | ((symbol & 255) + static_cast<unsigned>(size));
+  }
+}
+
+constexpr ZigzagMasks zigzagMasks() {
+  int place[64] = {};
+  for (int k = 0; k < 64; ++k) place[own_pj_izigzag_index[k]] = k;
+  ZigzagMasks masks{};
+  for (int row = 0; row < 8; ++row) {
+    for (int bits = 0; bits < 256; ++bits) {
+      for (int column = 0; column < 8; ++column) {
+        if ((bits >> column & 1) != 0) {
+          masks.of[row][bits] |= std::uint64_t{1} << place[8 * row + column];
+        }
+      }
+    }
+  }
+  return masks;
+}
+
+// The value in the first `size` of `spare` bits (T.81 F.2.2.1, EXTEND).
+int valueIn(unsigned rest, int spare, int size) {
+  if (size == 0) return 0;
+  const int value = static_cast<int>(rest >> (spare - size));
+  return value < 1 << (size - 1) ? value - (1 << size) + 1 : value;
+}
+
+WideTable::Entry makeEntry(int value, int bits, int skip) {
+  return {static_cast<std::int16_t>(value), static_cast<std::uint8_t>(bits),
+          static_cast<std::uint8_t>(skip)};
+}
+
+// Every continuation of every code, with the value behind the code where it fits. `skipOf` tells
+// the skip of a symbol.
+template <typename SkipOf>
+void makeEntries(const IppiDecodeHuffmanSpec& spec, WideTable* table, SkipOf skipOf) {
+  if (table->made && isMadeFrom(table->source, spec)) return;
+  table->source = spec;
+  table->made = true;
+  std::memset(table->entries, 0, sizeof table->entries);
+  for (int length = 1; length <= kLookUpBits; ++length) {
+    const unsigned first = spec.minCode[length], last = spec.maxCode[length];
+    const int spare = kLookUpBits - length;
+    for (unsigned code = first; code <= last && code < 1u << length; ++code) {
+      if (last == 0xFFFF) break;  // no code of this length
+      const int symbol = spec.values[(spec.valIndex[length] + code - first) & 255] & 255;
+      const int size = symbol & 15;
+      for (unsigned rest = 0; rest < 1u << spare; ++rest) {
+        table->entries[code << spare | rest] =
+            size <= spare ? makeEntry(valueIn(rest, spare, size), length + size, skipOf(symbol))
+                          : makeEntry(symbol, 0, length);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+bool makeDcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
+  if (codes->complete && isMadeFrom(codes->source, spec)) return true;
+  codes->source = spec;
+  copySymbols(spec, codes);
+  codes->complete = true;
+  for (int size = 0; size <= kLargestDcSize; ++size) codes->complete &= codes->symbols[size] != 0;
+  return codes->complete;
+}
+
+bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
+  if (codes->complete && isMadeFrom(codes->source, spec)) return true;
+  codes->source = spec;
+  copySymbols(spec, codes);
+  codes->complete = codes->symbols[0] != 0 && codes->symbols[0xF0] != 0;
+  for (int run = 0; run < 16; ++run) {
+    for (int size = 1; size <= kLargestAcSize; ++size) {
+      codes->complete &= codes->symbols[run << 4 | size] != 0;
+    }
+    joinSmallValues(codes, run);
+  }
+  return codes->complete;
+}
+
+void makeDcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+  makeEntries(spec, table, [](int) { return 0; });
+}
+
+void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+  // A size of 0 ends the block, but for the symbol of 16 zeros.
+  makeEntries(spec, table, [](int symbol) {
+    return (symbol & 15) != 0 || symbol == 0xF0 ? (symbol >> 4) + 1 : kEndOfBlock;
+  });
+}
+
+constinit const ZigzagMasks kZigzagMasks = zigzagMasks();
+
+}  // namespace qrx::strips

@@ -1,0 +1,60 @@
+// Huffman tables of the strip routes: a code with the bits that follow it in one look-up. They are
+// made from the records of the primitives and hold what those hold.
+#ifndef QRX_PRIMITIVES_STRIPS_WIDE_TABLES_H_
+#define QRX_PRIMITIVES_STRIPS_WIDE_TABLES_H_
+
+#include <stdint.h>
+
+#include "primitives/huffman/records.h"
+
+namespace qrx::strips {
+
+constexpr int kLargestSmall = 31;   // values up to here have their bits in the table of codes
+constexpr int kLargestAcSize = 10;  // of 8-bit samples (T.81 table F.2)
+constexpr int kLargestDcSize = 11;  // T.81 table F.1
+
+// For coding.
+struct WideCodes {
+  IppiEncodeHuffmanSpec source;  // that it was made from
+  bool complete;                 // whether the record had every code that 8-bit samples take
+  // By run and value + 32: code and extra bits, above five bits with their length together.
+  uint32_t small[16][64];
+  // By symbol: the code, above eight bits with its length.
+  uint32_t symbols[256];
+};
+
+// Make the table of a record, unless it is that record's already; tell whether it is complete.
+bool makeDcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes);
+bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes);
+
+constexpr int kLookUpBits = 11;
+constexpr int kEndOfBlock = 80;  // a skip that leads further than any run
+
+// For decoding.
+struct WideTable {
+  // What the next kLookUpBits bits begin with. Where they hold a code but not all that follows it,
+  // `bits` is 0, `value` the symbol and `skip` the code's length; without a whole code all are 0.
+  struct Entry {
+    int16_t value;
+    uint8_t bits;  // of the code and the value behind it
+    uint8_t skip;  // AC: places to go on by, the coefficient's own among them
+  };
+
+  IppiDecodeHuffmanSpec source;
+  bool made;
+  Entry entries[1 << kLookUpBits];
+};
+
+void makeDcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
+void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
+
+// The places of a row's coefficients in zig-zag order as bits of a mask, by which of the eight are
+// not zero.
+struct ZigzagMasks {
+  uint64_t of[8][256];
+};
+extern const ZigzagMasks kZigzagMasks;
+
+}  // namespace qrx::strips
+
+#endif  // QRX_PRIMITIVES_STRIPS_WIDE_TABLES_H_
