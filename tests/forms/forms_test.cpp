@@ -1,13 +1,10 @@
 // Every distinct form of every primitive against the scalar reference: random and extreme data,
 // odd sizes, steps and offsets, and nothing read or written outside of images.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <deque>
-#include <new>
 #include <set>
 #include <span>
 #include <string>
@@ -16,11 +13,15 @@
 
 #include "tests/forms/huffman_kit.h"
 #include "tests/forms/slots.h"
+#include "tests/support/fenced_bytes.h"
 
 #define QRX_FORM ref
 #include "primitives/form.h"
 
 namespace {
+
+using qrx::test::Fence;
+using qrx::test::FencedBytes;
 
 Random& randomness() {
   static Random generator(20);
@@ -38,33 +39,6 @@ Bytes testBytes(size_t size) {
   }
   return bytes;
 }
-
-// Memory that begins or ends at a page that nobody may touch.
-enum class Fence { kBefore, kAfter };
-
-class FencedBytes {
- public:
-  FencedBytes(size_t size, Fence fence) {
-    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const size_t inner = (size + page - 1) / page * page;
-    length_ = inner + 2 * page;
-    mapped_ = mmap(nullptr, length_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapped_ == MAP_FAILED) throw std::bad_alloc();
-    auto* const first = static_cast<unsigned char*>(mapped_) + page;
-    mprotect(mapped_, page, PROT_NONE);
-    mprotect(first + inner, page, PROT_NONE);
-    bytes = {first + (fence == Fence::kAfter ? inner - size : 0), size};
-  }
-  FencedBytes(const FencedBytes&) = delete;
-  FencedBytes& operator=(const FencedBytes&) = delete;
-  ~FencedBytes() { munmap(mapped_, length_); }
-
-  std::span<unsigned char> bytes;
-
- private:
-  size_t length_;
-  void* mapped_;
-};
 
 // Rows of pixels in memory of their exact size, beside pages that cannot be touched. A pointer to
 // pointers has a plane for each channel.
