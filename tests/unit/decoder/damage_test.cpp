@@ -2,8 +2,8 @@
 // outside the destination changes, and the object decodes the next good image.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
+#include "qrx/primitives.h"
+#include "tests/support/allocation_hooks.h"
 #include "tests/unit/codec_kit.h"
 #include "tools/jpeg/walk.h"
 
@@ -139,6 +139,27 @@ TEST_F(Damage, ProgressiveThatFailsAtItsFirstBlock) {
       }
     }
   }
+}
+
+// Unlike a scan's damage, a lack of memory for its first coefficient ends the run.
+TEST_F(Damage, ProgressiveWithoutMemoryForCoefficients) {
+  EncoderJob job = colourJob(scenePicture({48, 48}));
+  job.mode = JPEG_MODE_PROGRESSIVE;
+  const Bytes good = encode(job).bytes;
+  const Bytes stream = prefix(good, tool::walkJpeg(good).scans.at(1).dataOffset);
+  const Bytes pixels = decode(stream).pixels;
+  AllocationHooks hooks(&i_malloc, &i_free);
+  int result = 0;  // of the last decoding that lacked something
+  for (int allocations = 0; allocations < 100; ++allocations) {
+    hooks.failAfter(allocations);
+    const Decoded d = decode(stream);
+    if (d.pixels == pixels) break;
+    result = d.data;
+  }
+  hooks.stopFailing();
+  EXPECT_EQ(result, JPEG_OUT_OF_MEMORY);
+  EXPECT_EQ(decode(stream).pixels, pixels);
+  decoder_.Clean();
 }
 
 // Refinement scans without end: the hundred-and-first is not looked at, nor what follows it, and

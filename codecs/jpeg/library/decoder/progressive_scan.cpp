@@ -37,11 +37,10 @@ int decodeBlock(CJPEGDecoder& d, CJPEGColorComponent& c, Ipp16s* block) {
   return status < 0 ? JPEG_INTERNAL_ERROR : JPEG_NO_ERROR;
 }
 
-// The same into the image's block `index`. The image gets its memory with its first coefficient:
-// what a header claims is not believed before.
-int decodeStoredBlock(CJPEGDecoder& d, CJPEGColorComponent& c, std::ptrdiff_t index,
-                      std::int64_t imageBytes) {
-  if (d.coefficients != nullptr) return decodeBlock(d, c, d.coefficients + 64 * index);
+// The same while the image has no memory, which it gets with its first coefficient: what a header
+// claims is not believed before.
+int decodeFirstBlock(CJPEGDecoder& d, CJPEGColorComponent& c, std::ptrdiff_t index,
+                     std::int64_t imageBytes) {
   Ipp16s block[64] = {};
   const int result = decodeBlock(d, c, block);
   if (std::all_of(block, block + 64, [](Ipp16s value) { return value == 0; })) return result;
@@ -80,7 +79,9 @@ int CJPEGDecoder::decodeScanAC() {
           std::ptrdiff_t{line / c.vsampling} * mcus_across + column / c.hsampling;
       const std::ptrdiff_t block =
           mcu * perMCU + firstBlock + c.hsampling * (line % c.vsampling) + column % c.hsampling;
-      const int result = decodeStoredBlock(*this, c, block, sizes.coefficients);
+      const int result = coefficients != nullptr
+                             ? decodeBlock(*this, c, coefficients + 64 * block)
+                             : decodeFirstBlock(*this, c, block, sizes.coefficients);
       if (result != JPEG_NO_ERROR) return result;
       if (restart_interval != 0) --restarts_to_go;
     }
@@ -103,7 +104,9 @@ int CJPEGDecoder::decodeScanDC() {
     for (int i = 0; i < component_count; ++i) {
       CJPEGColorComponent& c = *components[i];
       for (int b = c.hsampling * c.vsampling; b > 0; --b, ++block) {
-        const int result = decodeStoredBlock(*this, c, block, sizes.coefficients);
+        const int result = coefficients != nullptr
+                               ? decodeBlock(*this, c, coefficients + 64 * block)
+                               : decodeFirstBlock(*this, c, block, sizes.coefficients);
         if (result != JPEG_NO_ERROR) return result;
       }
     }
