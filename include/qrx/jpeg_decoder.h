@@ -9,7 +9,9 @@
 // bits); 1, 3 or 4 components; 4:4:4, 4:2:2 and 4:2:0; restart intervals; abbreviated streams,
 // whose tables are those of the image before on the same object. The decoder favours output over
 // reporting: damaged entropy-coded data of a sequential scan is not reported, and a progressive
-// stream shows what has arrived.
+// stream shows what has arrived: each scan that fails, and each scan of a complete image, one whose
+// last bits of DC and of some AC band of every component have come, paints the whole picture. Good
+// scans of an image that is not complete paint nothing.
 //
 // Threads: one object belongs to one thread at a time; objects share nothing.
 #ifndef QRX_JPEG_DECODER_H_
@@ -260,7 +262,7 @@ class QRX_API CJPEGDecoder {
   int dc_scan_done;
   int ac_scans_done;
   _JPEG_MARKER marker;
-  Ipp16s* coefficients;  // progressive: the whole image's; owned
+  Ipp16s* coefficients;  // progressive: the whole image's, null while all are zero; owned
   Ipp16s* block_buffer;  // a row of MCUs, or a line of differences; owned
   int mcu_blocks;
   int tile_mcu_count;  // negative: not a packet
@@ -314,7 +316,7 @@ class QRX_API CJPEGDecoder {
   int blocksPerMCU() const;
 
   int scans_seen_;   // scans of the data run so far
-  bool output_due_;  // progressive: the coefficients hold something that was not shown
+  bool output_due_;  // a complete progressive image whose last scan was not shown yet
 };
 
 #endif  // QRX_JPEG_DECODER_H_

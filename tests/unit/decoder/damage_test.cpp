@@ -2,8 +2,8 @@
 // outside the destination changes, and the object decodes the next good image.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
+#include "qrx/primitives.h"
+#include "tests/support/allocation_hooks.h"
 #include "tests/unit/codec_kit.h"
 #include "tools/jpeg/walk.h"
 
@@ -86,39 +86,80 @@ TEST_F(Damage, ACutImageRepeatsItsLastRow) {
   for (std::size_t y = 48; y < 56; ++y) EXPECT_EQ(behindFirstBlock(y), behindFirstBlock(y + 8));
 }
 
-TEST_F(Damage, ProgressiveShowsWhatHasArrived) {
+// A flip in the last scan of a component: if that scan fails, the image is never complete, and the
+// good scans behind it change nothing in what the failed one has shown.
+TEST_F(Damage, ProgressiveShowsTheFailedScan) {
   EncoderJob job = colourJob(scenePicture({48, 48}));
   job.mode = JPEG_MODE_PROGRESSIVE;
-  const Bytes good = encode(job).bytes;
-  const Bytes whole = decode(good).pixels;
+  const Bytes good = encode(job).bytes, eoi = {0xFF, 0xD9};
   const auto scans = tool::walkJpeg(good).scans;
   ASSERT_EQ(scans.size(), 10u);
-  // Between two scans: nothing is shown, and it is no error.
-  const Decoded between = decode(prefix(good, scans[2].dataOffset + scans[2].dataSize));
-  EXPECT_EQ(between.data, 0);
-  EXPECT_EQ(between.lines, 0);
-  // A few bytes into a scan: what the scans before it brought, nearer with each scan.
-  long distanceBefore = 1 << 30;
-  for (const std::size_t n : {1u, 3u, 5u, 9u}) {
-    const Decoded part = decode(prefix(good, scans[n].dataOffset + 6));
-    EXPECT_EQ(part.lines, 48);
-    long distance = 0;
-    for (std::size_t i = 0; i < whole.size(); ++i) distance += std::abs(part.pixels[i] - whole[i]);
-    EXPECT_LT(distance, distanceBefore) << n;
-    distanceBefore = distance;
+  for (const std::size_t n : {7u, 8u}) {
+    const std::size_t begin = scans[n].dataOffset, end = begin + scans[n].dataSize;
+    int failed = 0;
+    for (std::size_t bit = 8 * begin; bit < 8 * end; ++bit) {
+      Bytes flipped = good;
+      flipped[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
+      const Decoded cut = decode(prefix(flipped, end) + eoi);
+      if (cut.lines == 0) continue;
+      ++failed;
+      EXPECT_EQ(decode(flipped).pixels, cut.pixels) << "scan " << n << ", bit " << bit;
+    }
+    EXPECT_GT(failed, 0) << n;
   }
 }
 
-// Tables that come behind the scans are the next image's.
-TEST_F(Damage, ProgressiveIsShownBeforeItsTablesChange) {
+// A first scan that fails before anything has arrived shows zeros, which take no memory.
+TEST_F(Damage, ProgressiveThatFailsAtItsFirstBlock) {
+  const Bytes one = {0, 0x11, 0}, three = {0, 0x22, 0, 1, 0x11, 1, 2, 0x11, 1};
+  const Bytes dqt = segment(0xDB, byte(0) + Bytes(64, 255));
+  // One code in either class: a single 0 bit.
+  const Bytes dht = segment(
+      0xC4, byte(0) + byte(1) + Bytes(15) + byte(9) + byte(0x10) + byte(1) + Bytes(15) + byte(9));
+  const std::pair<const char*, Bytes> cases[] = {
+      {"end of data", {}},
+      {"EOI", {0xFF, 0xD9}},
+      {"another marker", segment(0xFE, {1, 2, 3})},
+      {"no such code", {0xFE, 0xFE, 0xFE, 0xFE, 0xFF, 0xD9}},
+      {"a code without its bits", {0x00, 0xFF, 0xD9}},
+  };
+  for (const Bytes& components : {one, three}) {
+    const _JPEG_COLOR destination = components == one ? JPEG_COLOR_GRAY : JPEG_COLOR_BGR;
+    // Table 3 was never defined.
+    for (const Bytes& header : {scan({0, 0x00}, 0, 0), scan({0, 0x00}, 1, 63),
+                                scan({0, 0x33}, 0, 0), scan({0, 0x33}, 1, 63)}) {
+      for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.first << " behind " << hexText(components + header));
+        const Decoded d =
+            decode(dqt + dht + frame(0xC2, 8, components) + header + c.second, destination);
+        EXPECT_EQ(d.data, 0);
+        EXPECT_EQ(d.lines, 16);
+        EXPECT_EQ(d.pixels, Bytes(d.pixels.size(), 128));
+        EXPECT_EQ(decoder_.coefficients, nullptr);
+      }
+    }
+  }
+}
+
+// Unlike a scan's damage, a lack of memory for its first coefficient ends the run.
+TEST_F(Damage, ProgressiveWithoutMemoryForCoefficients) {
   EncoderJob job = colourJob(scenePicture({48, 48}));
   job.mode = JPEG_MODE_PROGRESSIVE;
-  const Bytes good = encode(job).bytes, pixels = decode(good).pixels;
-  const Bytes body = prefix(good, good.size() - 2), eoi = {0xFF, 0xD9};
-  const Bytes tables = segment(0xDB, byte(0) + Bytes(64, 1) + byte(1) + Bytes(64, 1));
-  const Decoded d = decode(body + tables + eoi);
-  EXPECT_EQ(d.data, 0);
-  EXPECT_EQ(d.pixels, pixels);
+  const Bytes good = encode(job).bytes;
+  const Bytes stream = prefix(good, tool::walkJpeg(good).scans.at(1).dataOffset);
+  const Bytes pixels = decode(stream).pixels;
+  AllocationHooks hooks(&i_malloc, &i_free);
+  int result = 0;  // of the last decoding that lacked something
+  for (int allocations = 0; allocations < 100; ++allocations) {
+    hooks.failAfter(allocations);
+    const Decoded d = decode(stream);
+    if (d.pixels == pixels) break;
+    result = d.data;
+  }
+  hooks.stopFailing();
+  EXPECT_EQ(result, JPEG_OUT_OF_MEMORY);
+  EXPECT_EQ(decode(stream).pixels, pixels);
+  decoder_.Clean();
 }
 
 // Refinement scans without end: the hundred-and-first is not looked at, nor what follows it, and

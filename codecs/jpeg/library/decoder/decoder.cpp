@@ -190,12 +190,8 @@ int CJPEGDecoder::Init() {
   BufferSizes sizes;
   if (!computeBufferSizes(&sizes)) return JPEG_NOT_SUPPORTED;
 
-  if (mode == JPEG_MODE_PROGRESSIVE) {
-    // A scan without data has nothing to store: what a header claims is not believed yet.
-    if (coefficients == nullptr && stream.position < stream.capacity) {
-      if (!allocateZeroed(&coefficients, sizes.coefficients)) return JPEG_OUT_OF_MEMORY;
-    }
-  } else if (block_buffer == nullptr) {
+  // The coefficients of a progressive image wait for a scan that brings some.
+  if (mode != JPEG_MODE_PROGRESSIVE && block_buffer == nullptr) {
     if (!allocateZeroed(&block_buffer, sizes.blocks)) return JPEG_OUT_OF_MEMORY;
   }
   for (int i = 0; i < component_count; ++i) {

@@ -11,6 +11,12 @@ constexpr int kEndOfRun = 1;
 // A small file must not keep a core busy with scan after scan.
 constexpr int kMaxProgressiveScans = 100;
 
+// Whether a segment brings what the output stage works by: tables, or the transform that decides
+// the colours.
+bool changesPicture(_JPEG_MARKER marker) {
+  return marker == JPEG_MARKER_DQT || marker == JPEG_MARKER_APP14;
+}
+
 bool isRestartMarker(_JPEG_MARKER marker) {
   return marker >= JPEG_MARKER_RST0 && marker <= JPEG_MARKER_RST7;
 }
@@ -83,6 +89,10 @@ int CJPEGDecoder::runParser(_JPEG_OPERATION op) {
 }
 
 int CJPEGDecoder::parseMarker(_JPEG_OPERATION op) {
+  if (output_due_ && changesPicture(marker)) {
+    const int shown = showProgressive();
+    if (shown != JPEG_NO_ERROR) return shown;
+  }
   if (isRestartMarker(marker)) return ParseRST();
   switch (marker) {
     case JPEG_MARKER_SOF0:
@@ -146,17 +156,19 @@ int CJPEGDecoder::decodeScan() {
 // The scan's own error is not returned: a damaged stream shows what arrived before the damage.
 int CJPEGDecoder::decodeProgressiveScan() {
   const int result = DecodeScanProgressive();
+  if (result == JPEG_OUT_OF_MEMORY) return result;
   ac_scans_done = 0;
   for (int i = 0; i < component_count; ++i) ac_scans_done += components[i]->ac_scan_done;
   const bool complete = dc_scan_done != 0 && ac_scans_done == component_count;
-  // The picture is made once, when the run ends: later scans would only paint it over.
-  if (complete || result != JPEG_NO_ERROR) output_due_ = true;
-  return JPEG_NO_ERROR;
+  // Every scan of a complete image is shown, so that the next one would only paint it over: one
+  // picture at the end does. Good scans of an incomplete image are not, and leave what a failed one
+  // has shown.
+  output_due_ = complete;
+  return complete || result == JPEG_NO_ERROR ? JPEG_NO_ERROR : showProgressive();
 }
 
 int CJPEGDecoder::showProgressive() {
   output_due_ = false;
-  if (coefficients == nullptr) return JPEG_NO_ERROR;  // nothing has arrived
   int result = PerformDCT();
   if (result != JPEG_NO_ERROR) return result;
   if ((result = UpSampling()) != JPEG_NO_ERROR) return result;

@@ -1,24 +1,67 @@
 // Progressive scans (T.81 Annex G): each adds to the coefficients of the whole image.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
+#include "codecs/jpeg/library/decoder/buffer_sizes.h"
 #include "codecs/jpeg/library/mcu_grid.h"
 #include "qrx/jpeg_decoder.h"
 #include "qrx/primitives.h"
 
+namespace {
+
+bool isSpectral(const CJPEGDecoder& d) { return d.scan_start != 0 && d.scan_end != 0; }
+
+// The next block of the scan, of component `c`: adds to the 64 coefficients.
+int decodeBlock(CJPEGDecoder& d, CJPEGColorComponent& c, Ipp16s* block) {
+  _bitstream& in = d.stream;
+  IppiDecodeHuffmanState* const state = d.huffman_state.state;
+  const bool refines = d.approx_high != 0;
+  int met = d.marker;
+  IppStatus status;
+  if (isSpectral(d)) {
+    const auto decode = refines ? ippiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1
+                                : ippiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1;
+    status = decode(in.data, in.capacity, &in.position, block, &met, d.scan_start, d.scan_end,
+                    d.approx_low, d.ac_tables[c.ac_selector].spec, state);
+  } else if (refines) {
+    status = ippiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(in.data, in.capacity, &in.position, block,
+                                                         &met, d.approx_low, state);
+  } else {
+    status = ippiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(in.data, in.capacity, &in.position, block,
+                                                        &c.last_dc, &met, d.approx_low,
+                                                        d.dc_tables[c.dc_selector].spec, state);
+  }
+  d.marker = static_cast<_JPEG_MARKER>(met);
+  return status < 0 ? JPEG_INTERNAL_ERROR : JPEG_NO_ERROR;
+}
+
+// The same while the image has no memory, which it gets with its first coefficient: what a header
+// claims is not believed before.
+int decodeFirstBlock(CJPEGDecoder& d, CJPEGColorComponent& c, std::ptrdiff_t index,
+                     std::int64_t imageBytes) {
+  Ipp16s block[64] = {};
+  const int result = decodeBlock(d, c, block);
+  if (std::all_of(block, block + 64, [](Ipp16s value) { return value == 0; })) return result;
+  if (!allocateZeroed(&d.coefficients, imageBytes)) return JPEG_OUT_OF_MEMORY;
+  std::copy(block, block + 64, d.coefficients + 64 * index);
+  return result;
+}
+
+}  // namespace
+
 int CJPEGDecoder::DecodeScanProgressive() {
-  if (coefficients == nullptr) return JPEG_INTERNAL_ERROR;  // the stream ended before any data
   if (huffman_state.Init() != JPEG_NO_ERROR) return JPEG_INTERNAL_ERROR;
   marker = JPEG_MARKER_NONE;
-  return scan_start != 0 && scan_end != 0 ? decodeScanAC() : decodeScanDC();
+  return isSpectral(*this) ? decodeScanAC() : decodeScanDC();
 }
 
 // A scan of one component: the blocks that hold image data, in the component's raster order.
 int CJPEGDecoder::decodeScanAC() {
+  BufferSizes sizes;
+  computeBufferSizes(&sizes);
   CJPEGColorComponent& c = *components[scan_component];
-  const IppiDecodeHuffmanSpec* spec = ac_tables[c.ac_selector].spec;
-  const auto decode = approx_high != 0 ? ippiDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1
-                                       : ippiDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1;
   int firstBlock = 0;
   for (int i = 0; i < c.comp_no; ++i) {
     firstBlock += components[i]->hsampling * components[i]->vsampling;
@@ -36,12 +79,10 @@ int CJPEGDecoder::decodeScanAC() {
           std::ptrdiff_t{line / c.vsampling} * mcus_across + column / c.hsampling;
       const std::ptrdiff_t block =
           mcu * perMCU + firstBlock + c.hsampling * (line % c.vsampling) + column % c.hsampling;
-      int met = marker;
-      const IppStatus status =
-          decode(stream.data, stream.capacity, &stream.position, coefficients + 64 * block, &met,
-                 scan_start, scan_end, approx_low, spec, huffman_state.state);
-      marker = static_cast<_JPEG_MARKER>(met);
-      if (status < 0) return JPEG_INTERNAL_ERROR;
+      const int result = coefficients != nullptr
+                             ? decodeBlock(*this, c, coefficients + 64 * block)
+                             : decodeFirstBlock(*this, c, block, sizes.coefficients);
+      if (result != JPEG_NO_ERROR) return result;
       if (restart_interval != 0) --restarts_to_go;
     }
   }
@@ -51,7 +92,9 @@ int CJPEGDecoder::decodeScanAC() {
 
 // A scan of all components of the frame, whatever its header names.
 int CJPEGDecoder::decodeScanDC() {
-  Ipp16s* block = coefficients;
+  BufferSizes sizes;
+  computeBufferSizes(&sizes);
+  std::ptrdiff_t block = 0;
   const std::ptrdiff_t mcus = std::ptrdiff_t{mcus_across} * mcus_down;
   for (std::ptrdiff_t mcu = 0; mcu < mcus; ++mcu) {
     if (isRestartDue()) {
@@ -60,18 +103,11 @@ int CJPEGDecoder::decodeScanDC() {
     }
     for (int i = 0; i < component_count; ++i) {
       CJPEGColorComponent& c = *components[i];
-      for (int b = c.hsampling * c.vsampling; b > 0; --b, block += 64) {
-        int met = marker;
-        const IppStatus status =
-            approx_high != 0
-                ? ippiDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(stream.data, stream.capacity,
-                                                              &stream.position, block, &met,
-                                                              approx_low, huffman_state.state)
-                : ippiDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(
-                      stream.data, stream.capacity, &stream.position, block, &c.last_dc, &met,
-                      approx_low, dc_tables[c.dc_selector].spec, huffman_state.state);
-        marker = static_cast<_JPEG_MARKER>(met);
-        if (status < 0) return JPEG_INTERNAL_ERROR;
+      for (int b = c.hsampling * c.vsampling; b > 0; --b, ++block) {
+        const int result = coefficients != nullptr
+                               ? decodeBlock(*this, c, coefficients + 64 * block)
+                               : decodeFirstBlock(*this, c, block, sizes.coefficients);
+        if (result != JPEG_NO_ERROR) return result;
       }
     }
     if (restart_interval != 0) --restarts_to_go;
@@ -81,6 +117,16 @@ int CJPEGDecoder::decodeScanDC() {
 }
 
 int CJPEGDecoder::PerformDCT() {
+  if (mode != JPEG_MODE_PROGRESSIVE) return JPEG_INTERNAL_ERROR;
+  if (coefficients == nullptr) {
+    // Blocks of zeros become 128, whatever the quantisation table.
+    const auto samples = static_cast<std::size_t>(std::int64_t{strip_stride} * strip_rows);
+    for (int i = 0; i < component_count; ++i) {
+      if (components[i]->ss_buffer == nullptr) return JPEG_INTERNAL_ERROR;
+      std::memset(components[i]->ss_buffer, 128, samples);
+    }
+    return JPEG_NO_ERROR;
+  }
   const Ipp16s* block = coefficients;
   for (int y = 0; y < mcus_down; ++y) {
     for (int x = 0; x < mcus_across; ++x) {

@@ -29,11 +29,6 @@ int CJPEGDecoder::ParseAPP0() {
 }
 
 int CJPEGDecoder::ParseAPP14() {
-  // The transform decides the colours of a picture that is still to be shown.
-  if (output_due_) {
-    const int shown = showProgressive();
-    if (shown != JPEG_NO_ERROR) return shown;
-  }
   SegmentReader segment(stream);
   int error = JPEG_NO_ERROR;
   if (!beginSegment(&segment, &error)) return error;
@@ -66,9 +61,7 @@ int CJPEGDecoder::ParseCOM() {
 }
 
 int CJPEGDecoder::ParseDQT() {
-  // A picture that is still to be shown was coded with the tables in hand.
-  int error = output_due_ ? showProgressive() : JPEG_NO_ERROR;
-  if (error == JPEG_NO_ERROR) error = parseQuantTables();
+  const int error = parseQuantTables();
   if (error != JPEG_NO_ERROR) std::fputs("ParseDQT failed\n", stderr);
   return error;
 }
