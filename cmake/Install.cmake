@@ -18,6 +18,21 @@ install(FILES ${PROJECT_BINARY_DIR}/qrx_jpegConfig.cmake
               ${PROJECT_BINARY_DIR}/qrx_jpegConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/qrx_jpeg)
 
+# The pkg-config file tells the prefix by its own place, as the prefix is chosen at installation.
+# Where the library's folder is absolute, it is that of the configuration, as in the CMake package.
+set(pc_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(IS_ABSOLUTE ${pc_folder})
+  set(PC_PREFIX ${CMAKE_INSTALL_PREFIX})
+else()
+  file(RELATIVE_PATH way_up /${pc_folder} /)
+  string(REGEX REPLACE "/$" "" PC_PREFIX "\${pcfiledir}/${way_up}")
+endif()
+foreach(folder LIBDIR INCLUDEDIR)
+  set(PC_${folder} ${CMAKE_INSTALL_${folder}})
+  if(NOT IS_ABSOLUTE ${PC_${folder}})
+    string(PREPEND PC_${folder} "\${prefix}/")
+  endif()
+endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/qrx_jpeg.pc.in ${PROJECT_BINARY_DIR}/qrx_jpeg.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qrx_jpeg.pc
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+        DESTINATION ${pc_folder})

@@ -155,7 +155,7 @@ class BandWalk {
     if (status == ippStsNoErr) status = sink_->bits(run, size);
     if (status != ippStsNoErr) return status;
     state_->eobRun = 0;
-    const int held = heldBits();
+    const int held = heldBits(0);
     for (int i = 0; status == ippStsNoErr && i < held; ++i) {
       status = sink_->bits(state_->corrBits[i], 1);
     }
@@ -166,10 +166,11 @@ class BandWalk {
  private:
   static constexpr int kCapacity = 1024;
 
-  // A record that was not initialised, or not after a failure, must not lead out of corrBits.
-  int heldBits() const {
+  // The bits held, where `more` fit behind them, else none: a record that was not initialised, or
+  // not after a failure, must not lead out of corrBits.
+  int heldBits(int more) const {
     const int held = state_->corrBitCount;
-    return held < 0 || held > kCapacity - 63 ? 0 : held;
+    return held < 0 || held > kCapacity - more ? 0 : held;
   }
 
   // A symbol and its sign bit, between the pending run and the corrections since the last one.
@@ -187,7 +188,7 @@ class BandWalk {
   IppStatus endOfBand() {
     const unsigned run = static_cast<unsigned>(state_->eobRun) + 1;
     state_->eobRun = static_cast<int32_t>(run);
-    int held = heldBits();
+    int held = heldBits(correctionCount_);
     while (correctionCount_ > 0) {
       --correctionCount_;
       state_->corrBits[held++] = static_cast<Ipp8u>(corrections_ >> correctionCount_ & 1);

@@ -24,12 +24,32 @@ for header in "$prefix"/include/qrx/*.h; do
     "$cxx" -std=c++17 -Wall -Wextra -Werror -I "$prefix/include" -fsyntax-only -x c++ -
 done
 
+# Builds and runs the stranger by the pkg-config file that stands below a folder.
+by_pkg_config() {
+  local flags program=$scratch/by_pkg_config
+  read -ra flags <<<"$(PKG_CONFIG_PATH=$(dirname "$(find "$1" -name qrx_jpeg.pc)") \
+    pkg-config --cflags --libs qrx_jpeg)"
+  "$cxx" -std=c++17 "$here/consumer/consumer.cpp" -o "$program" "${flags[@]}"
+  LD_LIBRARY_PATH=$(dirname "$(find "$1" -name libqrx_jpeg.so)") "$program"
+}
+# The library as it was built, from a configuration with other folders.
+install_to() { # PREFIX LIBDIR INCLUDEDIR
+  "$cmake" -S "$here/../.." -B "$scratch/configured" -DCMAKE_CXX_COMPILER="$cxx" \
+    -DCMAKE_INSTALL_LIBDIR="$2" -DCMAKE_INSTALL_INCLUDEDIR="$3" >/dev/null
+  cp -P "$build"/libqrx_jpeg.so* "$scratch/configured"
+  "$cmake" --install "$scratch/configured" --prefix "$1" >/dev/null
+}
 if command -v pkg-config >/dev/null; then
   echo "== pkg-config"
-  pc=$(find "$prefix" -name qrx_jpeg.pc)
-  # shellcheck disable=SC2046
-  env PKG_CONFIG_PATH="$(dirname "$pc")" bash -c \
-    "'$cxx' -std=c++17 '$here/consumer/consumer.cpp' -o '$scratch/by_pkg_config' \
-      \$(pkg-config --cflags --libs --define-variable=prefix='$prefix' qrx_jpeg)"
-  LD_LIBRARY_PATH=$(dirname "$(find "$prefix" -name libqrx_jpeg.so)") "$scratch/by_pkg_config"
+  by_pkg_config "$prefix"
+  echo "== pkg-config, below folders of folders"
+  install_to "$scratch/deep" lib/some/where include/some/where
+  by_pkg_config "$scratch/deep"
+  echo "== pkg-config, absolute folders"
+  outside=$(mktemp -d) # CMake takes no include folder inside the source
+  trap 'rm -rf "$outside"' EXIT
+  install_to "$scratch/unused" "$outside/lib" "$outside/include"
+  by_pkg_config "$outside"
+else
+  echo "== pkg-config: not there, left out"
 fi

@@ -1,5 +1,5 @@
 // libjpeg on the other side: an independent writer and reader of the public standard, behind plain
-// functions. Its error exits become results.
+// functions. Its error exits and warnings become results.
 #ifndef QRX_TESTS_INTEROP_PEER_JPEG_H_
 #define QRX_TESTS_INTEROP_PEER_JPEG_H_
 
@@ -38,7 +38,10 @@ inline jpeg_error_mgr* prepare(ErrorManager* errors) {
     (*info->err->format_message)(info, escaping->message);
     std::longjmp(escaping->escape, 1);
   };
-  errors->base.output_message = [](j_common_ptr) {};
+  errors->message[0] = 0;
+  errors->base.output_message = [](j_common_ptr info) {  // the first warning
+    (*info->err->format_message)(info, reinterpret_cast<ErrorManager*>(info->err)->message);
+  };
   return &errors->base;
 }
 
@@ -115,6 +118,49 @@ inline PeerDecoded peerDecode(const Bytes& stream) {
   }
   jpeg_finish_decompress(&info);
   result.done = true;
+  jpeg_destroy_decompress(&info);
+  return result;
+}
+
+// What a stream carries: coefficients, and what decides their meaning.
+struct PeerCoefficients {
+  bool done = false;
+  long warnings = 0;
+  std::string message;        // of the error, or of the first warning
+  std::vector<int> shape;     // of the picture; and of each component
+  std::vector<JCOEF> values;  // by component: the quantisation table, then the blocks
+};
+inline PeerCoefficients peerCoefficients(const Bytes& stream) {
+  PeerCoefficients result;
+  ErrorManager errors;
+  jpeg_decompress_struct info = {};
+  info.err = prepare(&errors);
+  if (setjmp(errors.escape) != 0) {
+    result.message = errors.message;
+    jpeg_destroy_decompress(&info);
+    return result;
+  }
+  jpeg_create_decompress(&info);
+  jpeg_mem_src(&info, stream.data(), stream.size());
+  jpeg_read_header(&info, TRUE);
+  jvirt_barray_ptr* const arrays = jpeg_read_coefficients(&info);
+  result.shape = {static_cast<int>(info.image_width), static_cast<int>(info.image_height)};
+  for (int i = 0; i < info.num_components; ++i) {
+    const jpeg_component_info& c = info.comp_info[i];
+    result.shape.insert(result.shape.end(), {c.component_id, c.h_samp_factor, c.v_samp_factor});
+    const UINT16* const table = info.quant_tbl_ptrs[c.quant_tbl_no]->quantval;
+    result.values.insert(result.values.end(), table, table + DCTSIZE2);
+    for (JDIMENSION y = 0; y < c.height_in_blocks; ++y) {
+      const JBLOCKARRAY rows = (*info.mem->access_virt_barray)(
+          reinterpret_cast<j_common_ptr>(&info), arrays[i], y, 1, FALSE);
+      const JCOEF* const row = rows[0][0];
+      result.values.insert(result.values.end(), row, row + c.width_in_blocks * DCTSIZE2);
+    }
+  }
+  jpeg_finish_decompress(&info);
+  result.done = true;
+  result.warnings = errors.base.num_warnings;
+  result.message = errors.message;
   jpeg_destroy_decompress(&info);
   return result;
 }

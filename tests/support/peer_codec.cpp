@@ -37,9 +37,4 @@ Bytes runCjpeg(const Image& image, const std::string& options) {
   return run(QRX_CJPEG " " + options, tool::encodePpm(image)).second;
 }
 
-Bytes runJpegtran(std::span<const std::uint8_t> jpeg) {
-  const auto [messages, output] = run(QRX_JPEGTRAN, jpeg);
-  return messages.empty() ? output : Bytes();
-}
-
 }  // namespace qrx::test

@@ -344,31 +344,6 @@ TEST(ProgressiveWriter, ScansByTheScript) {
   }
 }
 
-// Any reader finds the same coefficients whatever the mode and the restarts.
-TEST(ImageWriters, CarryTheSameCoefficients) {
-  const std::pair<_JPEG_COLOR, _JPEG_COLOR> colours[] = {{JPEG_COLOR_BGR, JPEG_COLOR_YCBCR},
-                                                         {JPEG_COLOR_GRAY, JPEG_COLOR_GRAY},
-                                                         {JPEG_COLOR_RGB, JPEG_COLOR_RGB},
-                                                         {JPEG_COLOR_CMYK, JPEG_COLOR_YCCK}};
-  for (const auto& [source, jpeg] : colours) {
-    for (const Size size : {Size{1, 1}, {10, 10}, {20, 8}, {17, 17}, {130, 77}}) {
-      for (int i = 0; i < 6; ++i) {
-        EncoderJob job{scenePicture(size).pixels, size, source, jpeg, kSamplings[i / 2]};
-        job.quality = i % 2 == 0 ? 20 : 95;
-        const Bytes baseline = runJpegtran(encode(job).bytes);
-        ASSERT_FALSE(baseline.empty()) << job;
-        for (const auto& [mode, interval] : {std::pair{JPEG_MODE_PROGRESSIVE, 0},
-                                             {JPEG_MODE_PROGRESSIVE, 1 + i},
-                                             {JPEG_MODE_BASELINE, 1 + i}}) {
-          job.mode = mode;
-          job.restartInterval = interval;
-          EXPECT_EQ(runJpegtran(encode(job).bytes), baseline) << job;
-        }
-      }
-    }
-  }
-}
-
 // By hand, as no writer does: the pending bits of the difference 2, 011 10, and the marker.
 TEST(Encoder, ClosesALosslessInterval) {
   GuardedBuffer buffer(8);
