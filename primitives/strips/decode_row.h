@@ -92,9 +92,11 @@ inline void transformDc(int dc, const Ipp16u* quant, Ipp8u* to, int step) {
   const auto line = [](int sample) {
     return clampTo8u((sample >> 6) + 128) * uint64_t{0x0101010101010101};
   };
-  const uint64_t usual = line(row), top = line(row + 2), middle = line(row - 1);
-  const uint64_t lines[8] = {top, usual, usual, middle, middle, usual, usual, usual};
-  for (int j = 0; j < 8; ++j) __builtin_memcpy(to + ptrdiff_t{j} * step, &lines[j], 8);
+  // Of the rounding terms of the other rows no more is left than a step in the two middle lines.
+  const uint64_t usual = line(row), middle = line(row - 1);
+  for (int j = 0; j < 8; ++j) {
+    __builtin_memcpy(to + ptrdiff_t{j} * step, j == 3 || j == 4 ? &middle : &usual, 8);
+  }
 }
 
 template <int kRows>

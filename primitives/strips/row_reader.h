@@ -58,14 +58,14 @@ class RowReader {
   // The next kLookUpBits bits.
   unsigned peek() const { return static_cast<unsigned>(bits_ >> (64 - kLookUpBits)); }
 
-  // The symbol of a code that the look-up does not hold; -1 where there is none.
+  // The symbol of a code that the look-up does not hold; -1 where the primitives have to find it.
   int longSymbol(const IppiDecodeHuffmanSpec& spec) {
     for (int length = kLookUpBits + 1; length <= 16; ++length) {
       const int code = static_cast<int>(bits_ >> (64 - length));
-      const int first = spec.minCode[length], last = spec.maxCode[length];
-      if (code > last || (last == 0xFFFF && first == 0)) continue;
+      const int last = spec.maxCode[length];
+      if (code > last || last == 0xFFFF) continue;  // no code, or one of sixteen ones
       drop(length);
-      return spec.values[(spec.valIndex[length] + code - first) & 255];
+      return spec.values[(spec.valIndex[length] + code - spec.minCode[length]) & 255];
     }
     return -1;
   }
