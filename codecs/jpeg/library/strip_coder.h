@@ -27,7 +27,7 @@ class StripCoder {
 
   CJPEGEncoder& encoder_;
   MCUWalk walk_;
-  alignas(32) Ipp16s block_[64];  // between the transform and the entropy coder
+  alignas(64) Ipp16s block_[64];  // between the transform and the entropy coder
 };
 
 }  // namespace qrx::jpeg
