@@ -18,24 +18,6 @@ constexpr int kMaxSide = 32767;    // of a rectangle: the head has signed 16-bit
 
 int word(const std::uint8_t* bytes) { return bytes[0] << 8 | bytes[1]; }
 
-// The sampling whose layout the packet segment's components have.
-std::optional<_JPEG_SAMPLING> samplingOf(const std::uint8_t* entries, int components) {
-  const auto matches = [&](_JPEG_SAMPLING sampling) {
-    for (int i = 0; i < components; ++i) {
-      const ComponentSampling factors = componentSampling(sampling, i);
-      if (entries[i * kBytesPerEntry + 1] != (factors.horizontal << 4 | factors.vertical)) {
-        return false;
-      }
-    }
-    return true;
-  };
-  for (const _JPEG_SAMPLING s : {JPEG_SAMPLING_444, JPEG_SAMPLING_422, JPEG_SAMPLING_420}) {
-    if (matches(s))
-      return components == 1 && s != JPEG_SAMPLING_444 ? std::nullopt : std::optional(s);
-  }
-  return std::nullopt;
-}
-
 // Whether `scan` is the header of one baseline scan over the components at `entries`.
 bool isScanHeader(const std::uint8_t* scan, const std::uint8_t* entries, int components) {
   if (word(scan) != kMarkerSOS || word(scan + 2) != 6 + 2 * components || scan[4] != components) {
@@ -89,7 +71,10 @@ std::optional<PacketSlice> parseSlice(const std::uint8_t* slice, int length) {
   for (int i = 0; i < parsed.components; ++i) {
     if (entries[i * kBytesPerEntry + 2] >= kTables) return std::nullopt;
   }
-  const auto sampling = samplingOf(entries, parsed.components);
+  const auto sampling = samplingOf(parsed.components, [&](int i) {
+    const int factors = entries[i * kBytesPerEntry + 1];
+    return ComponentSampling{factors >> 4, factors & 15, 0, 0};
+  });
   if (!sampling) return std::nullopt;
   const MCUSize mcu = mcuSize(JPEG_MODE_BASELINE, *sampling);
   parsed.mcuWidth = mcu.width;

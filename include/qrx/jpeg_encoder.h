@@ -246,38 +246,6 @@ class QRX_API CJPEGEncoder {
   CJPEGEncoderHuffmanTable dc_tables[4];
   CJPEGEncoderHuffmanTable ac_tables[4];
   CJPEGEncoderHuffmanState huffman_state;
-
- private:
-  struct BlockBuffer;
-  struct PacketRun;
-
-  void setGrid();
-  _JPEG_SAMPLING codedSampling() const;
-  int initFor(_JPEG_MODE writerMode);
-  int initComponent(int index, int bufferSize);
-  int initTables();
-
-  bool hasRoom(int size) const;
-  int writeFrame(int marker, int samplePrecision);
-  int writeApplicationSegment();
-
-  int convertColors(const Ipp8u* source, IppiSize region, bool tableAllowed);
-  int reduceComponents(int sourceLines, int paddedLines, bool lastLines, bool clearReduced);
-
-  int encodeMCUWithRestart(int column, BlockBuffer& block);
-  int encodeMCU(int column, BlockBuffer& block);
-  void clearPredictions();
-  int flushBaseline();
-  int flushLossless();
-  int flushProgressive(const int* indices, int ss, int se, int ah, int al);
-
-  int initFromStatistics(CJPEGEncoderHuffmanTable* table, int id, int hclass,
-                         const int* statistics);
-  int encodeScanAC(int count, const int* indices, int ss, int se, int ah, int al);
-  int encodeScanDC(int count, const int* indices, int ss, int se, int ah, int al);
-
-  int writeLossless();
-  int writeLosslessLine(int line);
 };
 
 #endif  // QRX_JPEG_ENCODER_H_

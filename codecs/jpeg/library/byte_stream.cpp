@@ -1,6 +1,7 @@
 // Byte cursor of both coders.
 #include <cstring>
 
+#include "codecs/jpeg/library/result.h"
 #include "qrx/jpeg_types.h"
 
 int _bitstream::_WRITE_BYTE(int value) {
@@ -10,15 +11,12 @@ int _bitstream::_WRITE_BYTE(int value) {
 }
 
 int _bitstream::_WRITE_WORD(int value) {
-  const int result = _WRITE_BYTE(value >> 8);
-  return result != JPEG_NO_ERROR ? result : _WRITE_BYTE(value);
+  QRX_TRY(_WRITE_BYTE(value >> 8));
+  return _WRITE_BYTE(value);
 }
 
 int _bitstream::_WRITE_32BIT(int value) {
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    const int result = _WRITE_BYTE(value >> shift);
-    if (result != JPEG_NO_ERROR) return result;
-  }
+  for (int shift = 24; shift >= 0; shift -= 8) QRX_TRY(_WRITE_BYTE(value >> shift));
   return JPEG_NO_ERROR;
 }
 
@@ -34,8 +32,7 @@ int readBigEndian(_bitstream& stream, int bytes, int* value) {
   std::uint32_t sum = 0;
   for (int i = 0; i < bytes; ++i) {
     int byte = 0;
-    const int result = stream._READ_BYTE(&byte);
-    if (result != JPEG_NO_ERROR) return result;
+    QRX_TRY(stream._READ_BYTE(&byte));
     sum = sum << 8 | static_cast<std::uint32_t>(byte);
   }
   *value = static_cast<int>(sum);

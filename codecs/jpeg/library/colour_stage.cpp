@@ -1,15 +1,13 @@
 // Colour conversion and down-sampling: interleaved source pixels become one plane per component,
 // padded to whole MCUs and reduced to the component's resolution. A strip at a time for baseline
 // and packets, the whole image at once for progressive.
-#include <pthread.h>
+#include "codecs/jpeg/library/colour_stage.h"
 
 #include <cstring>
 
-#include "codecs/jpeg/library/mcu_grid.h"
-#include "qrx/env.h"
-#include "qrx/jpeg_encoder.h"
-#include "qrx/primitives.h"
+#include "codecs/jpeg/library/encoder_stages.h"
 
+namespace qrx::jpeg {
 namespace {
 
 enum class Conversion {
@@ -44,15 +42,90 @@ Conversion conversionFor(_JPEG_COLOR source, _JPEG_COLOR jpeg) {
   return Conversion::kNone;
 }
 
-pthread_once_t g_switchOnce = PTHREAD_ONCE_INIT;
-bool g_useTable = false;
+// The conversion that copies so many channels.
+IppStatus copyChannels(int channels, const Ipp8u* source, int sourceStep, Ipp8u** planes,
+                       int planeStep, IppiSize region) {
+  switch (channels) {
+    case 1: return ippiCopy_8u_C1R(source, sourceStep, planes[0], planeStep, region);
+    case 3: return ippiCopy_8u_C3P3R(source, sourceStep, planes, planeStep, region);
+    default: return ippiCopy_8u_C4P4R(source, sourceStep, planes, planeStep, region);
+  }
+}
 
-void readSwitch() { g_useTable = qrx::Env::getInt("ZMT_COLOR_CONVERSION", 0) == 1; }
+// Converts `region` of the source, from `source` on, into the components' cc_buffer.
+int convertColors(CJPEGEncoder& e, const Ipp8u* source, IppiSize region, bool tableAllowed) {
+  Ipp8u* planes[4] = {};
+  for (int i = 0; i < e.component_count; ++i) planes[i] = e.components[i]->cc_buffer;
+  const int step = e.source_step, stride = e.strip_stride;
+  const auto copy = [&](int channels) {
+    return resultOf(copyChannels(channels, source, step, planes, stride, region));
+  };
+  switch (conversionFor(e.source_color, e.jpeg_color)) {
+    case Conversion::kNone: break;
+    case Conversion::kCopyByCount: {
+      const int n = e.component_count;
+      return n == 1 || n == 3 || n == 4 ? copy(n) : JPEG_NOT_SUPPORTED;
+    }
+    case Conversion::kCopyGray: return copy(1);
+    case Conversion::kCopyThree: return copy(3);
+    case Conversion::kCopyFour: return copy(4);
+    case Conversion::kRgbToGray:
+      return resultOf(ippiRGBToY_JPEG_8u_C3C1R(source, step, planes[0], stride, region));
+    case Conversion::kRgbToYcbcr:
+      return resultOf(ippiRGBToYCbCr_JPEG_8u_C3P3R(source, step, planes, stride, region));
+    case Conversion::kBgrToYcbcr:
+      if (tableAllowed) return e.qrxBGRToYCbCr_JPEG_8u_C3P3R(source, step, planes, stride, region);
+      return resultOf(ippiBGRToYCbCr_JPEG_8u_C3P3R(source, step, planes, stride, region));
+    case Conversion::kCmykToYcck:
+      return resultOf(ippiCMYKToYCCK_JPEG_8u_C4P4R(source, step, planes, stride, region));
+  }
+  return JPEG_NO_ERROR;
+}
 
-// Whether BGR strips go through the colour table. The variable is read once per process.
-bool useColourTable() {
-  pthread_once(&g_switchOnce, readSwitch);
-  return g_useTable;
+// Repeats the last column of `lines` source lines, and with `lastLines`, where the image ends with
+// them, the last line, up to whole MCUs.
+void pad(const CJPEGEncoder& e, Ipp8u* plane, int lines, bool lastLines) {
+  const auto stride = static_cast<std::size_t>(e.strip_stride);
+  if (e.pad_columns != 0) {
+    Ipp8u* right = plane + e.source_width;
+    for (int line = 0; line < lines; ++line, right += stride) {
+      std::memset(right, right[-1], static_cast<std::size_t>(e.pad_columns));
+    }
+  }
+  if (!lastLines || lines <= 0) return;
+  const Ipp8u* last = plane + stride * static_cast<std::size_t>(lines - 1);
+  Ipp8u* below = plane + stride * static_cast<std::size_t>(lines);
+  for (int line = 0; line < e.pad_rows; ++line, below += stride) {
+    ippsCopy_8u(last, below, e.strip_stride);
+  }
+}
+
+// Brings `lines` padded lines to the component's resolution. `clear`: what 2x1 reduction leaves
+// free is zero.
+int reduce(const CJPEGEncoder& e, const CJPEGColorComponent& c, int lines, bool clear) {
+  const int stride = e.strip_stride;
+  const IppiSize full = {stride, lines};
+  if (c.h_factor != 2) {
+    ippsCopy_8u(c.cc_buffer, c.ss_buffer, lines * stride);
+    return JPEG_NO_ERROR;
+  }
+  if (c.v_factor == 2) {
+    return resultOf(ippiSampleDownH2V2_JPEG_8u_C1R(c.cc_buffer, stride, full, c.ss_buffer, stride,
+                                                   {stride / 2, lines / 2}));
+  }
+  if (clear) ippsZero_8u(c.ss_buffer, lines * stride);
+  return resultOf(ippiSampleDownH2V1_JPEG_8u_C1R(c.cc_buffer, stride, full, c.ss_buffer, stride,
+                                                 {stride / 2, lines}));
+}
+
+int reduceComponents(CJPEGEncoder& e, int sourceLines, int paddedLines, bool lastLines,
+                     bool clear) {
+  for (int i = 0; i < e.component_count; ++i) {
+    const CJPEGColorComponent& c = *e.components[i];
+    pad(e, c.cc_buffer, sourceLines, lastLines);
+    QRX_TRY(reduce(e, c, paddedLines, clear));
+  }
+  return JPEG_NO_ERROR;
 }
 
 }  // namespace
@@ -61,101 +134,25 @@ bool hasColorConversion(_JPEG_COLOR source, _JPEG_COLOR jpeg) {
   return conversionFor(source, jpeg) != Conversion::kNone;
 }
 
+}  // namespace qrx::jpeg
+
+using namespace qrx::jpeg;
+
 int CJPEGEncoder::ColorConvert(int strip) {
   const bool table = useColourTable();
   if (strip == mcus_down - 1) strip_rows = mcu_height - pad_rows;
   const std::int64_t offset = std::int64_t{strip} * mcu_height * source_step;
-  return convertColors(source_data + offset, {source_width, strip_rows}, table);
+  return convertColors(*this, source_data + offset, {source_width, strip_rows}, table);
 }
 
 int CJPEGEncoder::ColorConvert() {
-  return convertColors(source_data, {source_width, source_height}, false);
-}
-
-int CJPEGEncoder::convertColors(const Ipp8u* source, IppiSize region, bool tableAllowed) {
-  Ipp8u* planes[4] = {};
-  for (int i = 0; i < component_count; ++i) planes[i] = components[i]->cc_buffer;
-
-  const auto copy = [&](int channels) {
-    switch (channels) {
-      case 1: return ippiCopy_8u_C1R(source, source_step, planes[0], strip_stride, region);
-      case 3: return ippiCopy_8u_C3P3R(source, source_step, planes, strip_stride, region);
-      default: return ippiCopy_8u_C4P4R(source, source_step, planes, strip_stride, region);
-    }
-  };
-  IppStatus status = ippStsNoErr;
-  switch (conversionFor(source_color, jpeg_color)) {
-    case Conversion::kNone: break;
-    case Conversion::kCopyByCount:
-      if (component_count != 1 && component_count != 3 && component_count != 4) {
-        return JPEG_NOT_SUPPORTED;
-      }
-      status = copy(component_count);
-      break;
-    case Conversion::kCopyGray: status = copy(1); break;
-    case Conversion::kCopyThree: status = copy(3); break;
-    case Conversion::kCopyFour: status = copy(4); break;
-    case Conversion::kRgbToGray:
-      status = ippiRGBToY_JPEG_8u_C3C1R(source, source_step, planes[0], strip_stride, region);
-      break;
-    case Conversion::kRgbToYcbcr:
-      status = ippiRGBToYCbCr_JPEG_8u_C3P3R(source, source_step, planes, strip_stride, region);
-      break;
-    case Conversion::kBgrToYcbcr:
-      status =
-          tableAllowed
-              ? qrxBGRToYCbCr_JPEG_8u_C3P3R(source, source_step, planes, strip_stride, region)
-              : ippiBGRToYCbCr_JPEG_8u_C3P3R(source, source_step, planes, strip_stride, region);
-      break;
-    case Conversion::kCmykToYcck:
-      status = ippiCMYKToYCCK_JPEG_8u_C4P4R(source, source_step, planes, strip_stride, region);
-      break;
-  }
-  return status == ippStsNoErr ? JPEG_NO_ERROR : JPEG_INTERNAL_ERROR;
+  return convertColors(*this, source_data, {source_width, source_height}, false);
 }
 
 int CJPEGEncoder::DownSampling(int strip) {
-  return reduceComponents(strip_rows, mcu_height, strip == mcus_down - 1, true);
+  return reduceComponents(*this, strip_rows, mcu_height, strip == mcus_down - 1, true);
 }
 
 int CJPEGEncoder::DownSampling() {
-  return reduceComponents(source_height, mcus_down * mcu_height, true, false);
-}
-
-// Pads `sourceLines` lines to whole MCUs and reduces `paddedLines` of them; `lastLines` tells that
-// the image ends with them, `clearReduced` that the right half of 2x1 reduced lines is cleared.
-int CJPEGEncoder::reduceComponents(int sourceLines, int paddedLines, bool lastLines,
-                                   bool clearReduced) {
-  const auto stride = static_cast<std::size_t>(strip_stride);
-  for (int i = 0; i < component_count; ++i) {
-    CJPEGColorComponent& c = *components[i];
-    if (pad_columns != 0) {
-      Ipp8u* pad = c.cc_buffer + source_width;
-      for (int line = 0; line < sourceLines; ++line, pad += stride) {
-        std::memset(pad, pad[-1], static_cast<std::size_t>(pad_columns));
-      }
-    }
-    if (lastLines && sourceLines > 0) {
-      const Ipp8u* last = c.cc_buffer + stride * static_cast<std::size_t>(sourceLines - 1);
-      Ipp8u* pad = c.cc_buffer + stride * static_cast<std::size_t>(sourceLines);
-      for (int line = 0; line < pad_rows; ++line, pad += stride) {
-        ippsCopy_8u(last, pad, strip_stride);
-      }
-    }
-
-    const IppiSize full = {strip_stride, paddedLines};
-    IppStatus status = ippStsNoErr;
-    if (c.h_factor == 2 && c.v_factor == 2) {
-      status = ippiSampleDownH2V2_JPEG_8u_C1R(c.cc_buffer, strip_stride, full, c.ss_buffer,
-                                              strip_stride, {strip_stride / 2, paddedLines / 2});
-    } else if (c.h_factor == 2) {
-      if (clearReduced) ippsZero_8u(c.ss_buffer, paddedLines * strip_stride);
-      status = ippiSampleDownH2V1_JPEG_8u_C1R(c.cc_buffer, strip_stride, full, c.ss_buffer,
-                                              strip_stride, {strip_stride / 2, paddedLines});
-    } else {
-      ippsCopy_8u(c.cc_buffer, c.ss_buffer, paddedLines * strip_stride);
-    }
-    if (status != ippStsNoErr) return JPEG_INTERNAL_ERROR;
-  }
-  return JPEG_NO_ERROR;
+  return reduceComponents(*this, source_height, mcus_down * mcu_height, true, false);
 }

@@ -2,6 +2,8 @@
 // rounds, so the result differs from the primitive's and depends on the colour alone.
 #include <pthread.h>
 
+#include "codecs/jpeg/library/colour_stage.h"
+#include "qrx/env.h"
 #include "qrx/jpeg_encoder.h"
 
 namespace {
@@ -46,7 +48,17 @@ void buildTable() {
   }
 }
 
+pthread_once_t g_switchOnce = PTHREAD_ONCE_INIT;
+bool g_useTable = false;
+
+void readSwitch() { g_useTable = qrx::Env::getInt("ZMT_COLOR_CONVERSION", 0) == 1; }
+
 }  // namespace
+
+bool qrx::jpeg::useColourTable() {
+  pthread_once(&g_switchOnce, readSwitch);
+  return g_useTable;
+}
 
 int CJPEGEncoder::qrxBGRToYCbCr_JPEG_8u_C3P3R(const Ipp8u* pSrc, int srcStep, Ipp8u* const pDst[3],
                                               int dstStep, IppiSize roiSize) {

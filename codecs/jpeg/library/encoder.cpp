@@ -4,11 +4,12 @@
 #include <algorithm>
 #include <climits>
 
+#include "codecs/jpeg/library/colour_stage.h"
 #include "codecs/jpeg/library/default_tables.h"
+#include "codecs/jpeg/library/encoder_stages.h"
 #include "codecs/jpeg/library/mcu_grid.h"
-#include "qrx/jpeg_encoder.h"
-#include "qrx/primitives.h"
 
+namespace qrx::jpeg {
 namespace {
 
 constexpr int kMaxImageSide = 65535;  // the frame header has 16 bits for each
@@ -32,7 +33,107 @@ int componentsOf(_JPEG_COLOR color, int current) {
 
 bool sizeFitsHeader(int size) { return size >= 0 && size <= kMaxImageSide; }
 
+// A stream of one component is coded 1x1: in a scan of a single component T.81 A.2.2 has no other
+// block order.
+_JPEG_SAMPLING codedSampling(const CJPEGEncoder& e) {
+  return componentsOf(e.jpeg_color, e.component_count) == 1 ? JPEG_SAMPLING_444 : e.sampling;
+}
+
+void setGrid(CJPEGEncoder& e) {
+  const MCUSize mcu = mcuSize(e.mode, codedSampling(e));
+  e.mcu_width = mcu.width;
+  e.mcu_height = mcu.height;
+  e.mcus_across = mcuCount(e.source_width, e.mcu_width);
+  e.mcus_down = mcuCount(e.source_height, e.mcu_height);
+}
+
+// Size of a component's buffers: a strip, the whole padded image, or a line of 16-bit values.
+int componentBytes(const CJPEGEncoder& e, std::int64_t* size) {
+  const std::int64_t strip = std::int64_t{e.strip_rows} * e.strip_stride;
+  switch (e.mode) {
+    case JPEG_MODE_BASELINE: *size = strip; break;
+    case JPEG_MODE_PROGRESSIVE: *size = strip * e.mcus_down; break;
+    case JPEG_MODE_LOSSLESS: *size = std::int64_t{2} * e.strip_stride; break;
+    default: return JPEG_INTERNAL_ERROR;
+  }
+  return *size <= INT_MAX ? JPEG_NO_ERROR : JPEG_OUT_OF_MEMORY;
+}
+
+void placeComponent(const CJPEGEncoder& e, int index, CJPEGColorComponent* c) {
+  c->id = index;
+  c->comp_no = index;
+  const ComponentSampling factors = componentSampling(codedSampling(e), index);
+  c->hsampling = factors.horizontal;
+  c->vsampling = factors.vertical;
+  c->h_factor = factors.reductionAcross;
+  c->v_factor = factors.reductionDown;
+  c->nblocks = c->hsampling * c->vsampling;
+
+  const bool chroma = index == 1 || index == 2;
+  const bool chromaTable = e.jpeg_color == JPEG_COLOR_YCBCR || e.jpeg_color == JPEG_COLOR_YCCK;
+  c->q_selector = chroma && chromaTable ? 1 : 0;
+  c->dc_selector = chroma ? 1 : 0;
+  c->ac_selector = chroma ? 1 : 0;
+}
+
+int initComponent(CJPEGEncoder& e, int index, int bufferSize) {
+  delete e.components[index];
+  e.components[index] = nullptr;
+  CJPEGColorComponent* const c = e.components[index] = new CJPEGColorComponent;
+  placeComponent(e, index, c);
+  for (Ipp8u** buffer : {&c->cc_buffer, &c->ss_buffer, &c->row_buffer}) {
+    *buffer = static_cast<Ipp8u*>(ippMalloc(bufferSize));
+    if (*buffer == nullptr) return JPEG_OUT_OF_MEMORY;
+  }
+  // A pair of colours without a conversion fills no buffer: what is coded then must not be memory
+  // that was never written.
+  if (e.mode != JPEG_MODE_LOSSLESS && !hasColorConversion(e.source_color, e.jpeg_color)) {
+    ippsZero_8u(c->cc_buffer, bufferSize);
+  }
+  c->curr_row = reinterpret_cast<Ipp16s*>(c->cc_buffer);
+  c->prev_row = reinterpret_cast<Ipp16s*>(c->ss_buffer);
+  return JPEG_NO_ERROR;
+}
+
+int initCoefficients(CJPEGEncoder& e) {
+  // Of an image before, where Clean was left out, they may be too few.
+  ippFree(e.coefficients);
+  e.coefficients = nullptr;
+  const std::int64_t size = std::int64_t{e.mcus_across} * e.mcus_down * kCoefficientBytesPerMCU;
+  if (size > INT_MAX) return JPEG_OUT_OF_MEMORY;
+  e.coefficients = static_cast<Ipp16s*>(ippMalloc(static_cast<int>(size)));
+  if (e.coefficients == nullptr) return JPEG_OUT_OF_MEMORY;
+  ippsZero_8u(reinterpret_cast<Ipp8u*>(e.coefficients), static_cast<int>(size));
+  return JPEG_NO_ERROR;
+}
+
+int initTables(CJPEGEncoder& e) {
+  // A table or state without memory stays null, and the primitive that needs it reports.
+  for (int i = 0; i < 2; ++i) e.dc_tables[i].Create();
+  for (int i = 0; i < 2; ++i) e.ac_tables[i].Create();
+
+  if (e.mode != JPEG_MODE_LOSSLESS) {
+    QRX_TRY(e.quant_tables[0].Init(0, e.quality, DefaultLuminanceQuant));
+    QRX_TRY(e.quant_tables[1].Init(1, e.quality, DefaultChrominanceQuant));
+  }
+  for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
+    auto& tables = source.tableClass == 0 ? e.dc_tables : e.ac_tables;
+    QRX_TRY(tables[source.id].Init(source.id, source.tableClass, source.bits, source.values));
+  }
+  e.huffman_state.Create();
+  return JPEG_NO_ERROR;
+}
+
 }  // namespace
+
+int initFor(CJPEGEncoder& encoder, _JPEG_MODE mode) {
+  QRX_TRY(encoder.Init());
+  return encoder.mode == mode ? JPEG_NO_ERROR : JPEG_NOT_SUPPORTED;
+}
+
+}  // namespace qrx::jpeg
+
+using namespace qrx::jpeg;
 
 CJPEGEncoder::CJPEGEncoder()
     : source_data(nullptr),
@@ -127,22 +228,8 @@ int CJPEGEncoder::SetDestinationTiles(Ipp8u* pDst, int dstSize, int dstQuality,
   mode = dstMode;
   restart_interval = std::clamp(restartInterval, 0, kMaxRestartInterval);
   restarts_to_go = restart_interval;
-  setGrid();
+  setGrid(*this);
   return JPEG_NO_ERROR;
-}
-
-// A stream of one component is coded 1x1: in a scan of a single component T.81 A.2.2 has no other
-// block order.
-_JPEG_SAMPLING CJPEGEncoder::codedSampling() const {
-  return componentsOf(jpeg_color, component_count) == 1 ? JPEG_SAMPLING_444 : sampling;
-}
-
-void CJPEGEncoder::setGrid() {
-  const MCUSize mcu = mcuSize(mode, codedSampling());
-  mcu_width = mcu.width;
-  mcu_height = mcu.height;
-  mcus_across = mcuCount(source_width, mcu_width);
-  mcus_down = mcuCount(source_height, mcu_height);
 }
 
 int CJPEGEncoder::Init() {
@@ -155,97 +242,16 @@ int CJPEGEncoder::Init() {
 
   if (component_count > 0) {
     std::int64_t bufferSize = 0;
-    switch (mode) {
-      case JPEG_MODE_BASELINE: bufferSize = std::int64_t{strip_rows} * strip_stride; break;
-      case JPEG_MODE_PROGRESSIVE:
-        bufferSize = std::int64_t{mcu_height} * mcus_down * strip_stride;
-        break;
-      case JPEG_MODE_LOSSLESS: bufferSize = std::int64_t{2} * strip_stride; break;
-      default: return JPEG_INTERNAL_ERROR;
-    }
-    if (bufferSize > INT_MAX) return JPEG_OUT_OF_MEMORY;
+    QRX_TRY(componentBytes(*this, &bufferSize));
     for (int i = 0; i < component_count; ++i) {
-      const int result = initComponent(i, static_cast<int>(bufferSize));
-      if (result != JPEG_NO_ERROR) return result;
+      QRX_TRY(initComponent(*this, i, static_cast<int>(bufferSize)));
     }
   }
-
   if (mode == JPEG_MODE_PROGRESSIVE) {
     SelectScanScripts();
-    // Of an image before, where Clean was left out, they may be too few.
-    ippFree(coefficients);
-    coefficients = nullptr;
-    const std::int64_t size = std::int64_t{mcus_across} * mcus_down * kCoefficientBytesPerMCU;
-    if (size > INT_MAX) return JPEG_OUT_OF_MEMORY;
-    coefficients = static_cast<Ipp16s*>(ippMalloc(static_cast<int>(size)));
-    if (coefficients == nullptr) return JPEG_OUT_OF_MEMORY;
-    ippsZero_8u(reinterpret_cast<Ipp8u*>(coefficients), static_cast<int>(size));
+    QRX_TRY(initCoefficients(*this));
   }
-  return initTables();
-}
-
-// Init for a writer of one mode: buffers and grid of another mode would not fit its walk.
-int CJPEGEncoder::initFor(_JPEG_MODE writerMode) {
-  const int result = Init();
-  if (result != JPEG_NO_ERROR) return result;
-  return mode == writerMode ? JPEG_NO_ERROR : JPEG_NOT_SUPPORTED;
-}
-
-int CJPEGEncoder::initComponent(int index, int bufferSize) {
-  delete components[index];
-  components[index] = nullptr;
-  CJPEGColorComponent* c = components[index] = new CJPEGColorComponent;
-  c->id = index;
-  c->comp_no = index;
-
-  const ComponentSampling factors = componentSampling(codedSampling(), index);
-  c->hsampling = factors.horizontal;
-  c->vsampling = factors.vertical;
-  c->h_factor = factors.reductionAcross;
-  c->v_factor = factors.reductionDown;
-  c->nblocks = c->hsampling * c->vsampling;
-
-  const bool chroma = index == 1 || index == 2;
-  const bool chromaTable = jpeg_color == JPEG_COLOR_YCBCR || jpeg_color == JPEG_COLOR_YCCK;
-  c->q_selector = chroma && chromaTable ? 1 : 0;
-  c->dc_selector = chroma ? 1 : 0;
-  c->ac_selector = chroma ? 1 : 0;
-
-  for (Ipp8u** buffer : {&c->cc_buffer, &c->ss_buffer, &c->row_buffer}) {
-    *buffer = static_cast<Ipp8u*>(ippMalloc(bufferSize));
-    if (*buffer == nullptr) return JPEG_OUT_OF_MEMORY;
-  }
-  // A pair of colours without a conversion fills no buffer: what is coded then must not be memory
-  // that was never written.
-  if (mode != JPEG_MODE_LOSSLESS && !hasColorConversion(source_color, jpeg_color)) {
-    ippsZero_8u(c->cc_buffer, bufferSize);
-  }
-  c->curr_row = reinterpret_cast<Ipp16s*>(c->cc_buffer);
-  c->prev_row = reinterpret_cast<Ipp16s*>(c->ss_buffer);
-  return JPEG_NO_ERROR;
-}
-
-int CJPEGEncoder::initTables() {
-  // A table or state without memory stays null, and the primitive that needs it reports.
-  for (int i = 0; i < 2; ++i) dc_tables[i].Create();
-  for (int i = 0; i < 2; ++i) ac_tables[i].Create();
-
-  const Ipp8u* const quantSources[] = {DefaultLuminanceQuant, DefaultChrominanceQuant};
-  if (mode != JPEG_MODE_LOSSLESS) {
-    for (int i = 0; i < 2; ++i) {
-      const int result = quant_tables[i].Init(i, quality, quantSources[i]);
-      if (result != JPEG_NO_ERROR) return result;
-    }
-  }
-
-  for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
-    CJPEGEncoderHuffmanTable& table =
-        source.tableClass == 0 ? dc_tables[source.id] : ac_tables[source.id];
-    const int result = table.Init(source.id, source.tableClass, source.bits, source.values);
-    if (result != JPEG_NO_ERROR) return result;
-  }
-  huffman_state.Create();
-  return JPEG_NO_ERROR;
+  return initTables(*this);
 }
 
 std::uint64_t CJPEGEncoder::getRTClock() { return __rdtsc(); }

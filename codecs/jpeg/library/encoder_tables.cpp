@@ -1,10 +1,8 @@
 // Table classes of the encoder.
-#include <cstring>
-#include <numeric>
-
-#include "codecs/jpeg/library/owned_record.h"
+#include "codecs/jpeg/library/table_lists.h"
 #include "qrx/jpeg_encoder.h"
-#include "qrx/primitives.h"
+
+using qrx::jpeg::resultOf;
 
 CJPEGEncoderQuantTable::CJPEGEncoderQuantTable()
     : id(0),
@@ -18,11 +16,8 @@ CJPEGEncoderQuantTable::CJPEGEncoderQuantTable()
 CJPEGEncoderQuantTable::~CJPEGEncoderQuantTable() { ready = 0; }
 
 int CJPEGEncoderQuantTable::Init(int idAndPrecision, int quality, const Ipp8u* source) {
-  id = idAndPrecision & 15;
-  precision = idAndPrecision >> 4 & 15;
-  std::memcpy(raw, source, 64);
-  if (ippiQuantFwdRawTableInit_JPEG_8u(raw, quality) != ippStsNoErr) return JPEG_INTERNAL_ERROR;
-  if (ippiQuantFwdTableInit_JPEG_8u16u(raw, fwd_table) != ippStsNoErr) return JPEG_INTERNAL_ERROR;
+  QRX_TRY(qrx::jpeg::scaleQuantTable(this, idAndPrecision, quality, source));
+  QRX_TRY(resultOf(ippiQuantFwdTableInit_JPEG_8u16u(raw, fwd_table)));
   ready = 1;
   return JPEG_NO_ERROR;
 }
@@ -39,22 +34,12 @@ int CJPEGEncoderHuffmanTable::Create() {
 
 int CJPEGEncoderHuffmanTable::Init(int tableId, int tableClass, const Ipp8u* listBits,
                                    const Ipp8u* listValues) {
-  id = tableId & 15;
-  hclass = tableClass & 15;
-  std::memcpy(bits, listBits, sizeof bits);
-  const int count = std::accumulate(bits, bits + 16, 0);
-  if (count > 256) return JPEG_INTERNAL_ERROR;
-  std::memcpy(values, listValues, static_cast<std::size_t>(count));
-  const IppStatus status = ippiEncodeHuffmanSpecInit_JPEG_8u(bits, values, spec);
-  return status == ippStsNoErr ? JPEG_NO_ERROR : JPEG_INTERNAL_ERROR;
+  return qrx::jpeg::initHuffmanTable(this, &hclass, tableId, tableClass, listBits, listValues,
+                                     ippiEncodeHuffmanSpecInit_JPEG_8u);
 }
 
 int CJPEGEncoderHuffmanTable::Destroy() {
-  id = 0;
-  hclass = 0;
-  std::memset(bits, 0, sizeof bits);
-  std::memset(values, 0, sizeof values);
-  destroyRecord(&spec);
+  qrx::jpeg::clearHuffmanTable(this, &hclass);
   return JPEG_NO_ERROR;
 }
 
@@ -67,10 +52,7 @@ int CJPEGEncoderHuffmanState::Create() {
   return createRecord(ippiEncodeHuffmanStateGetBufSize_JPEG_8u, &state);
 }
 
-int CJPEGEncoderHuffmanState::Init() {
-  return ippiEncodeHuffmanStateInit_JPEG_8u(state) == ippStsNoErr ? JPEG_NO_ERROR
-                                                                  : JPEG_INTERNAL_ERROR;
-}
+int CJPEGEncoderHuffmanState::Init() { return resultOf(ippiEncodeHuffmanStateInit_JPEG_8u(state)); }
 
 int CJPEGEncoderHuffmanState::Destroy() {
   destroyRecord(&state);

@@ -1,70 +1,73 @@
 // The lossless writer (T.81 Annex H): one component of 8-bit samples, line by line, predictor 1.
 #include <utility>
 
-#include "qrx/jpeg_encoder.h"
-#include "qrx/primitives.h"
+#include "codecs/jpeg/library/encoder_stages.h"
+#include "codecs/jpeg/library/entropy_interval.h"
+
+namespace qrx::jpeg {
+namespace {
+
+int writeHeaders(CJPEGEncoder& e) {
+  QRX_TRY(e.WriteSOI());
+  if (e.jpeg_color == JPEG_COLOR_GRAY) QRX_TRY(e.WriteAPP0());
+  QRX_TRY(e.WriteCOM(nullptr));
+  QRX_TRY(e.WriteSOF3());
+  QRX_TRY(e.WriteDHT(&e.dc_tables[0]));
+  if (e.restart_interval != 0) return JPEG_NOT_SUPPORTED;
+  return e.WriteSOS();
+}
+
+// Leaves the line's differences in row_buffer.
+int predictLine(CJPEGEncoder& e, CJPEGColorComponent& c, int line) {
+  auto* const differences = reinterpret_cast<Ipp16s*>(c.row_buffer);
+  const Ipp8u* source = e.source_data + std::int64_t{line} * e.source_step;
+  QRX_TRY(resultOf(ippiConvert_8u16s_C1R(source, e.source_step, c.curr_row, e.mcus_across,
+                                         {e.source_width, 1})));
+  QRX_TRY(resultOf(line == 0 ? ippiDiffPredFirstRow_JPEG_16s_C1(c.curr_row, differences,
+                                                                e.source_width, e.precision, 0)
+                             : ippiDiffPredRow_JPEG_16s_C1(c.curr_row, c.prev_row, differences,
+                                                           e.source_width, 1)));
+  std::swap(c.curr_row, c.prev_row);
+  return JPEG_NO_ERROR;
+}
+
+int writeLine(CJPEGEncoder& e, int line) {
+  CJPEGColorComponent& c = *e.components[0];
+  QRX_TRY(predictLine(e, c, line));
+  const auto* differences = reinterpret_cast<const Ipp16s*>(c.row_buffer);
+  _bitstream& stream = e.stream;
+  for (int x = 0; x < e.mcus_across; ++x) {
+    QRX_TRY(resultOf(ippiEncodeHuffmanOne_JPEG_16s1u_C1(
+        &differences[x], stream.data, stream.capacity, &stream.position,
+        e.dc_tables[c.dc_selector].spec, e.huffman_state.state, 0)));
+  }
+  return JPEG_NO_ERROR;
+}
+
+int writeLossless(CJPEGEncoder& e) {
+  QRX_TRY(initFor(e, JPEG_MODE_LOSSLESS));
+  if (e.component_count != 1) return JPEG_NOT_SUPPORTED;
+  e.scan_start = e.predictor;
+  e.scan_end = 0;
+  e.approx_high = 0;
+  e.approx_low = e.point_transform;
+
+  QRX_TRY(writeHeaders(e));
+  QRX_TRY(e.huffman_state.Init());
+  for (int line = 0; line < e.mcus_down; ++line) QRX_TRY(writeLine(e, line));
+  QRX_TRY(flushEntropy(e, {0, {kNoComponent}, 0, 0, 0, 0}));
+  return e.WriteEOI();
+}
+
+}  // namespace
+}  // namespace qrx::jpeg
 
 int CJPEGEncoder::WriteImageLossless() {
-  const int result = writeLossless();
+  const int result = qrx::jpeg::writeLossless(*this);
   // Lossless gives these fields a meaning of its own; the next image may be of another mode.
   scan_start = 0;
   scan_end = 63;
   approx_high = 0;
   approx_low = 0;
   return result;
-}
-
-int CJPEGEncoder::writeLossless() {
-  int result = initFor(JPEG_MODE_LOSSLESS);
-  if (result != JPEG_NO_ERROR) return result;
-  if (component_count != 1) return JPEG_NOT_SUPPORTED;
-  scan_start = predictor;
-  scan_end = 0;
-  approx_high = 0;
-  approx_low = point_transform;
-
-  if ((result = WriteSOI()) != 0) return result;
-  if (jpeg_color == JPEG_COLOR_GRAY && (result = WriteAPP0()) != 0) return result;
-  if ((result = WriteCOM(nullptr)) != 0) return result;
-  if ((result = WriteSOF3()) != 0) return result;
-  if ((result = WriteDHT(&dc_tables[0])) != 0) return result;
-  if (restart_interval != 0) return JPEG_NOT_SUPPORTED;
-  if ((result = WriteSOS()) != 0) return result;
-
-  if (huffman_state.Init() != JPEG_NO_ERROR) return JPEG_INTERNAL_ERROR;
-  for (int line = 0; line < mcus_down; ++line) {
-    if ((result = writeLosslessLine(line)) != 0) return result;
-  }
-  if ((result = flushLossless()) != 0) return result;
-  return WriteEOI();
-}
-
-int CJPEGEncoder::writeLosslessLine(int line) {
-  CJPEGColorComponent& c = *components[0];
-  auto* differences = reinterpret_cast<Ipp16s*>(c.row_buffer);
-  const Ipp8u* source = source_data + std::int64_t{line} * source_step;
-  if (ippiConvert_8u16s_C1R(source, source_step, c.curr_row, mcus_across, {source_width, 1}) < 0) {
-    return JPEG_INTERNAL_ERROR;
-  }
-  const IppStatus status =
-      line == 0
-          ? ippiDiffPredFirstRow_JPEG_16s_C1(c.curr_row, differences, source_width, precision, 0)
-          : ippiDiffPredRow_JPEG_16s_C1(c.curr_row, c.prev_row, differences, source_width, 1);
-  if (status < 0) return JPEG_INTERNAL_ERROR;
-  std::swap(c.curr_row, c.prev_row);
-
-  for (int x = 0; x < mcus_across; ++x) {
-    if (ippiEncodeHuffmanOne_JPEG_16s1u_C1(&differences[x], stream.data, stream.capacity,
-                                           &stream.position, dc_tables[c.dc_selector].spec,
-                                           huffman_state.state, 0) < 0) {
-      return JPEG_INTERNAL_ERROR;
-    }
-  }
-  return JPEG_NO_ERROR;
-}
-
-int CJPEGEncoder::flushLossless() {
-  const IppStatus status = ippiEncodeHuffmanOne_JPEG_16s1u_C1(
-      nullptr, stream.data, stream.capacity, &stream.position, nullptr, huffman_state.state, 1);
-  return status < 0 ? JPEG_INTERNAL_ERROR : JPEG_NO_ERROR;
 }

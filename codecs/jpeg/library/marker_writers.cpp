@@ -1,35 +1,74 @@
-// Marker segments of a stream (T.81 B.2). Identifiers and lengths stand here and nowhere else.
+// Marker segments of a stream (T.81 B.2): every byte that the encoder chooses. The packet segment
+// is written with the rest of a packet's head, in packet_writer.cpp.
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
-#include <numeric>
+#include <string_view>
 
+#include "codecs/jpeg/library/encoder_stages.h"
 #include "codecs/jpeg/library/markers.h"
-#include "qrx/jpeg_encoder.h"
-#include "qrx/primitives.h"
+#include "codecs/jpeg/library/segment_writer.h"
+#include "codecs/jpeg/library/table_lists.h"
 
-// The room test counts the length field's value, not the marker in front of it, and asks for one
-// byte to spare. The bound of the buffer itself is kept by the stream in every case.
-bool CJPEGEncoder::hasRoom(int size) const {
-  return std::int64_t{stream.position} + size < stream.capacity;
+namespace qrx::jpeg {
+namespace {
+
+constexpr int kLongestPayload = 65535 - 2;  // the length word counts itself
+
+void writeBytes(_bitstream& stream, const Ipp8u* bytes, int count) {
+  for (int i = 0; i < count; ++i) stream._WRITE_BYTE(bytes[i]);
 }
 
-int CJPEGEncoder::WriteSOI() {
-  if (!hasRoom(2)) return JPEG_BUFFER_TOO_SMALL;
-  return stream._WRITE_WORD(kMarkerSOI);
+void writeText(_bitstream& stream, std::string_view text) {
+  for (const char c : text) stream._WRITE_BYTE(c);
 }
 
-int CJPEGEncoder::WriteEOI() {
-  if (!hasRoom(2)) return JPEG_BUFFER_TOO_SMALL;
-  return stream._WRITE_WORD(kMarkerEOI);
+int writeComment(_bitstream& stream, std::string_view text) {
+  if (text.size() > kLongestPayload) return JPEG_BAD_SEGMENT_LENGTH;
+  QRX_TRY(beginSegment(stream, kMarkerCOM, static_cast<int>(text.size()) + 2));
+  writeText(stream, text);
+  return JPEG_NO_ERROR;
+}
+
+int writeFrame(CJPEGEncoder& e, int marker, int samplePrecision) {
+  QRX_TRY(beginSegment(e.stream, marker, 8 + 3 * e.component_count));
+  e.stream._WRITE_BYTE(samplePrecision);
+  e.stream._WRITE_WORD(e.source_height);
+  e.stream._WRITE_WORD(e.source_width);
+  writeComponents(e);
+  return JPEG_NO_ERROR;
+}
+
+}  // namespace
+
+int writeApplicationSegment(CJPEGEncoder& encoder) {
+  switch (encoder.jpeg_color) {
+    case JPEG_COLOR_GRAY:
+    case JPEG_COLOR_YCBCR: return encoder.WriteAPP0();
+    case JPEG_COLOR_RGB:
+    case JPEG_COLOR_CMYK:
+    case JPEG_COLOR_YCCK: return encoder.WriteAPP14();
+    case JPEG_COLOR_NONE:
+    case JPEG_COLOR_BGR: break;
+  }
+  return JPEG_NO_ERROR;
+}
+
+}  // namespace qrx::jpeg
+
+using namespace qrx::jpeg;
+
+int CJPEGEncoder::WriteSOI() { return writeMarker(stream, kMarkerSOI); }
+int CJPEGEncoder::WriteEOI() { return writeMarker(stream, kMarkerEOI); }
+
+int CJPEGEncoder::WriteRST(int number) {
+  QRX_TRY(writeMarker(stream, (kMarkerRST0 & 0xFF00) | ((kMarkerRST0 + number) & 0xFF)));
+  next_restart = (number + 1) % 8;
+  return JPEG_NO_ERROR;
 }
 
 int CJPEGEncoder::WriteAPP0() {
-  constexpr int kLength = 16;
-  if (!hasRoom(kLength)) return JPEG_BUFFER_TOO_SMALL;
-  stream._WRITE_WORD(kMarkerAPP0);
-  stream._WRITE_WORD(kLength);
-  for (const char c : {'J', 'F', 'I', 'F', '\0'}) stream._WRITE_BYTE(c);
+  QRX_TRY(beginSegment(stream, kMarkerAPP0, 16));
+  writeText(stream, {"JFIF", 5});
   stream._WRITE_WORD(0x0102);  // version
   stream._WRITE_BYTE(0);       // density without a unit
   stream._WRITE_WORD(1);
@@ -40,11 +79,8 @@ int CJPEGEncoder::WriteAPP0() {
 }
 
 int CJPEGEncoder::WriteAPP14() {
-  constexpr int kLength = 14;
-  if (!hasRoom(kLength)) return JPEG_BUFFER_TOO_SMALL;
-  stream._WRITE_WORD(kMarkerAPP14);
-  stream._WRITE_WORD(kLength);
-  for (const char c : {'A', 'd', 'o', 'b', 'e'}) stream._WRITE_BYTE(c);
+  QRX_TRY(beginSegment(stream, kMarkerAPP14, 14));
+  writeText(stream, "Adobe");
   stream._WRITE_WORD(100);  // version
   stream._WRITE_WORD(0);
   stream._WRITE_WORD(0);
@@ -53,76 +89,39 @@ int CJPEGEncoder::WriteAPP14() {
 }
 
 int CJPEGEncoder::WriteCOM(const char* text) {
+  if (text != nullptr) return writeComment(stream, {text, std::strlen(text) + 1});
+  const IppLibraryVersion* version = ippjGetLibVersion();
   char banner[64];
-  std::size_t payload;
-  if (text == nullptr) {
-    const IppLibraryVersion* version = ippjGetLibVersion();
-    // The banner goes out without its terminating zero byte.
-    payload = static_cast<std::size_t>(
-        std::snprintf(banner, sizeof banner, "JPEG encoder based on veigri [%d.%d.%d] - %s",
-                      version->major, version->minor, version->build, version->BuildDate));
-    text = banner;
-  } else {
-    payload = std::strlen(text) + 1;
-  }
-  if (payload > 65535 - 2) return JPEG_BAD_SEGMENT_LENGTH;
-  const int length = static_cast<int>(payload) + 2;
-  if (!hasRoom(length)) return JPEG_BUFFER_TOO_SMALL;
-  stream._WRITE_WORD(kMarkerCOM);
-  stream._WRITE_WORD(length);
-  for (std::size_t i = 0; i < payload; ++i) stream._WRITE_BYTE(text[i]);
-  return JPEG_NO_ERROR;
+  const int length =
+      std::snprintf(banner, sizeof banner, "JPEG encoder based on veigri [%d.%d.%d] - %s",
+                    version->major, version->minor, version->build, version->BuildDate);
+  // The banner goes out without its terminating zero byte.
+  return writeComment(stream, {banner, static_cast<std::size_t>(length)});
 }
 
 int CJPEGEncoder::WriteDQT(const CJPEGEncoderQuantTable* table) {
-  constexpr int kLength = 67;
-  if (!hasRoom(kLength)) return JPEG_BUFFER_TOO_SMALL;
-  stream._WRITE_WORD(kMarkerDQT);
-  stream._WRITE_WORD(kLength);
+  QRX_TRY(beginSegment(stream, kMarkerDQT, 67));
   stream._WRITE_BYTE(table->precision << 4 | table->id);
-  for (int i = 0; i < 64; ++i) stream._WRITE_BYTE(table->raw[i]);
+  writeBytes(stream, table->raw, 64);
   return JPEG_NO_ERROR;
 }
 
-int CJPEGEncoder::WriteSOF0() { return writeFrame(kMarkerSOF0, 8); }
-int CJPEGEncoder::WriteSOF1() { return writeFrame(kMarkerSOF1, 8); }
-int CJPEGEncoder::WriteSOF2() { return writeFrame(kMarkerSOF2, 8); }
-int CJPEGEncoder::WriteSOF3() { return writeFrame(kMarkerSOF3, precision); }
-
-int CJPEGEncoder::writeFrame(int marker, int samplePrecision) {
-  const int length = 8 + 3 * component_count;
-  if (!hasRoom(length)) return JPEG_BUFFER_TOO_SMALL;
-  stream._WRITE_WORD(marker);
-  stream._WRITE_WORD(length);
-  stream._WRITE_BYTE(samplePrecision);
-  stream._WRITE_WORD(source_height);
-  stream._WRITE_WORD(source_width);
-  stream._WRITE_BYTE(component_count);
-  for (int i = 0; i < component_count; ++i) {
-    stream._WRITE_BYTE(i);
-    stream._WRITE_BYTE(components[i]->hsampling << 4 | components[i]->vsampling);
-    stream._WRITE_BYTE(components[i]->q_selector);
-  }
-  return JPEG_NO_ERROR;
-}
+int CJPEGEncoder::WriteSOF0() { return writeFrame(*this, kMarkerSOF0, 8); }
+int CJPEGEncoder::WriteSOF1() { return writeFrame(*this, kMarkerSOF1, 8); }
+int CJPEGEncoder::WriteSOF2() { return writeFrame(*this, kMarkerSOF2, 8); }
+int CJPEGEncoder::WriteSOF3() { return writeFrame(*this, kMarkerSOF3, precision); }
 
 int CJPEGEncoder::WriteDHT(const CJPEGEncoderHuffmanTable* table) {
-  const int count = std::accumulate(table->bits, table->bits + 16, 0);
-  const int length = 19 + count;
-  if (!hasRoom(length)) return JPEG_BUFFER_TOO_SMALL;
-  stream._WRITE_WORD(kMarkerDHT);
-  stream._WRITE_WORD(length);
+  const int count = symbolCount(table->bits);
+  QRX_TRY(beginSegment(stream, kMarkerDHT, 19 + count));
   stream._WRITE_BYTE(table->hclass << 4 | table->id);
-  for (int i = 0; i < 16; ++i) stream._WRITE_BYTE(table->bits[i]);
-  for (int i = 0; i < count; ++i) stream._WRITE_BYTE(table->values[i]);
+  writeBytes(stream, table->bits, 16);
+  writeBytes(stream, table->values, count);
   return JPEG_NO_ERROR;
 }
 
 int CJPEGEncoder::WriteDRI(int interval) {
-  constexpr int kLength = 4;
-  if (!hasRoom(kLength)) return JPEG_BUFFER_TOO_SMALL;
-  stream._WRITE_WORD(kMarkerDRI);
-  stream._WRITE_WORD(kLength);
+  QRX_TRY(beginSegment(stream, kMarkerDRI, 4));
   stream._WRITE_WORD(interval);
   restarts_to_go = restart_interval;
   next_restart = 0;
@@ -135,10 +134,7 @@ int CJPEGEncoder::WriteSOS() {
 }
 
 int CJPEGEncoder::WriteSOS(int count, const int* indices, int ss, int se, int ah, int al) {
-  const int length = 6 + 2 * count;
-  if (!hasRoom(length)) return JPEG_BUFFER_TOO_SMALL;
-  stream._WRITE_WORD(kMarkerSOS);
-  stream._WRITE_WORD(length);
+  QRX_TRY(beginSegment(stream, kMarkerSOS, 6 + 2 * count));
   stream._WRITE_BYTE(count);
   for (int i = 0; i < count; ++i) {
     const CJPEGColorComponent* component = components[indices[i]];
@@ -148,26 +144,5 @@ int CJPEGEncoder::WriteSOS(int count, const int* indices, int ss, int se, int ah
   stream._WRITE_BYTE(ss);
   stream._WRITE_BYTE(se);
   stream._WRITE_BYTE((ah & 15) << 4 | (al & 15));
-  return JPEG_NO_ERROR;
-}
-
-int CJPEGEncoder::WriteRST(int number) {
-  if (!hasRoom(2)) return JPEG_BUFFER_TOO_SMALL;
-  stream._WRITE_BYTE(0xFF);
-  stream._WRITE_BYTE(0xD0 + number);
-  next_restart = (number + 1) % 8;
-  return JPEG_NO_ERROR;
-}
-
-int CJPEGEncoder::writeApplicationSegment() {
-  switch (jpeg_color) {
-    case JPEG_COLOR_GRAY:
-    case JPEG_COLOR_YCBCR: return WriteAPP0();
-    case JPEG_COLOR_RGB:
-    case JPEG_COLOR_CMYK:
-    case JPEG_COLOR_YCCK: return WriteAPP14();
-    case JPEG_COLOR_NONE:
-    case JPEG_COLOR_BGR: break;
-  }
   return JPEG_NO_ERROR;
 }

@@ -7,6 +7,7 @@ inline constexpr int kMarkerSOF1 = 0xFFC1;  // extended sequential
 inline constexpr int kMarkerSOF2 = 0xFFC2;  // progressive
 inline constexpr int kMarkerSOF3 = 0xFFC3;  // lossless
 inline constexpr int kMarkerDHT = 0xFFC4;
+inline constexpr int kMarkerRST0 = 0xFFD0;  // to RST7
 inline constexpr int kMarkerSOI = 0xFFD8;
 inline constexpr int kMarkerEOI = 0xFFD9;
 inline constexpr int kMarkerSOS = 0xFFDA;

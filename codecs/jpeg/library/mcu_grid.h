@@ -3,6 +3,7 @@
 #define QRX_CODECS_JPEG_LIBRARY_MCU_GRID_H_
 
 #include <cstdint>
+#include <optional>
 
 #include "qrx/jpeg_types.h"
 
@@ -35,7 +36,21 @@ inline ComponentSampling componentSampling(_JPEG_SAMPLING sampling, int index) {
   return chroma ? ComponentSampling{1, 1, 2, down} : ComponentSampling{2, down, 1, 1};
 }
 
-// Whether the encoder's colour stage has a conversion for the pair.
-bool hasColorConversion(_JPEG_COLOR source, _JPEG_COLOR jpeg);
+// The sampling whose layout `count` components have, or none. `factors` gives those of a component
+// by its index, as a ComponentSampling, of which the frame header's two count. A component alone is
+// 1x1: T.81 A.2.2 has no other block order for its scan.
+template <typename Factors>
+std::optional<_JPEG_SAMPLING> samplingOf(int count, const Factors& factors) {
+  for (const _JPEG_SAMPLING sampling : {JPEG_SAMPLING_444, JPEG_SAMPLING_422, JPEG_SAMPLING_420}) {
+    bool matches = true;
+    for (int i = 0; i < count; ++i) {
+      const ComponentSampling wanted = componentSampling(sampling, i), found = factors(i);
+      matches &= wanted.horizontal == found.horizontal && wanted.vertical == found.vertical;
+    }
+    if (matches) return sampling;
+    if (count == 1) break;
+  }
+  return std::nullopt;
+}
 
 #endif  // QRX_CODECS_JPEG_LIBRARY_MCU_GRID_H_

@@ -18,8 +18,8 @@ namespace qrx::jpeg {
 
 struct BlockPlace {
   int line, column;  // in blocks, in the component
-  std::ptrdiff_t
-      index;  // in the store: MCU after MCU in raster order, in each the components' blocks
+  // In the store: MCU after MCU in raster order, in each the components' blocks.
+  std::ptrdiff_t index;
 };
 
 class MCUWalk {
@@ -69,10 +69,12 @@ class MCUWalk {
     const int lines = std::min(down * c.vsampling, mcuCount(height, 8));
     const int columns = std::min(across_ * c.hsampling, mcuCount(width, 8));
     for (int line = 0; line < lines; ++line) {
+      const std::ptrdiff_t first =
+          firstBlock(line / c.vsampling, 0) + before + c.hsampling * (line % c.vsampling);
       for (int column = 0; column < columns; ++column) {
         QRX_TRY(open());
-        const std::ptrdiff_t index = firstBlock(line / c.vsampling, column / c.hsampling) + before +
-                                     c.hsampling * (line % c.vsampling) + column % c.hsampling;
+        const std::ptrdiff_t mcu = column / c.hsampling;
+        const std::ptrdiff_t index = first + mcu * blocksPerMCU_ + column % c.hsampling;
         QRX_TRY(visit(c, BlockPlace{line, column, index}));
       }
     }

@@ -1,0 +1,18 @@
+// The encoder's colour stage, as its other files see it.
+#ifndef QRX_CODECS_JPEG_LIBRARY_COLOUR_STAGE_H_
+#define QRX_CODECS_JPEG_LIBRARY_COLOUR_STAGE_H_
+
+#include "qrx/jpeg_types.h"
+
+namespace qrx::jpeg {
+
+// Whether the stage has a conversion for the pair. Without one it fills no buffer.
+bool hasColorConversion(_JPEG_COLOR source, _JPEG_COLOR jpeg);
+
+// Whether BGR strips go through the table of all colours: the environment variable
+// ZMT_COLOR_CONVERSION is 1. It is read once per process.
+bool useColourTable();
+
+}  // namespace qrx::jpeg
+
+#endif  // QRX_CODECS_JPEG_LIBRARY_COLOUR_STAGE_H_

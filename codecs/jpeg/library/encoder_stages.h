@@ -1,0 +1,46 @@
+// What the encoder's writers share: their set-up, and the steps of a walk over blocks.
+#ifndef QRX_CODECS_JPEG_LIBRARY_ENCODER_STAGES_H_
+#define QRX_CODECS_JPEG_LIBRARY_ENCODER_STAGES_H_
+
+#include <cstddef>
+
+#include "codecs/jpeg/library/mcu_walk.h"
+#include "codecs/jpeg/library/result.h"
+#include "qrx/jpeg_encoder.h"
+#include "qrx/primitives.h"
+
+namespace qrx::jpeg {
+
+// Init for a writer of one mode: buffers and grid of another mode would not fit its walk.
+int initFor(CJPEGEncoder& encoder, _JPEG_MODE mode);
+
+// JFIF's segment or Adobe's, as the stream's colour asks.
+int writeApplicationSegment(CJPEGEncoder& encoder);
+
+// The walk over the blocks of an initialised encoder.
+inline MCUWalk walkOf(const CJPEGEncoder& encoder) {
+  return MCUWalk(encoder.components, encoder.component_count, encoder.mcus_across);
+}
+
+// Counts one MCU, or block of a single component, into the restart interval; `close` ends an
+// interval that is full.
+template <typename Close>
+int openInterval(CJPEGEncoder& encoder, const Close& close) {
+  if (encoder.restart_interval == 0) return JPEG_NO_ERROR;
+  if (encoder.restarts_to_go == 0) QRX_TRY(close());
+  --encoder.restarts_to_go;
+  return JPEG_NO_ERROR;
+}
+
+// Transforms and quantises the samples at `place`, in the strip or image that ss_buffer holds.
+inline int transformBlock(const CJPEGEncoder& encoder, const CJPEGColorComponent& c,
+                          const BlockPlace& place, Ipp16s* block) {
+  const std::ptrdiff_t offset = std::ptrdiff_t{8} * place.line * encoder.strip_stride;
+  return resultOf(ippiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(
+      c.ss_buffer + offset + std::ptrdiff_t{8} * place.column, encoder.strip_stride, block,
+      encoder.quant_tables[c.q_selector].fwd_table));
+}
+
+}  // namespace qrx::jpeg
+
+#endif  // QRX_CODECS_JPEG_LIBRARY_ENCODER_STAGES_H_

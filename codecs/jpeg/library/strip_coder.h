@@ -1,0 +1,35 @@
+// The inner loop of baseline images and of packets: one row of MCUs from source pixels to code.
+#ifndef QRX_CODECS_JPEG_LIBRARY_STRIP_CODER_H_
+#define QRX_CODECS_JPEG_LIBRARY_STRIP_CODER_H_
+
+#include <cstdint>
+
+#include "codecs/jpeg/library/mcu_walk.h"
+#include "qrx/jpeg_encoder.h"
+
+namespace qrx::jpeg {
+
+class StripCoder {
+ public:
+  // `encoder` is initialised for baseline and stays the caller's.
+  explicit StripCoder(CJPEGEncoder& encoder);
+
+  // Converts and reduces the source lines of `strip`. Strips come in rising order.
+  int fill(int strip);
+
+  // Codes MCUs of the strip from `column` on, with restart markers between them where an interval
+  // is full: `count` of them, or fewer where one takes the stream's position beyond `stopAt`, and
+  // then no other follows. `coded` gets their number.
+  int code(int column, int count, std::int64_t stopAt, int* coded);
+
+ private:
+  int codeMCU(int column);
+
+  CJPEGEncoder& encoder_;
+  MCUWalk walk_;
+  alignas(64) Ipp16s block_[64];  // between the transform and the entropy coder
+};
+
+}  // namespace qrx::jpeg
+
+#endif  // QRX_CODECS_JPEG_LIBRARY_STRIP_CODER_H_
