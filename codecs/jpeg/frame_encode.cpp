@@ -1,5 +1,6 @@
 // The frame road out: one frame of pixels becomes one baseline JPEG on the thread's encoder.
 #include "codecs/jpeg/diagnostics.h"
+#include "codecs/jpeg/malloc_buffer.h"
 #include "codecs/jpeg/source_image.h"
 #include "codecs/jpeg/thread_coders.h"
 #include "qrx/front_end.h"
@@ -46,12 +47,10 @@ std::uint8_t* qrx_jpeg_encode(const std::uint8_t* image, int width, int height,
   const std::int64_t capacity = streamCapacity(layout, width, height);
   MallocBuffer buffer = allocateBuffer(capacity);
   *release = releaseBuffer;
-  const SourceImage source(image, channels, width, height, layout, args->useAlpha != 0);
 
   CJPEGEncoder& encoder = *coders->encoder;
   encoder.Clean();
-  encoder.SetSource(source.data(), layout.channels * width, {width, height}, layout.channels,
-                    layout.source);
+  setSource(encoder, image, {width, height}, layout, channels == 4 && args->useAlpha == 0);
   encoder.SetDestination(buffer.get(), static_cast<int>(capacity), args->quality,
                          static_cast<_JPEG_SAMPLING>(args->sampling), layout.jpeg,
                          JPEG_MODE_BASELINE, 0);

@@ -1,5 +1,6 @@
 // The packet road out: a rectangle becomes a run of packets on the thread's encoder. This road
 // reports nothing.
+#include "codecs/jpeg/malloc_buffer.h"
 #include "codecs/jpeg/source_image.h"
 #include "codecs/jpeg/thread_coders.h"
 #include "qrx/front_end.h"
@@ -23,12 +24,10 @@ bool encodeTiles(const std::uint8_t* image, int width, int height, int channels,
   const std::int64_t capacity = streamCapacity(layout, width, height);
   // All packets of the call are made one behind the other in one buffer.
   const MallocBuffer buffer = allocateBuffer(capacity + kSpareRoom);
-  const SourceImage source(image, channels, width, height, layout, args.useAlpha != 0);
 
   CJPEGEncoder& encoder = *coders->encoder;
   encoder.Clean();
-  encoder.SetSource(source.data(), layout.channels * width, {width, height}, layout.channels,
-                    layout.source);
+  setSource(encoder, image, {width, height}, layout, channels == 4 && args.useAlpha == 0);
   encoder.SetDestinationTiles(buffer.get(), static_cast<int>(capacity), args.quality,
                               static_cast<_JPEG_SAMPLING>(args.sampling), layout.jpeg,
                               JPEG_MODE_BASELINE, 0, 0);

@@ -79,6 +79,10 @@ class QRX_API CJPEGEncoderHuffmanState {
   IppiEncodeHuffmanState* state;  // owned; null until Create
 };
 
+namespace qrx::jpeg {
+struct EncoderRoom;
+}
+
 class QRX_API CJPEGEncoder {
  public:
   CJPEGEncoder();
@@ -246,6 +250,10 @@ class QRX_API CJPEGEncoder {
   CJPEGEncoderHuffmanTable dc_tables[4];
   CJPEGEncoderHuffmanTable ac_tables[4];
   CJPEGEncoderHuffmanState huffman_state;
+
+ private:
+  friend struct qrx::jpeg::EncoderRoom;
+  qrx::jpeg::EncoderRoom* room_;  // the library's own, from image to image; owned
 };
 
 #endif  // QRX_JPEG_ENCODER_H_

@@ -96,6 +96,7 @@ int CJPEGEncoder::PerformDCT() {
   const auto open = [] { return JPEG_NO_ERROR; };
   return qrx::jpeg::walkOf(*this).mcus(
       mcus_down, open, [this](CJPEGColorComponent& c, const qrx::jpeg::BlockPlace& place) {
-        return qrx::jpeg::transformBlock(*this, c, place, coefficients + 64 * place.index);
+        return qrx::jpeg::transformBlock(*this, c, {c.ss_buffer, strip_stride}, place,
+                                         coefficients + 64 * place.index);
       });
 }

@@ -1,0 +1,39 @@
+#include "codecs/jpeg/library/plane_room.h"
+
+#include <cstddef>
+#include <new>
+
+namespace qrx::jpeg {
+namespace {
+
+constexpr std::int64_t kCacheLine = 64;
+
+// An odd number of cache lines, so that lines one above the other do not share their places in the
+// cache.
+std::int64_t stepFor(std::int64_t width) {
+  const std::int64_t lines = (width + 2 * strips::kGuard + kCacheLine - 1) / kCacheLine;
+  return (lines | 1) * kCacheLine;
+}
+
+}  // namespace
+
+bool PlaneRoom::fit(strips::Layout layout, int mcus) {
+  const std::int64_t width = std::int64_t{8} * (mcus + mcus % 2);
+  const std::int64_t lumaStep = stepFor(layout.across * width), chromaStep = stepFor(width);
+  const std::int64_t luma = 8 * layout.down * lumaStep, chroma = 8 * chromaStep;
+  const std::int64_t size = luma + 2 * chroma + kCacheLine;
+  if (size_ < size || size_ > 2 * size) {
+    memory_.reset();  // never both at once
+    memory_.reset(new (std::nothrow) Ipp8u[static_cast<std::size_t>(size)]);
+    size_ = memory_ != nullptr ? size : 0;
+    if (memory_ == nullptr) return false;
+  }
+  const auto start = reinterpret_cast<std::uintptr_t>(memory_.get());
+  Ipp8u* const first = memory_.get() + (-start & (kCacheLine - 1)) + strips::kGuard;
+  planes_ = {
+      {first, first + luma, first + luma + chroma},
+      {static_cast<int>(lumaStep), static_cast<int>(chromaStep), static_cast<int>(chromaStep)}};
+  return true;
+}
+
+}  // namespace qrx::jpeg
