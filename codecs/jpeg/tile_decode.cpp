@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "codecs/jpeg/decoded_layout.h"
+#include "codecs/jpeg/library/decoder/decoder_room.h"
 #include "codecs/jpeg/malloc_buffer.h"
 #include "codecs/jpeg/packet_slice.h"
 #include "codecs/jpeg/thread_coders.h"
@@ -97,9 +98,9 @@ int qrx_jpeg_decode_tiles(const std::uint8_t* slice, int length, std::uint8_t* d
   decoder.SetDestination(temporary.get(), step, {width, height}, layout.channels, layout.color, 8);
   // The slice ends before EOI, so that the result says nothing about the scan.
   decoder.ReadDataTiles(mcuCount, xOffset, frameWidth);
-  if (decoder.lines_written == 0) return 0;
-  placePacket({temporary.get(), step, std::min(height, decoder.lines_written)}, *cells, *parsed,
-              {destination, destinationSize / bytesPerPixel, frameWidth, bytesPerPixel});
+  if (qrx::jpeg::linesWritten(decoder) == 0) return 0;
+  placePacket({temporary.get(), step, std::min(height, qrx::jpeg::linesWritten(decoder))}, *cells,
+              *parsed, {destination, destinationSize / bytesPerPixel, frameWidth, bytesPerPixel});
   return 1;
 }
 
