@@ -15,7 +15,8 @@ namespace {
 std::atomic<int> g_live;
 thread_local int t_left = -1;  // allocations that this thread still gets; negative: all
 
-void release(void* block) noexcept {
+// Out of line, where the compiler cannot mistake the pair of new and free for an oversight.
+[[gnu::noinline]] void release(void* block) noexcept {
   if (block != nullptr) --g_live;
   std::free(block);
 }
@@ -127,6 +128,33 @@ TEST(OutOfMemory, PassesThroughAndLeavesNothing) {
       }
       EXPECT_GT(failures, 10);
     }
+  });
+}
+
+// The decoder's own memory is made with the first image, not before, and its lack is a result.
+TEST(OutOfMemory, IsAResultWhereTheDecoderKeepsItsState) {
+  runInChild([] {
+    const Bytes stream = encode(colourJob(scenePicture({16, 16}))).bytes;
+    t_left = 0;
+    CJPEGDecoder decoder;
+    t_left = -1;
+    decoder.SetSource(stream.data(), static_cast<int>(stream.size()));
+    int numbers[4];
+    _JPEG_COLOR color;
+    _JPEG_SAMPLING sampling;
+    EXPECT_EQ(
+        decoder.ReadHeader(&numbers[0], &numbers[1], &numbers[2], &color, &sampling, &numbers[3]),
+        0);
+    const Bytes untouched(16 * 16 * 3, 7);
+    Bytes pixels = untouched;
+    decoder.SetDestination(pixels.data(), 48, {16, 16}, 3, JPEG_COLOR_BGR, 8);
+    t_left = 0;
+    const int result = decoder.ReadData();
+    t_left = -1;
+    EXPECT_EQ(result, JPEG_OUT_OF_MEMORY);
+    EXPECT_EQ(pixels, untouched);
+    EXPECT_EQ(decoder.ReadData(), 0);
+    EXPECT_NE(pixels, untouched);
   });
 }
 
