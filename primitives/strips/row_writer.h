@@ -31,6 +31,9 @@ class RowWriter {
     }
   }
 
+  // A code with its value's bits, as WideCodes joins them.
+  __attribute__((always_inline)) void putJoined(uint32_t joined) { put(joined >> 5, joined & 31); }
+
   // Where the next byte goes once all whole bytes are out.
   int position() const {
     const int whole = (64 - free_) / 8;

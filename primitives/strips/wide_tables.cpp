@@ -29,14 +29,12 @@ void copySymbols(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
   }
 }
 
-void joinSmallValues(WideCodes* codes, int run) {
-  for (int value = -kLargestSmall; value <= kLargestSmall; ++value) {
-    if (value == 0) continue;
-    const int size = category(value);
-    const std::uint32_t symbol = codes->symbols[run << 4 | size];
-    const std::uint32_t bits = (symbol >> 8) << size | extraBits(value, size);
-    codes->small[run][value + 32] = bits << 5 | ((symbol & 255) + static_cast<unsigned>(size));
-  }
+// The code of `symbol`, of which the low bits are the value's category, and the value's bits.
+std::uint32_t joined(const WideCodes& codes, int symbol, int value) {
+  const int size = symbol & 15;
+  const std::uint32_t code = codes.symbols[symbol];
+  const std::uint32_t bits = (code >> 8) << size | extraBits(value, size);
+  return bits << 5 | ((code & 255) + static_cast<unsigned>(size));
 }
 
 constexpr ZigzagMasks zigzagMasks() {
@@ -99,6 +97,9 @@ bool makeDcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
   copySymbols(spec, codes);
   codes->complete = true;
   for (int size = 0; size <= kLargestDcSize; ++size) codes->complete &= codes->symbols[size] != 0;
+  for (int value = -kLargestJoinedDc; value <= kLargestJoinedDc; ++value) {
+    codes->joined[512 + value] = joined(*codes, category(value), value);
+  }
   return codes->complete;
 }
 
@@ -111,7 +112,9 @@ bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
     for (int size = 1; size <= kLargestAcSize; ++size) {
       codes->complete &= codes->symbols[run << 4 | size] != 0;
     }
-    joinSmallValues(codes, run);
+    for (int value = -kLargestJoinedAc; value <= kLargestJoinedAc; ++value) {
+      codes->joined[64 * run + 32 + value] = joined(*codes, run << 4 | category(value), value);
+    }
   }
   return codes->complete;
 }

@@ -9,7 +9,9 @@
 
 namespace qrx::strips {
 
-constexpr int kLargestSmall = 31;   // values up to here have their bits in the table of codes
+// Values up to these magnitudes have their bits in the table of codes.
+constexpr int kLargestJoinedAc = 31;
+constexpr int kLargestJoinedDc = 511;
 constexpr int kLargestAcSize = 10;  // of 8-bit samples (T.81 table F.2)
 constexpr int kLargestDcSize = 11;  // T.81 table F.1
 
@@ -17,8 +19,9 @@ constexpr int kLargestDcSize = 11;  // T.81 table F.1
 struct WideCodes {
   IppiEncodeHuffmanSpec source;  // that it was made from
   bool complete;                 // whether the record had every code that 8-bit samples take
-  // By run and value + 32: code and extra bits, above five bits with their length together.
-  uint32_t small[16][64];
+  // Code and extra bits of a value, above five bits with their length together. AC: by 64 * run +
+  // 32 + value; DC: by 512 + value.
+  uint32_t joined[1024];
   // By symbol: the code, above eight bits with its length.
   uint32_t symbols[256];
 };
