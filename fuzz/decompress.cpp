@@ -26,7 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<std::uint8_t> destination(room, 0xA5);
   const qrx::Buffer buffer = {nullptr, stream.data(), static_cast<std::uint32_t>(stream.size())};
   if (!stream.empty()) {
-    decompressor()->decompress(&buffer, bytesPerPixel, 6408, destination.data(), room);
+    decompressor()->decompress(&buffer, bytesPerPixel, qrx::codec::kFormatRgba, destination.data(),
+                               room);
   }
   return 0;
 }
