@@ -3,19 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "qrx/codec.h"
-
-namespace {
-
-qrx::codec::Decompressor* decompressor() {
-  static qrx::codec::Decompressor* const instance = [] {
-    initCodec();
-    return createCodec()->getDecompressor();
-  }();
-  return instance;
-}
-
-}  // namespace
+#include "fuzz/roads.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 1) return 0;

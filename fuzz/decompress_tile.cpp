@@ -6,20 +6,12 @@
 #include <cstring>
 #include <vector>
 
-#include "qrx/codec.h"
+#include "fuzz/roads.h"
 #include "qrx/tile_header.h"
 
 namespace {
 
 constexpr std::uint32_t kMaxSize = 1 << 22;
-
-qrx::codec::Decompressor* decompressor() {
-  static qrx::codec::Decompressor* const instance = [] {
-    initCodec();
-    return createCodec()->getDecompressor();
-  }();
-  return instance;
-}
 
 void require(bool condition) {
   if (!condition) std::abort();
