@@ -4,15 +4,13 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
 #include <new>
+
+#include "common/malloc_ptr.h"
 
 namespace qrx::codec {
 
-struct FreeDeleter {
-  void operator()(void* memory) const { std::free(memory); }
-};
-using MallocBuffer = std::unique_ptr<std::uint8_t[], FreeDeleter>;
+using MallocBuffer = MallocPtr<std::uint8_t[]>;
 
 // `size` bytes, uninitialised. Throws std::bad_alloc.
 inline MallocBuffer allocateBuffer(std::int64_t size) {
