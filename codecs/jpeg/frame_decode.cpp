@@ -4,6 +4,7 @@
 
 #include "codecs/jpeg/decoded_layout.h"
 #include "codecs/jpeg/diagnostics.h"
+#include "codecs/jpeg/library/decoder/decoder_room.h"
 #include "codecs/jpeg/malloc_buffer.h"
 #include "codecs/jpeg/thread_coders.h"
 #include "qrx/front_end.h"
@@ -33,7 +34,7 @@ int readPixels(CJPEGDecoder& decoder, const Header& header, const DecodedLayout&
   decoder.SetDestination(target, layout.channels * header.width, {header.width, header.height},
                          layout.channels, layout.color, 8);
   if (decoder.ReadData() != JPEG_NO_ERROR) printFailed("ReadData");
-  return std::min(decoder.lines_written, header.height);
+  return std::min(qrx::jpeg::linesWritten(decoder), header.height);
 }
 
 // Spreads one channel over the first three of each pixel.

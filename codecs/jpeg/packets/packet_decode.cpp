@@ -4,6 +4,7 @@
 
 #include "codecs/jpeg/decoded_layout.h"
 #include "codecs/jpeg/jpeg_codec.h"
+#include "codecs/jpeg/library/decoder/decoder_room.h"
 #include "codecs/jpeg/malloc_buffer.h"
 #include "codecs/jpeg/packets/packet_head.h"
 #include "codecs/jpeg/packets/packet_place.h"
@@ -58,7 +59,7 @@ DecodedSlice decodeSlice(CJPEGDecoder& decoder, SliceBytes bytes, const PacketCe
   decoder.SetDestination(pixels.get(), step, {width, height}, layout.channels, layout.color, 8);
   // The slice ends before EOI, so that the result says nothing about the scan.
   decoder.ReadDataTiles(cells.count, cells.left(0), cells.frameWidth);
-  return {std::move(pixels), step, std::min(height, decoder.lines_written)};
+  return {std::move(pixels), step, std::min(height, qrx::jpeg::linesWritten(decoder))};
 }
 
 void copyLines(const std::uint8_t* source, int sourceStep, const PacketTarget& target,
