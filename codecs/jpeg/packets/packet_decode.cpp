@@ -1,17 +1,16 @@
 // The packet road in: a packet is held against its own head, its slice is decoded on the thread's
 // decoder, and its own pixels, no others, are placed in the frame. This road reports nothing.
 #include <algorithm>
+#include <new>
 
 #include "codecs/jpeg/decoded_layout.h"
 #include "codecs/jpeg/jpeg_codec.h"
 #include "codecs/jpeg/library/decoder/decoder_room.h"
-#include "codecs/jpeg/malloc_buffer.h"
 #include "codecs/jpeg/packets/packet_head.h"
 #include "codecs/jpeg/packets/packet_place.h"
 #include "codecs/jpeg/packets/packet_slice.h"
 #include "codecs/jpeg/thread_coders.h"
 #include "qrx/front_end.h"
-#include "qrx/primitives.h"
 
 namespace qrx::codec {
 namespace {
@@ -34,15 +33,17 @@ struct PacketTarget {
   int bytesPerPixel;
 };
 
-// The picture of a slice: its MCU rows one above the other, each starting at column 0.
-struct DecodedSlice {
-  MallocBuffer pixels;
-  int step;
-  int lines;  // that were decoded
-};
+// What the decoder has to know of the place of the pixels.
+int setPlace(CJPEGDecoder& decoder, const PacketCells& cells, const PacketTarget& target) {
+  const jpeg::PacketWindow window = {target.pixels, target.room, cells.frameWidth, cells.left(0)};
+  const int result = jpeg::setPacketWindow(decoder, window);
+  if (result != JPEG_NO_ERROR || target.bytesPerPixel == 3) return result;
+  return jpeg::setFourByteDestination(decoder);
+}
 
-// No lines where the decoder refuses the slice. Throws std::bad_alloc.
-DecodedSlice decodeSlice(CJPEGDecoder& decoder, SliceBytes bytes, const PacketCells& cells) {
+// Decodes a slice; its pixels go to their places. False where nothing could be decoded.
+bool decodeSlice(CJPEGDecoder& decoder, SliceBytes bytes, const PacketCells& cells,
+                 const PacketTarget& target) {
   decoder.Clean();
   decoder.Reset();
   decoder.SetSource(bytes.data(), static_cast<int>(bytes.size()));
@@ -51,52 +52,22 @@ DecodedSlice decodeSlice(CJPEGDecoder& decoder, SliceBytes bytes, const PacketCe
   _JPEG_SAMPLING sampling;
   if (decoder.ReadHeader(&width, &height, &components, &color, &sampling, &precision) !=
       JPEG_NO_ERROR) {
-    return {};
+    return false;
   }
   const DecodedLayout layout = decodedLayout(components);
-  const int step = layout.channels * width;
-  MallocBuffer pixels = allocateBuffer(std::int64_t{height} * step);
-  decoder.SetDestination(pixels.get(), step, {width, height}, layout.channels, layout.color, 8);
+  decoder.SetDestination(target.pixels, target.bytesPerPixel * cells.frameWidth, {width, height},
+                         layout.channels, layout.color, 8);
+  if (setPlace(decoder, cells, target) != JPEG_NO_ERROR) throw std::bad_alloc();
   // The slice ends before EOI, so that the result says nothing about the scan.
   decoder.ReadDataTiles(cells.count, cells.left(0), cells.frameWidth);
-  return {std::move(pixels), step, std::min(height, qrx::jpeg::linesWritten(decoder))};
-}
-
-void copyLines(const std::uint8_t* source, int sourceStep, const PacketTarget& target,
-               std::int64_t firstPixel, int frameWidth, IppiSize area) {
-  std::uint8_t* const first = target.pixels + firstPixel * target.bytesPerPixel;
-  const int step = frameWidth * target.bytesPerPixel;
-  if (target.bytesPerPixel == 4) {
-    ippiCopy_8u_C3AC4R(source, sourceStep, first, step, area);
-  } else {
-    ippiCopy_8u_C1R(source, sourceStep, first, step, {3 * area.width, area.height});
-  }
-}
-
-// Puts each MCU row of the slice where its cells lie.
-void placeRows(const DecodedSlice& slice, const PacketCells& cells, const PacketTarget& target) {
-  for (int row = 0; row < cells.rows; ++row) {
-    const int left = cells.left(row), right = cells.right(row);
-    const int top = row * cells.mcuHeight;
-    // Lines whose pixels lie wholly in the target.
-    const std::int64_t bottom =
-        target.room < right ? 0 : (target.room - right) / cells.frameWidth + 1;
-    const auto lines = static_cast<int>(
-        std::min<std::int64_t>({cells.mcuHeight, slice.lines - top, bottom - top}));
-    if (lines <= 0) continue;
-    copyLines(slice.pixels.get() + std::int64_t{top} * slice.step, slice.step, target,
-              std::int64_t{top} * cells.frameWidth + left, cells.frameWidth, {right - left, lines});
-  }
+  return jpeg::linesWritten(decoder) != 0;
 }
 
 // False, with nothing written, where the thread has no coders or nothing could be decoded.
 bool decodePacket(SliceBytes bytes, const PacketCells& cells, const PacketTarget& target) {
   ThreadCoders* coders = getTilesContext();
   if (coders == nullptr) return false;
-  const DecodedSlice slice = decodeSlice(*coders->decoder, bytes, cells);
-  if (slice.lines == 0) return false;
-  placeRows(slice, cells, target);
-  return true;
+  return decodeSlice(*coders->decoder, bytes, cells, target);
 }
 
 }  // namespace
