@@ -104,6 +104,11 @@ inline uint64_t zigzagMask(uint64_t places) {
   return row(0) | row(1) | row(2) | row(3) | row(4) | row(5) | row(6) | row(7);
 }
 
+inline bool isJoined(unsigned run, int value) {
+  const int half = kJoinedRuns.half[run];
+  return static_cast<unsigned>(value + half) < static_cast<unsigned>(2 * half);
+}
+
 // A value that is too large for the joined codes. False where it has no code.
 inline bool putLarge(const WideCodes& codes, unsigned run, int value, unsigned largestSize,
                      RowWriter* writer) {
@@ -121,9 +126,8 @@ __attribute__((always_inline)) inline bool codeBlock(const CodedBlock& block, co
                                                      RowWriter* writer) {
   const int difference = block.values[0] - *lastDc;
   *lastDc = block.values[0];
-  if (__builtin_expect(static_cast<unsigned>(difference + kLargestJoinedDc) <= 2 * kLargestJoinedDc,
-                       1)) {
-    writer->putJoined(dc.joined[512 + difference]);
+  if (__builtin_expect(isJoined(0, difference), 1)) {
+    writer->putJoined(dc.joined[kJoinedRuns.centre[0] + difference]);
   } else if (!putLarge(dc, 0, difference, kLargestDcSize, writer)) {
     return false;
   }
@@ -138,9 +142,8 @@ __attribute__((always_inline)) inline bool codeBlock(const CodedBlock& block, co
     for (; __builtin_expect(run > 15, 0); run -= 16) {
       writer->put(ac.symbols[0xF0] >> 8, ac.symbols[0xF0] & 255);
     }
-    if (__builtin_expect(static_cast<unsigned>(value + kLargestJoinedAc) <= 2 * kLargestJoinedAc,
-                         1)) {
-      writer->putJoined(ac.joined[64 * run + 32 + static_cast<unsigned>(value)]);
+    if (__builtin_expect(isJoined(run, value), 1)) {
+      writer->putJoined(ac.joined[kJoinedRuns.centre[run] + value]);
     } else if (!putLarge(ac, run, value, kLargestAcSize, writer)) {
       return false;
     }

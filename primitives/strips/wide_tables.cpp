@@ -29,12 +29,16 @@ void copySymbols(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
   }
 }
 
-// The code of `symbol`, of which the low bits are the value's category, and the value's bits.
-std::uint32_t joined(const WideCodes& codes, int symbol, int value) {
-  const int size = symbol & 15;
-  const std::uint32_t code = codes.symbols[symbol];
-  const std::uint32_t bits = (code >> 8) << size | extraBits(value, size);
-  return bits << 5 | ((code & 255) + static_cast<unsigned>(size));
+// The values of one run, as symbols of DC or AC codes.
+void joinRun(WideCodes* codes, int run) {
+  const int half = kJoinedRuns.half[run];
+  for (int value = -half; value < half; ++value) {
+    const int size = category(value);
+    const std::uint32_t code = codes->symbols[run << 4 | size];
+    const std::uint32_t bits = (code >> 8) << size | extraBits(value, size);
+    codes->joined[kJoinedRuns.centre[run] + value] =
+        bits << 5 | ((code & 255) + static_cast<unsigned>(size));
+  }
 }
 
 constexpr ZigzagMasks zigzagMasks() {
@@ -97,9 +101,7 @@ bool makeDcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
   copySymbols(spec, codes);
   codes->complete = true;
   for (int size = 0; size <= kLargestDcSize; ++size) codes->complete &= codes->symbols[size] != 0;
-  for (int value = -kLargestJoinedDc; value <= kLargestJoinedDc; ++value) {
-    codes->joined[512 + value] = joined(*codes, category(value), value);
-  }
+  joinRun(codes, 0);
   return codes->complete;
 }
 
@@ -112,9 +114,7 @@ bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
     for (int size = 1; size <= kLargestAcSize; ++size) {
       codes->complete &= codes->symbols[run << 4 | size] != 0;
     }
-    for (int value = -kLargestJoinedAc; value <= kLargestJoinedAc; ++value) {
-      codes->joined[64 * run + 32 + value] = joined(*codes, run << 4 | category(value), value);
-    }
+    joinRun(codes, run);
   }
   return codes->complete;
 }
