@@ -3,6 +3,7 @@
 #ifndef QRX_PRIMITIVES_STRIPS_DECODE_ROW_H_
 #define QRX_PRIMITIVES_STRIPS_DECODE_ROW_H_
 
+#include "primitives/form.h"
 #include "primitives/strips/row_reader.h"
 #include "primitives/transform/inverse_simd.h"
 #include "primitives/zigzag.h"
@@ -209,36 +210,79 @@ inline void transformTwoMcus(const ScanIn& scan, int column, const UsedRows (&ro
   }
 }
 
+// The entropy decoder of a strip: the reader as long as it goes, and the form's primitive for
+// blocks that it leaves.
+class BlockDecoder {
+ public:
+  explicit BlockDecoder(const ScanIn& scan) : scan_(scan), reader_(scan), reads_(false) {
+    resume();
+  }
+
+  // Lets the reader go on where the primitive stopped, if it can.
+  void resume() {
+    if (reads_ || !RowReader::serves(scan_)) return;
+    reader_ = RowReader(scan_);
+    for (int i = 0; i < kComponents; ++i) lastDc_[i] = load(scan_.lastDc[i]);
+    reads_ = true;
+  }
+
+  // False where the data is damaged: the block is as far as it was decoded.
+  __attribute__((always_inline)) bool decode(int i, Ipp16s* block, unsigned* rows) {
+    if (__builtin_expect(reads_, 1)) {
+      const RowReader before = reader_;
+      const Ipp16s dcBefore = lastDc_[i];
+      if (__builtin_expect(
+              decodeBlock(*scan_.dc[i], *scan_.ac[i], &reader_, &lastDc_[i], block, rows), 1)) {
+        return true;
+      }
+      reader_ = before;
+      lastDc_[i] = dcBefore;
+      close();
+    }
+    *rows = kAllRows;
+    return byPrimitive(i, block);
+  }
+
+  // Leaves the records as the primitives would.
+  void close() {
+    if (!reads_) return;
+    RowReader(reader_).close(scan_);
+    for (int i = 0; i < kComponents; ++i) store(scan_.lastDc[i], lastDc_[i]);
+    reads_ = false;
+  }
+
+ private:
+  __attribute__((noinline)) bool byPrimitive(int i, Ipp16s* block) const {
+    return FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(
+               scan_.bytes, scan_.length, scan_.position, block, scan_.lastDc[i], scan_.marker,
+               &scan_.dc[i]->source, &scan_.ac[i]->source, scan_.state) >= 0;
+  }
+
+  const ScanIn& scan_;
+  RowReader reader_;
+  Ipp16s lastDc_[kComponents];
+  bool reads_;
+};
+
 template <int kAcross, int kDown>
 inline int decodeRow(const ScanIn& scan, int column, int count) {
   using Place = McuPlace<kAcross, kDown>;
-  if (!RowReader::serves(scan)) return 0;
-  RowReader reader(scan);
-  Ipp16s lastDc[kComponents];
-  for (int i = 0; i < kComponents; ++i) lastDc[i] = load(scan.lastDc[i]);
+  BlockDecoder decoder(scan);
   Ipp16s* block = scan.blocks + ptrdiff_t{64} * Place::kBlocks * column;
   UsedRows rows[2];
   int done = 0;
   for (; done < count; ++done) {
-    const RowReader readerBefore = reader;
-    Ipp16s dcBefore[kComponents];
-    for (int i = 0; i < kComponents; ++i) dcBefore[i] = lastDc[i];
     bool decoded = true;
+    decoder.resume();
     for (int b = 0; b < Place::kBlocks && decoded; ++b, block += 64) {
       const int i = b < Place::kLuma ? 0 : b - Place::kLuma + 1;
-      decoded =
-          decodeBlock(*scan.dc[i], *scan.ac[i], &reader, &lastDc[i], block, &rows[done & 1].of[b]);
+      decoded = decoder.decode(i, block, &rows[done & 1].of[b]);
     }
-    if (__builtin_expect(!decoded, 0)) {
-      reader = readerBefore;
-      for (int i = 0; i < kComponents; ++i) lastDc[i] = dcBefore[i];
-      break;
-    }
+    if (__builtin_expect(!decoded, 0)) break;
     if ((done & 1) != 0) transformTwoMcus<kAcross, kDown>(scan, column + done - 1, rows);
   }
   if ((done & 1) != 0) transformMcu<kAcross, kDown>(scan, column + done - 1, rows[0]);
-  reader.close(scan);
-  for (int i = 0; i < kComponents; ++i) store(scan.lastDc[i], lastDc[i]);
+  decoder.close();
   return done;
 }
 

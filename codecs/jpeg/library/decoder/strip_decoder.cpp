@@ -44,8 +44,7 @@ bool takeTables(CJPEGDecoder& d, int index, DecoderRoom* room, strips::ScanIn* s
 
 }  // namespace
 
-StripDecoder::StripDecoder(CJPEGDecoder& decoder)
-    : decoder_(decoder), walk_(walkOf(decoder, decoder.mcus_across)), serves_(takeRoute()) {}
+StripDecoder::StripDecoder(CJPEGDecoder& decoder) : decoder_(decoder), serves_(takeRoute()) {}
 
 bool StripDecoder::takeRoute() {
   CJPEGDecoder& d = decoder_;
@@ -75,22 +74,12 @@ void StripDecoder::decode(int mcus) {
       if (d.restarts_to_go == 0 && d.ProcessRestart() != JPEG_NO_ERROR) break;
       if (d.restarts_to_go > 0) together = std::min(together, d.restarts_to_go);
     }
-    int done = routes().decode(scan_, column, together);
-    if (done == 0) {
-      if (decodeMCU(column) != JPEG_NO_ERROR) break;
-      routes().transform(scan_, column, 1);
-      done = 1;
-    }
+    const int done = routes().decode(scan_, column, together);
     if (d.restart_interval != 0) d.restarts_to_go -= done;
     column += done;
+    if (done < together) break;
   }
   routes().transform(scan_, column, mcus - column);
-}
-
-int StripDecoder::decodeMCU(int column) {
-  return walk_.mcu(0, column, [this](CJPEGColorComponent& c, const BlockPlace& place) {
-    return decodeBlock(decoder_, c, scan_.blocks + 64 * place.index);
-  });
 }
 
 // Behind the last MCU of a packet's first row lies memory that this packet never wrote. The

@@ -4,7 +4,6 @@
 #define QRX_CODECS_JPEG_LIBRARY_DECODER_STRIP_DECODER_H_
 
 #include "codecs/jpeg/library/decoder/output_stage.h"
-#include "codecs/jpeg/library/mcu_walk.h"
 #include "primitives/strips/strips.h"
 #include "qrx/jpeg_decoder.h"
 
@@ -26,12 +25,10 @@ class StripDecoder {
 
  private:
   bool takeRoute();
-  int decodeMCU(int column);
   void extend(int mcus);
   void keepLastLines();
 
   CJPEGDecoder& decoder_;
-  MCUWalk walk_;
   strips::ScanIn scan_ = {};
   bool serves_;
 };
