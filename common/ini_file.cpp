@@ -85,8 +85,8 @@ bool IniFile::Private::add(OwnedText key, const char* value, bool keep) {
     node->value = copy.release();
   } else {
     entries.insert(key.get(), copy.get());
-    key.release();
-    copy.release();
+    static_cast<void>(key.release());  // the map's from here on
+    static_cast<void>(copy.release());
   }
   return true;
 }

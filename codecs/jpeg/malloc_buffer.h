@@ -14,6 +14,7 @@ using MallocBuffer = MallocPtr<std::uint8_t[]>;
 
 // `size` bytes, uninitialised. Throws std::bad_alloc.
 inline MallocBuffer allocateBuffer(std::int64_t size) {
+  // Either answer to a size of 0 will do. NOLINTNEXTLINE(clang-analyzer-optin.portability.UnixAPI)
   auto* memory = static_cast<std::uint8_t*>(std::malloc(static_cast<std::size_t>(size)));
   if (memory == nullptr && size > 0) throw std::bad_alloc();
   return MallocBuffer(memory);
