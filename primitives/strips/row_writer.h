@@ -31,6 +31,12 @@ class RowWriter {
     }
   }
 
+  // Up to the end of a byte.
+  void padWithOnes() {
+    const auto missing = static_cast<unsigned>(free_ & 7);
+    put((1u << missing) - 1, missing);
+  }
+
   // Where the next byte goes once all whole bytes are out.
   int position() const {
     const int whole = (64 - free_) / 8;
