@@ -84,7 +84,9 @@ QRX_BINARY(subSaturated16, subs_epi16, subs_epi16)
 QRX_BINARY(average8, avg_epu8, avg_epu8)  // of unsigned bytes, halves go up
 QRX_BINARY(equal8, cmpeq_epi8, cmpeq_epi8)
 QRX_BINARY(equal16, cmpeq_epi16, cmpeq_epi16)
+QRX_BINARY(greater8, cmpgt_epi8, cmpgt_epi8)
 QRX_BINARY(greater16, cmpgt_epi16, cmpgt_epi16)
+QRX_BINARY(larger16, max_epi16, max_epi16)
 QRX_BINARY(lowerProduct, mullo_epi16, mullo_epi16)
 QRX_BINARY(upperProduct, mulhi_epi16, mulhi_epi16)
 QRX_BINARY(pairProducts, madd_epi16, madd_epi16)  // the sum of the two products of each pair

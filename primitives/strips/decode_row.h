@@ -41,22 +41,29 @@ inline int symbolAt(const WideTable::Entry& entry, const WideTable& table, RowRe
   return entry.value;
 }
 
+// Decodes a DC difference. False where the primitives have to do it.
+__attribute__((always_inline)) inline bool decodeDcValue(const WideTable& table, RowReader* reader,
+                                                         Ipp16s* lastDc) {
+  if (!reader->refill()) return false;
+  const WideTable::Entry entry = table.entries[reader->peek()];
+  int difference = entry.value;
+  if (__builtin_expect(entry.bits != 0, 1)) {
+    reader->drop(entry.bits);
+  } else {
+    const int symbol = symbolAt(entry, table, reader);
+    if (symbol < 0) return false;
+    difference = reader->value(symbol & 15);
+  }
+  *lastDc = static_cast<Ipp16s>(*lastDc + difference);
+  return true;
+}
+
 // *rows: bits of the rows that hold AC coefficients. False where the primitives have to decode it.
 __attribute__((always_inline)) inline bool decodeBlock(const WideTable& dc, const WideTable& ac,
                                                        RowReader* reader, Ipp16s* lastDc,
                                                        Ipp16s* block, unsigned* rows) {
   __builtin_memset(block, 0, 64 * sizeof(Ipp16s));
-  if (!reader->refill()) return false;
-  const WideTable::Entry first = dc.entries[reader->peek()];
-  int difference = first.value;
-  if (__builtin_expect(first.bits != 0, 1)) {
-    reader->drop(first.bits);
-  } else {
-    const int symbol = symbolAt(first, dc, reader);
-    if (symbol < 0) return false;
-    difference = reader->value(symbol & 15);
-  }
-  *lastDc = static_cast<Ipp16s>(*lastDc + difference);
+  if (!decodeDcValue(dc, reader, lastDc)) return false;
   block[0] = *lastDc;
 
   unsigned used = 0;
@@ -292,17 +299,41 @@ int decode(const ScanIn& scan, int column, int count) {
                                : decodeRow<2, 2>(scan, column, count);
 }
 
-void transform(const ScanIn& scan, int column, int count) {
-  constexpr UsedRows kAll = {{kAllRows, kAllRows, kAllRows, kAllRows, kAllRows, kAllRows}};
-  for (int i = column; i < column + count; ++i) {
-    if (scan.layout.across == 1) {
-      transformMcu<1, 1>(scan, i, kAll);
-    } else if (scan.layout.down == 1) {
-      transformMcu<2, 1>(scan, i, kAll);
-    } else {
-      transformMcu<2, 2>(scan, i, kAll);
-    }
+// What the transform has to know of the rows of a block.
+inline unsigned rowsInUse(const Ipp16s* block) {
+  using namespace simd;
+  const auto rows = [=](int first) {
+    const auto row = [=](int j) { return Vec128::load(block + 8 * (first + j)); };
+    return bitOr(bitOr(row(0), row(1)), bitOr(row(2), row(3)));
+  };
+  if (!isZero(rows(4))) return kAllRows;
+  const Vec128 upper = rows(0);
+  // The DC coefficient does not count, but what stands below it does.
+  const unsigned ac = ~signs8(equal8(upper, Vec128::all16(0))) & 0xFFFC;
+  return ac == 0 && (block[8] | block[16] | block[24]) == 0 ? 0 : kUpperRows;
+}
+
+template <int kAcross, int kDown>
+inline void transformRow(const ScanIn& scan, int column, int count) {
+  using Place = McuPlace<kAcross, kDown>;
+  const auto rowsOf = [&](int mcu) {
+    const Ipp16s* block = scan.blocks + ptrdiff_t{64} * Place::kBlocks * mcu;
+    UsedRows rows = {};
+    for (int b = 0; b < Place::kBlocks; ++b, block += 64) rows.of[b] = rowsInUse(block);
+    return rows;
+  };
+  int done = 0;
+  for (; done + 1 < count; done += 2) {
+    const UsedRows rows[2] = {rowsOf(column + done), rowsOf(column + done + 1)};
+    transformTwoMcus<kAcross, kDown>(scan, column + done, rows);
   }
+  if (done < count) transformMcu<kAcross, kDown>(scan, column + done, rowsOf(column + done));
+}
+
+void transform(const ScanIn& scan, int column, int count) {
+  if (scan.layout.across == 1) return transformRow<1, 1>(scan, column, count);
+  return scan.layout.down == 1 ? transformRow<2, 1>(scan, column, count)
+                               : transformRow<2, 2>(scan, column, count);
 }
 
 }  // namespace strips

@@ -69,10 +69,10 @@ WideTable::Entry makeEntry(int value, int bits, int skip) {
           static_cast<std::uint8_t>(skip)};
 }
 
-// Every continuation of every code, with the value behind the code where it fits. `skipOf` tells
-// the skip of a symbol.
-template <typename SkipOf>
-void makeEntries(const IppiDecodeHuffmanSpec& spec, WideTable* table, SkipOf skipOf) {
+// Every continuation of every code. `entryOf` makes an entry of a symbol, its code's length, and
+// the bits behind the code with their number.
+template <typename EntryOf>
+void makeEntries(const IppiDecodeHuffmanSpec& spec, WideTable* table, EntryOf entryOf) {
   if (table->made && isMadeFrom(table->source, spec)) return;
   table->source = spec;
   table->made = true;
@@ -83,14 +83,18 @@ void makeEntries(const IppiDecodeHuffmanSpec& spec, WideTable* table, SkipOf ski
     for (unsigned code = first; code <= last && code < 1u << length; ++code) {
       if (last == 0xFFFF) break;  // no code of this length
       const int symbol = spec.values[(spec.valIndex[length] + code - first) & 255] & 255;
-      const int size = symbol & 15;
       for (unsigned rest = 0; rest < 1u << spare; ++rest) {
-        table->entries[code << spare | rest] =
-            size <= spare ? makeEntry(valueIn(rest, spare, size), length + size, skipOf(symbol))
-                          : makeEntry(symbol, 0, length);
+        table->entries[code << spare | rest] = entryOf(symbol, length, rest, spare);
       }
     }
   }
+}
+
+// An entry of a symbol whose low four bits are the size of the value behind it.
+WideTable::Entry valueEntry(int symbol, int length, unsigned rest, int spare, int skip) {
+  const int size = symbol & 15;
+  return size <= spare ? makeEntry(valueIn(rest, spare, size), length + size, skip)
+                       : makeEntry(symbol, 0, length);
 }
 
 }  // namespace
@@ -120,13 +124,26 @@ bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
 }
 
 void makeDcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
-  makeEntries(spec, table, [](int) { return 0; });
+  makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
+    return valueEntry(symbol, length, rest, spare, 0);
+  });
 }
 
 void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
-  // A size of 0 ends the block, but for the symbol of 16 zeros.
-  makeEntries(spec, table, [](int symbol) {
-    return (symbol & 15) != 0 || symbol == 0xF0 ? (symbol >> 4) + 1 : kEndOfBlock;
+  makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
+    // A size of 0 ends the block, but for the symbol of 16 zeros.
+    const bool goesOn = (symbol & 15) != 0 || symbol == 0xF0;
+    return valueEntry(symbol, length, rest, spare, goesOn ? (symbol >> 4) + 1 : kEndOfBlock);
+  });
+}
+
+void makeBandTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+  makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
+    const int run = symbol >> 4;
+    if ((symbol & 15) != 0) return valueEntry(symbol, length, rest, spare, run + 1);
+    if (run == 15 || run > spare) return makeEntry(symbol, 0, length);
+    const int more = (1 << run) - 1 + static_cast<int>(rest >> (spare - run));
+    return makeEntry(more, length + run, kEndOfBlock);
   });
 }
 

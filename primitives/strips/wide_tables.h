@@ -68,6 +68,10 @@ struct WideTable {
 void makeDcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
 void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
 
+// For first scans of a band. A skip of kEndOfBlock ends the block and `value` more blocks with it;
+// the symbol of 16 zeros stands without bits.
+void makeBandTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
+
 // The places of a row's coefficients in zig-zag order as bits of a mask, by which of the eight are
 // not zero.
 struct ZigzagMasks {
