@@ -22,6 +22,15 @@ struct PacketWindow {
   int left;
 };
 
+// What the tables of a packet came to. Where packets follow each other they need not be made again.
+struct PacketTables {
+  bool made = false;
+  int quality;
+  Ipp8u raw[2][64];
+  Ipp16u inverse[2][64];
+  IppiDecodeHuffmanSpec specs[4];  // in the order of DefaultHuffmanTables
+};
+
 struct DecoderRoom {
   // Null without memory.
   static DecoderRoom* of(CJPEGDecoder& decoder);
@@ -39,6 +48,8 @@ struct DecoderRoom {
   // Of the destination, beside what SetDestination tells; SetSource forgets it.
   bool fourBytes = false;  // pixels of three channels have a fourth byte, which stays as it is
   std::optional<PacketWindow> window;
+
+  PacketTables packetTables;
 
   // What the fused routes work with.
   PlaneRoom planes;
