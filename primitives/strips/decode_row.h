@@ -171,6 +171,9 @@ struct McuPlace {
   static constexpr int kLuma = kAcross * kDown;
   static constexpr int kBlocks = kLuma + 2;
 
+  // Of the MCU's block `b`.
+  static constexpr int componentOf(int b) { return b < kLuma ? 0 : b - kLuma + 1; }
+
   // The samples of component `i` of MCU `column`, at line `line`.
   static Ipp8u* samples(const ScanIn& scan, int i, int column, int line) {
     const int width = i == 0 ? 8 * kAcross : 8;
@@ -217,79 +220,74 @@ inline void transformTwoMcus(const ScanIn& scan, int column, const UsedRows (&ro
   }
 }
 
-// The entropy decoder of a strip: the reader as long as it goes, and the form's primitive for
-// blocks that it leaves.
-class BlockDecoder {
- public:
-  explicit BlockDecoder(const ScanIn& scan) : scan_(scan), reader_(scan), reads_(false) {
-    resume();
-  }
-
-  // Lets the reader go on where the primitive stopped, if it can.
-  void resume() {
-    if (reads_ || !RowReader::serves(scan_)) return;
-    reader_ = RowReader(scan_);
-    for (int i = 0; i < kComponents; ++i) lastDc_[i] = load(scan_.lastDc[i]);
-    reads_ = true;
-  }
-
-  // False where the data is damaged: the block is as far as it was decoded.
-  __attribute__((always_inline)) bool decode(int i, Ipp16s* block, unsigned* rows) {
-    if (__builtin_expect(reads_, 1)) {
-      const RowReader before = reader_;
-      const Ipp16s dcBefore = lastDc_[i];
-      if (__builtin_expect(
-              decodeBlock(*scan_.dc[i], *scan_.ac[i], &reader_, &lastDc_[i], block, rows), 1)) {
-        return true;
-      }
-      reader_ = before;
-      lastDc_[i] = dcBefore;
-      close();
+// The blocks of an MCU by the form's primitive, with the records in force. False where the data is
+// damaged: that block is as far as it was decoded.
+template <int kAcross, int kDown>
+__attribute__((noinline)) bool decodeMcuByPrimitive(const ScanIn& scan, Ipp16s* block,
+                                                    UsedRows* rows) {
+  using Place = McuPlace<kAcross, kDown>;
+  for (int b = 0; b < Place::kBlocks; ++b, block += 64) {
+    const int i = Place::componentOf(b);
+    rows->of[b] = kAllRows;
+    if (FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(scan.bytes, scan.length, scan.position, block,
+                                                 scan.lastDc[i], scan.marker, &scan.dc[i]->source,
+                                                 &scan.ac[i]->source, scan.state) < 0) {
+      return false;
     }
-    *rows = kAllRows;
-    return byPrimitive(i, block);
   }
+  return true;
+}
 
-  // Leaves the records as the primitives would.
-  void close() {
-    if (!reads_) return;
-    RowReader(reader_).close(scan_);
-    for (int i = 0; i < kComponents; ++i) store(scan_.lastDc[i], lastDc_[i]);
-    reads_ = false;
+// The predictions of a scan while the reader is in force.
+struct Predictions {
+  Ipp16s of[kComponents];
+
+  void load(const ScanIn& scan) {
+    for (int i = 0; i < kComponents; ++i) of[i] = ::load(scan.lastDc[i]);
   }
-
- private:
-  __attribute__((noinline)) bool byPrimitive(int i, Ipp16s* block) const {
-    return FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(
-               scan_.bytes, scan_.length, scan_.position, block, scan_.lastDc[i], scan_.marker,
-               &scan_.dc[i]->source, &scan_.ac[i]->source, scan_.state) >= 0;
+  void store(const ScanIn& scan) const {
+    for (int i = 0; i < kComponents; ++i) ::store(scan.lastDc[i], of[i]);
   }
-
-  const ScanIn& scan_;
-  RowReader reader_;
-  Ipp16s lastDc_[kComponents];
-  bool reads_;
 };
 
 template <int kAcross, int kDown>
 inline int decodeRow(const ScanIn& scan, int column, int count) {
   using Place = McuPlace<kAcross, kDown>;
-  BlockDecoder decoder(scan);
-  Ipp16s* block = scan.blocks + ptrdiff_t{64} * Place::kBlocks * column;
+  RowReader reader(scan);
+  Predictions last;
+  last.load(scan);
+  bool reads = RowReader::serves(scan);  // the reader is in force, else the records
+  Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * Place::kBlocks * column;
   UsedRows rows[2];
   int done = 0;
-  for (; done < count; ++done) {
-    bool decoded = true;
-    decoder.resume();
-    for (int b = 0; b < Place::kBlocks && decoded; ++b, block += 64) {
-      const int i = b < Place::kLuma ? 0 : b - Place::kLuma + 1;
-      decoded = decoder.decode(i, block, &rows[done & 1].of[b]);
+  for (; done < count; ++done, blocks += 64 * Place::kBlocks) {
+    UsedRows* const used = &rows[done & 1];
+    const RowReader readerBefore = reader;
+    const Predictions lastBefore = last;
+    bool decoded = reads;
+    for (int b = 0; b < Place::kBlocks && decoded; ++b) {
+      const int i = Place::componentOf(b);
+      decoded = decodeBlock(*scan.dc[i], *scan.ac[i], &reader, &last.of[i], blocks + 64 * b,
+                            &used->of[b]);
     }
-    if (__builtin_expect(!decoded, 0)) break;
+    if (__builtin_expect(!decoded, 0)) {
+      if (reads) {
+        readerBefore.close(scan);
+        lastBefore.store(scan);
+      }
+      const bool isWhole = decodeMcuByPrimitive<kAcross, kDown>(scan, blocks, used);
+      reads = isWhole && RowReader::serves(scan);
+      if (!isWhole) break;
+      reader = RowReader(scan);
+      last.load(scan);
+    }
     if ((done & 1) != 0) transformTwoMcus<kAcross, kDown>(scan, column + done - 1, rows);
   }
   if ((done & 1) != 0) transformMcu<kAcross, kDown>(scan, column + done - 1, rows[0]);
-  decoder.close();
+  if (reads) {
+    reader.close(scan);
+    last.store(scan);
+  }
   return done;
 }
 
