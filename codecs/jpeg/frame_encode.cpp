@@ -1,5 +1,7 @@
 // The frame road out: one frame of pixels becomes one baseline JPEG on the thread's encoder.
 #include "codecs/jpeg/diagnostics.h"
+#include "codecs/jpeg/library/image_limits.h"
+#include "codecs/jpeg/malloc_buffer.h"
 #include "codecs/jpeg/source_image.h"
 #include "codecs/jpeg/thread_coders.h"
 #include "qrx/front_end.h"
@@ -7,8 +9,6 @@
 using namespace qrx::codec;
 
 namespace {
-
-constexpr int kMaxSide = 65535;
 
 void releaseBuffer(void* buffer) { std::free(buffer); }
 
@@ -39,19 +39,17 @@ std::uint8_t* qrx_jpeg_encode(const std::uint8_t* image, int width, int height,
   if (!isKnownFormat(args->format)) return refuse(kInvalidFormat, size);
   if (image == nullptr) return refuse(kInvalidArgument, size);
   const PixelLayout layout = pixelLayout(*args);
-  if (!isCodableSize(layout, width, height, kMaxSide)) return refuse(kInvalidSize, size);
+  if (!isCodableSize(layout, width, height, kMaxImageSide)) return refuse(kInvalidSize, size);
   ThreadCoders* coders = getJpegContext();
   if (coders == nullptr) return refuse(kNoCoders, size);
 
   const std::int64_t capacity = streamCapacity(layout, width, height);
   MallocBuffer buffer = allocateBuffer(capacity);
   *release = releaseBuffer;
-  const SourceImage source(image, channels, width, height, layout, args->useAlpha != 0);
 
   CJPEGEncoder& encoder = *coders->encoder;
   encoder.Clean();
-  encoder.SetSource(source.data(), layout.channels * width, {width, height}, layout.channels,
-                    layout.source);
+  setSource(encoder, image, {width, height}, layout, channels == 4 && args->useAlpha == 0);
   encoder.SetDestination(buffer.get(), static_cast<int>(capacity), args->quality,
                          static_cast<_JPEG_SAMPLING>(args->sampling), layout.jpeg,
                          JPEG_MODE_BASELINE, 0);

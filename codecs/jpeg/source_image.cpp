@@ -3,21 +3,22 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
 
-#include "qrx/primitives.h"
+#include "codecs/jpeg/library/encoder_room.h"
+#include "qrx/codec.h"
 
 namespace qrx::codec {
 namespace {
 
 constexpr int kFormatRgb = 6407;
-constexpr int kFormatRgba = 6408;
 constexpr int kFormatBgra = 32993;
 constexpr std::int64_t kSmallestStream = 4096;
 
 }  // namespace
 
 bool isKnownFormat(int format) {
-  return format == kFormatRgb || format == kFormatRgba || format == kFormatBgra;
+  return format == kFormatRgb || format == int{kFormatRgba} || format == kFormatBgra;
 }
 
 PixelLayout pixelLayout(const qrxJPEGArgs_type& args) {
@@ -39,13 +40,11 @@ bool isCodableSize(const PixelLayout& layout, int width, int height, int maxSide
          rawSize(layout, width, height) <= INT_MAX;
 }
 
-SourceImage::SourceImage(const std::uint8_t* image, int channels, int width, int height,
-                         const PixelLayout& layout, bool useAlpha)
-    : data_(image) {
-  if (channels != 4 || useAlpha) return;
-  copy_ = allocateBuffer(streamCapacity(layout, width, height));
-  ippiCopy_8u_AC4C3R(image, 4 * width, copy_.get(), layout.channels * width, {width, height});
-  data_ = copy_.get();
+void setSource(CJPEGEncoder& encoder, const std::uint8_t* image, IppiSize size,
+               const PixelLayout& layout, bool fourBytes) {
+  encoder.SetSource(image, (fourBytes ? 4 : layout.channels) * size.width, size, layout.channels,
+                    layout.source);
+  if (fourBytes && jpeg::setFourByteSource(encoder) != JPEG_NO_ERROR) throw std::bad_alloc();
 }
 
 }  // namespace qrx::codec

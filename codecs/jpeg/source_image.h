@@ -4,9 +4,8 @@
 
 #include <cstdint>
 
-#include "codecs/jpeg/malloc_buffer.h"
 #include "qrx/front_end.h"
-#include "qrx/jpeg_types.h"
+#include "qrx/jpeg_encoder.h"
 
 namespace qrx::codec {
 
@@ -28,19 +27,10 @@ std::int64_t streamCapacity(const PixelLayout& layout, int width, int height);
 // Whether both sides lie in 0..maxSide and the raw size fits in an int.
 bool isCodableSize(const PixelLayout& layout, int width, int height, int maxSide);
 
-// Three-channel pixels without the fourth byte of a four-byte source; other sources in place.
-class SourceImage {
- public:
-  // Throws std::bad_alloc.
-  SourceImage(const std::uint8_t* image, int channels, int width, int height,
-              const PixelLayout& layout, bool useAlpha);
-
-  const std::uint8_t* data() const { return data_; }
-
- private:
-  MallocBuffer copy_;
-  const std::uint8_t* data_;
-};
+// Gives the host's pixels to the encoder, tightly packed. With `fourBytes` a pixel of three
+// channels has a fourth byte, which is not read. Throws std::bad_alloc.
+void setSource(CJPEGEncoder& encoder, const std::uint8_t* image, IppiSize size,
+               const PixelLayout& layout, bool fourBytes);
 
 }  // namespace qrx::codec
 

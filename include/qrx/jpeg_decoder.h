@@ -22,6 +22,10 @@
 #include "qrx/export.h"
 #include "qrx/jpeg_types.h"
 
+namespace qrx::jpeg {
+struct DecoderRoom;
+}
+
 // A marker's second byte (T.81 table B.1); 0 for none.
 enum _JPEG_MARKER : int {
   JPEG_MARKER_NONE = 0,
@@ -80,9 +84,6 @@ class QRX_API CJPEGDecoderQuantTable {
   Ipp8u* raw;       // zigzag order; inside the object, zero until Init
   Ipp16u* inverse;  // natural order; inside the object, zero until Init
   int initialized;  // 1 once Init has succeeded
-
- private:
-  int buildInverse();
 };
 
 // A Huffman table with the decoding table of the entropy primitives.
@@ -274,49 +275,9 @@ class QRX_API CJPEGDecoder {
   CJPEGDecoderHuffmanTable ac_tables[4];
   CJPEGDecoderHuffmanState huffman_state;
 
-  // Lines of the destination that this image has written, from the top.
-  int lines_written;
-
  private:
-  struct SegmentReader;
-  struct BufferSizes;
-
-  int parseMarker(_JPEG_OPERATION op);
-  int parseScan(_JPEG_OPERATION op);
-  int decodeScan();
-  int decodeProgressiveScan();
-  int showProgressive();
-  int runParser(_JPEG_OPERATION op);
-  int readPixels();
-  bool destinationFits() const;
-
-  bool beginSegment(SegmentReader* segment, int* error);
-  int parseQuantTables();
-  int parseFrame(_JPEG_MODE frameMode);
-  int initDefaultTables();
-  int readFrameComponents(SegmentReader& segment);
-  void settleColor();
-  void deleteComponents();
-  void settleGeometry();
-
-  bool computeBufferSizes(BufferSizes* sizes);
-  int allocateComponent(CJPEGColorComponent* component, bool reduced, const BufferSizes& sizes);
-
-  bool isReduced(int index) const;
-  Ipp8u* blockPlace(const CJPEGColorComponent& component, int column, int v, int h,
-                    int* step) const;
-  void setSideGuards(Ipp8u* line, int lines, int step, int samples) const;
-  int interleave(const Ipp8u* const planes[4], Ipp8u* target, IppiSize area, bool* written);
-  bool isRestartDue() const { return restart_interval != 0 && restarts_to_go == 0; }
-  void extendFirstRow();
-  int transformRow(const Ipp16s* blocks);
-
-  int decodeScanAC();
-  int decodeScanDC();
-  int blocksPerMCU() const;
-
-  int scans_seen_;   // scans of the data run so far
-  bool output_due_;  // a complete progressive image whose last scan was not shown yet
+  friend struct qrx::jpeg::DecoderRoom;
+  qrx::jpeg::DecoderRoom* room_;  // the library's own, from image to image; owned
 };
 
 #endif  // QRX_JPEG_DECODER_H_

@@ -3,6 +3,7 @@
 #ifndef QRX_PRIMITIVES_STRIPS_DECODE_ROW_H_
 #define QRX_PRIMITIVES_STRIPS_DECODE_ROW_H_
 
+#include "primitives/form.h"
 #include "primitives/strips/row_reader.h"
 #include "primitives/transform/inverse_simd.h"
 #include "primitives/zigzag.h"
@@ -170,6 +171,9 @@ struct McuPlace {
   static constexpr int kLuma = kAcross * kDown;
   static constexpr int kBlocks = kLuma + 2;
 
+  // Of the MCU's block `b`.
+  static constexpr int componentOf(int b) { return b < kLuma ? 0 : b - kLuma + 1; }
+
   // The samples of component `i` of MCU `column`, at line `line`.
   static Ipp8u* samples(const ScanIn& scan, int i, int column, int line) {
     const int width = i == 0 ? 8 * kAcross : 8;
@@ -216,36 +220,74 @@ inline void transformTwoMcus(const ScanIn& scan, int column, const UsedRows (&ro
   }
 }
 
+// The blocks of an MCU by the form's primitive, with the records in force. False where the data is
+// damaged: that block is as far as it was decoded.
+template <int kAcross, int kDown>
+__attribute__((noinline)) bool decodeMcuByPrimitive(const ScanIn& scan, Ipp16s* block,
+                                                    UsedRows* rows) {
+  using Place = McuPlace<kAcross, kDown>;
+  for (int b = 0; b < Place::kBlocks; ++b, block += 64) {
+    const int i = Place::componentOf(b);
+    rows->of[b] = kAllRows;
+    if (FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(scan.bytes, scan.length, scan.position, block,
+                                                 scan.lastDc[i], scan.marker, &scan.dc[i]->source,
+                                                 &scan.ac[i]->source, scan.state) < 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The predictions of a scan while the reader is in force.
+struct Predictions {
+  Ipp16s of[kComponents];
+
+  void load(const ScanIn& scan) {
+    for (int i = 0; i < kComponents; ++i) of[i] = ::load(scan.lastDc[i]);
+  }
+  void store(const ScanIn& scan) const {
+    for (int i = 0; i < kComponents; ++i) ::store(scan.lastDc[i], of[i]);
+  }
+};
+
 template <int kAcross, int kDown>
 inline int decodeRow(const ScanIn& scan, int column, int count) {
   using Place = McuPlace<kAcross, kDown>;
-  if (!RowReader::serves(scan)) return 0;
   RowReader reader(scan);
-  Ipp16s lastDc[kComponents];
-  for (int i = 0; i < kComponents; ++i) lastDc[i] = load(scan.lastDc[i]);
-  Ipp16s* block = scan.blocks + ptrdiff_t{64} * Place::kBlocks * column;
+  Predictions last;
+  last.load(scan);
+  bool reads = RowReader::serves(scan);  // the reader is in force, else the records
+  Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * Place::kBlocks * column;
   UsedRows rows[2];
   int done = 0;
-  for (; done < count; ++done) {
+  for (; done < count; ++done, blocks += 64 * Place::kBlocks) {
+    UsedRows* const used = &rows[done & 1];
     const RowReader readerBefore = reader;
-    Ipp16s dcBefore[kComponents];
-    for (int i = 0; i < kComponents; ++i) dcBefore[i] = lastDc[i];
-    bool decoded = true;
-    for (int b = 0; b < Place::kBlocks && decoded; ++b, block += 64) {
-      const int i = b < Place::kLuma ? 0 : b - Place::kLuma + 1;
-      decoded =
-          decodeBlock(*scan.dc[i], *scan.ac[i], &reader, &lastDc[i], block, &rows[done & 1].of[b]);
+    const Predictions lastBefore = last;
+    bool decoded = reads;
+    for (int b = 0; b < Place::kBlocks && decoded; ++b) {
+      const int i = Place::componentOf(b);
+      decoded = decodeBlock(*scan.dc[i], *scan.ac[i], &reader, &last.of[i], blocks + 64 * b,
+                            &used->of[b]);
     }
     if (__builtin_expect(!decoded, 0)) {
-      reader = readerBefore;
-      for (int i = 0; i < kComponents; ++i) lastDc[i] = dcBefore[i];
-      break;
+      if (reads) {
+        readerBefore.close(scan);
+        lastBefore.store(scan);
+      }
+      const bool isWhole = decodeMcuByPrimitive<kAcross, kDown>(scan, blocks, used);
+      reads = isWhole && RowReader::serves(scan);
+      if (!isWhole) break;
+      reader = RowReader(scan);
+      last.load(scan);
     }
     if ((done & 1) != 0) transformTwoMcus<kAcross, kDown>(scan, column + done - 1, rows);
   }
   if ((done & 1) != 0) transformMcu<kAcross, kDown>(scan, column + done - 1, rows[0]);
-  reader.close(scan);
-  for (int i = 0; i < kComponents; ++i) store(scan.lastDc[i], lastDc[i]);
+  if (reads) {
+    reader.close(scan);
+    last.store(scan);
+  }
   return done;
 }
 

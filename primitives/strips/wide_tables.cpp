@@ -29,13 +29,15 @@ void copySymbols(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
   }
 }
 
-void joinSmallValues(WideCodes* codes, int run) {
-  for (int value = -kLargestSmall; value <= kLargestSmall; ++value) {
-    if (value == 0) continue;
+// The values of one run, as symbols of DC or AC codes.
+void joinRun(WideCodes* codes, int run) {
+  const int half = kJoinedRuns.half[run];
+  for (int value = -half; value < half; ++value) {
     const int size = category(value);
-    const std::uint32_t symbol = codes->symbols[run << 4 | size];
-    const std::uint32_t bits = (symbol >> 8) << size | extraBits(value, size);
-    codes->small[run][value + 32] = bits << 5 | ((symbol & 255) + static_cast<unsigned>(size));
+    const std::uint32_t code = codes->symbols[run << 4 | size];
+    const std::uint32_t bits = (code >> 8) << size | extraBits(value, size);
+    codes->joined[kJoinedRuns.centre[run] + value] =
+        bits << 5 | ((code & 255) + static_cast<unsigned>(size));
   }
 }
 
@@ -103,6 +105,7 @@ bool makeDcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
   copySymbols(spec, codes);
   codes->complete = true;
   for (int size = 0; size <= kLargestDcSize; ++size) codes->complete &= codes->symbols[size] != 0;
+  joinRun(codes, 0);
   return codes->complete;
 }
 
@@ -115,7 +118,7 @@ bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
     for (int size = 1; size <= kLargestAcSize; ++size) {
       codes->complete &= codes->symbols[run << 4 | size] != 0;
     }
-    joinSmallValues(codes, run);
+    joinRun(codes, run);
   }
   return codes->complete;
 }

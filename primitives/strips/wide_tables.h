@@ -9,16 +9,36 @@
 
 namespace qrx::strips {
 
-constexpr int kLargestSmall = 31;   // values up to here have their bits in the table of codes
 constexpr int kLargestAcSize = 10;  // of 8-bit samples (T.81 table F.2)
 constexpr int kLargestDcSize = 11;  // T.81 table F.1
+
+// Where the codes of AC values stand that have their bits in one look-up: after short runs large
+// values are common, after long ones they are not.
+struct JoinedRuns {
+  int16_t half[16];    // by run: values from -half to half - 1 are there
+  int16_t centre[16];  // the place of value 0
+};
+constexpr JoinedRuns joinedRuns() {
+  JoinedRuns runs = {};
+  int next = 0;
+  for (int run = 0; run < 16; ++run) {
+    const int half = run == 0 ? 512 : run == 1 ? 256 : run < 4 ? 128 : 32;
+    runs.half[run] = static_cast<int16_t>(half);
+    runs.centre[run] = static_cast<int16_t>(next + half);
+    next += 2 * half;
+  }
+  return runs;
+}
+constexpr JoinedRuns kJoinedRuns = joinedRuns();
+constexpr int kJoinedCodes = kJoinedRuns.centre[15] + kJoinedRuns.half[15];
 
 // For coding.
 struct WideCodes {
   IppiEncodeHuffmanSpec source;  // that it was made from
   bool complete;                 // whether the record had every code that 8-bit samples take
-  // By run and value + 32: code and extra bits, above five bits with their length together.
-  uint32_t small[16][64];
+  // Code and extra bits of a value, above five bits with their length together, by kJoinedRuns; DC
+  // differences as after run 0.
+  uint32_t joined[kJoinedCodes];
   // By symbol: the code, above eight bits with its length.
   uint32_t symbols[256];
 };

@@ -195,10 +195,7 @@ struct DecodingRun {
 };
 
 inline int decodeBy(const Routes& routes, const strips::ScanIn& scan, int count) {
-  const auto by = [&](const Routes& some) {
-    return [&](int column, int left) { return some.decode(scan, column, left); };
-  };
-  const int done = runToEnd(count, by(routes), by(ref_strip_routes));
+  const int done = routes.decode(scan, 0, count);
   routes.transform(scan, done, count - done);
   return done;
 }

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 
@@ -108,8 +109,8 @@ struct Decoded {
   Size size;
   int channels = 0, precision = 0;
   _JPEG_COLOR color = JPEG_COLOR_NONE;
-  int lines = 0;
-  Bytes pixels;  // GuardedBuffer::kFill where nothing was written
+  int lines = 0;  // that were written, from the top
+  Bytes pixels;   // GuardedBuffer::kFill where nothing was written
 };
 
 // One decoder, through which a test's streams go one after the other.
@@ -138,9 +139,13 @@ class DecoderTest : public testing::Test {
     if (d.precision > 8) into(reinterpret_cast<Ipp16s*>(buffer.data()));
     if (d.precision <= 8) into(buffer.data());
     d.data = decoder_.ReadData();
-    d.lines = decoder_.lines_written;
     EXPECT_TRUE(buffer.guardsIntact());
     d.pixels = buffer.content();
+    // Lossless lines are one packed channel.
+    const int step = decoder_.mode == JPEG_MODE_LOSSLESS ? width : width * channels;
+    const auto isUntouched = [](std::uint8_t byte) { return byte == GuardedBuffer::kFill; };
+    const auto untouched = std::find_if_not(d.pixels.rbegin(), d.pixels.rend(), isUntouched);
+    if (step > 0) d.lines = static_cast<int>((d.pixels.rend() - untouched + step - 1) / step);
     return d;
   }
 

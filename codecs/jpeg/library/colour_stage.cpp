@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "codecs/jpeg/library/encoder_room.h"
 #include "codecs/jpeg/library/encoder_stages.h"
 
 namespace qrx::jpeg {
@@ -52,11 +53,31 @@ IppStatus copyChannels(int channels, const Ipp8u* source, int sourceStep, Ipp8u*
   }
 }
 
-// Converts `region` of the source, from `source` on, into the components' cc_buffer.
-int convertColors(CJPEGEncoder& e, const Ipp8u* source, IppiSize region, bool tableAllowed) {
+// Interleaved pixels as the primitives take them.
+struct Pixels {
+  const Ipp8u* first;
+  int step;  // bytes from line to line
+};
+
+// Copies `region` without the fourth bytes of its pixels, which *pixels then is.
+int dropFourthBytes(CJPEGEncoder& e, Pixels* pixels, IppiSize region) {
+  EncoderRoom& room = *EncoderRoom::of(e);
+  const int step = 3 * region.width;
+  if (!fitBuffer(&room.pixels, &room.pixelsSize, std::int64_t{step} * e.mcu_height)) {
+    return JPEG_OUT_OF_MEMORY;
+  }
+  QRX_TRY(
+      resultOf(ippiCopy_8u_AC4C3R(pixels->first, pixels->step, room.pixels.get(), step, region)));
+  *pixels = {room.pixels.get(), step};
+  return JPEG_NO_ERROR;
+}
+
+// Converts `region` of the source into the components' cc_buffer.
+int convertColors(CJPEGEncoder& e, const Pixels& pixels, IppiSize region, bool tableAllowed) {
   Ipp8u* planes[4] = {};
   for (int i = 0; i < e.component_count; ++i) planes[i] = e.components[i]->cc_buffer;
-  const int step = e.source_step, stride = e.strip_stride;
+  const Ipp8u* const source = pixels.first;
+  const int step = pixels.step, stride = e.strip_stride;
   const auto copy = [&](int channels) {
     return resultOf(copyChannels(channels, source, step, planes, stride, region));
   };
@@ -134,19 +155,26 @@ bool hasColorConversion(_JPEG_COLOR source, _JPEG_COLOR jpeg) {
   return conversionFor(source, jpeg) != Conversion::kNone;
 }
 
+void settleStripRows(CJPEGEncoder& encoder, int strip) {
+  if (strip == encoder.mcus_down - 1) encoder.strip_rows = encoder.mcu_height - encoder.pad_rows;
+}
+
 }  // namespace qrx::jpeg
 
 using namespace qrx::jpeg;
 
 int CJPEGEncoder::ColorConvert(int strip) {
   const bool table = useColourTable();
-  if (strip == mcus_down - 1) strip_rows = mcu_height - pad_rows;
+  settleStripRows(*this, strip);
   const std::int64_t offset = std::int64_t{strip} * mcu_height * source_step;
-  return convertColors(*this, source_data + offset, {source_width, strip_rows}, table);
+  Pixels pixels = {source_data + offset, source_step};
+  const IppiSize region = {source_width, strip_rows};
+  if (EncoderRoom::sourcePixelBytes(*this) == 4) QRX_TRY(dropFourthBytes(*this, &pixels, region));
+  return convertColors(*this, pixels, region, table);
 }
 
 int CJPEGEncoder::ColorConvert() {
-  return convertColors(*this, source_data, {source_width, source_height}, false);
+  return convertColors(*this, {source_data, source_step}, {source_width, source_height}, false);
 }
 
 int CJPEGEncoder::DownSampling(int strip) {

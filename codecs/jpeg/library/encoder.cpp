@@ -6,6 +6,7 @@
 
 #include "codecs/jpeg/library/colour_stage.h"
 #include "codecs/jpeg/library/default_tables.h"
+#include "codecs/jpeg/library/encoder_room.h"
 #include "codecs/jpeg/library/encoder_stages.h"
 #include "codecs/jpeg/library/mcu_grid.h"
 
@@ -168,9 +169,13 @@ CJPEGEncoder::CJPEGEncoder()
       point_transform(0),
       scan_script(nullptr),
       coefficients(nullptr),
-      components{} {}
+      components{},
+      room_(nullptr) {}
 
-CJPEGEncoder::~CJPEGEncoder() { Clean(); }
+CJPEGEncoder::~CJPEGEncoder() {
+  Clean();
+  delete room_;
+}
 
 int CJPEGEncoder::Clean() {
   for (CJPEGColorComponent*& component : components) {
@@ -206,6 +211,7 @@ int CJPEGEncoder::SetSource(const Ipp8u* pSrc, int srcStep, IppiSize srcSize, in
   source_height = srcSize.height;
   source_channels = srcChannels;
   source_color = srcColor;
+  if (room_ != nullptr) room_->pixelBytes = 3;
   return JPEG_NO_ERROR;
 }
 

@@ -32,12 +32,18 @@ int openInterval(CJPEGEncoder& encoder, const Close& close) {
   return JPEG_NO_ERROR;
 }
 
-// Transforms and quantises the samples at `place`, in the strip or image that ss_buffer holds.
+// The samples of a component.
+struct PlaneView {
+  const Ipp8u* samples;
+  int step;  // bytes from line to line
+};
+
+// Transforms and quantises the block at `place` of a component's plane.
 inline int transformBlock(const CJPEGEncoder& encoder, const CJPEGColorComponent& c,
-                          const BlockPlace& place, Ipp16s* block) {
-  const std::ptrdiff_t offset = std::ptrdiff_t{8} * place.line * encoder.strip_stride;
+                          const PlaneView& plane, const BlockPlace& place, Ipp16s* block) {
+  const std::ptrdiff_t offset = std::ptrdiff_t{8} * place.line * plane.step;
   return resultOf(ippiDCTQuantFwd8x8LS_JPEG_8u16s_C1R(
-      c.ss_buffer + offset + std::ptrdiff_t{8} * place.column, encoder.strip_stride, block,
+      plane.samples + offset + std::ptrdiff_t{8} * place.column, plane.step, block,
       encoder.quant_tables[c.q_selector].fwd_table));
 }
 

@@ -1,33 +1,115 @@
 // Rows of MCUs of a baseline scan.
 #include "codecs/jpeg/library/strip_coder.h"
 
+#include <algorithm>
+#include <climits>
+
+#include "codecs/jpeg/library/colour_stage.h"
+#include "codecs/jpeg/library/encoder_room.h"
 #include "codecs/jpeg/library/encoder_stages.h"
 #include "codecs/jpeg/library/entropy_interval.h"
 #include "qrx/primitives.h"
 
 namespace qrx::jpeg {
+namespace {
+
+// Whether the routes take the source's pixels: three colours in lines that do not overlap.
+bool hasRoutePixels(const CJPEGEncoder& e, bool colourTable) {
+  if (e.jpeg_color != JPEG_COLOR_YCBCR || e.component_count != strips::kComponents) return false;
+  if (e.source_color != JPEG_COLOR_RGB && e.source_color != JPEG_COLOR_BGR) return false;
+  if (e.source_color == JPEG_COLOR_BGR && colourTable) return false;
+  const std::int64_t line = std::int64_t{e.source_width} * EncoderRoom::sourcePixelBytes(e);
+  return e.source_data != nullptr && e.source_width > 0 && e.source_step >= line;
+}
+
+bool hasRouteStream(const CJPEGEncoder& e) {
+  return e.stream.data != nullptr && e.stream.capacity > 0 && e.huffman_state.state != nullptr;
+}
+
+// Those of the slot in force.
+const strips::Routes& routes() { return *strips::kRoutes[ippJumpIndexForMergedLibs]; }
+
+}  // namespace
 
 StripCoder::StripCoder(CJPEGEncoder& encoder) : encoder_(encoder), walk_(walkOf(encoder)) {}
 
+// Settles what a strip needs. False where the routes do not take the image.
+bool StripCoder::takeRoute() {
+  CJPEGEncoder& e = encoder_;
+  if (!hasRoutePixels(e, useColourTable()) || !hasRouteStream(e)) return false;
+  EncoderRoom* const room = EncoderRoom::of(e);
+  scan_.layout = {e.components[0]->hsampling, e.components[0]->vsampling};
+  if (room == nullptr || !room->planes.fit(scan_.layout, e.mcus_across)) return false;
+  for (int i = 0; i < 2; ++i) {
+    const IppiEncodeHuffmanSpec *dc = e.dc_tables[i].spec, *ac = e.ac_tables[i].spec;
+    if (dc == nullptr || !makeDcCodes(*dc, &room->dcCodes[i])) return false;
+    if (ac == nullptr || !makeAcCodes(*ac, &room->acCodes[i])) return false;
+  }
+  scan_.planes = room->planes.planes();
+  for (int i = 0; i < strips::kComponents; ++i) {
+    CJPEGColorComponent& c = *e.components[i];
+    scan_.quant[i] = e.quant_tables[c.q_selector].fwd_table;
+    scan_.dc[i] = &room->dcCodes[c.dc_selector];
+    scan_.ac[i] = &room->acCodes[c.ac_selector];
+    scan_.lastDc[i] = &c.last_dc;
+  }
+  scan_.bytes = e.stream.data;
+  scan_.length = e.stream.capacity;
+  scan_.position = &e.stream.position;
+  scan_.state = e.huffman_state.state;
+  pixels_.format = {room->pixelBytes, e.source_color == JPEG_COLOR_RGB ? 0 : 2};
+  pixels_.step = e.source_step;
+  pixels_.width = e.source_width;
+  return true;
+}
+
 int StripCoder::fill(int strip) {
+  if (strip == 0) hasRoute_ = takeRoute();
+  if (hasRoute_) {
+    fillByRoute(strip);
+    return JPEG_NO_ERROR;
+  }
   QRX_TRY(encoder_.ColorConvert(strip));
   return encoder_.DownSampling(strip);
 }
 
+void StripCoder::fillByRoute(int strip) {
+  CJPEGEncoder& e = encoder_;
+  settleStripRows(e, strip);
+  pixels_.pixels = e.source_data + std::int64_t{strip} * e.mcu_height * e.source_step;
+  pixels_.lines = e.strip_rows;
+  routes().toPlanes(pixels_, scan_.layout, e.mcus_across, scan_.planes);
+}
+
 int StripCoder::code(int column, int count, std::int64_t stopAt, int* coded) {
+  CJPEGEncoder& e = encoder_;
+  const int routeStopsAt = static_cast<int>(std::min<std::int64_t>(stopAt, INT_MAX));
   *coded = 0;
   while (*coded < count) {
-    QRX_TRY(openInterval(encoder_, [&] { return restartInterval(encoder_, kBaselineScan); }));
-    QRX_TRY(codeMCU(column + *coded));
-    ++*coded;
-    if (encoder_.stream.position > stopAt) break;
+    int together = count - *coded;
+    if (e.restart_interval != 0) {
+      if (e.restarts_to_go == 0) QRX_TRY(restartInterval(e, kBaselineScan));
+      together = std::min(together, e.restarts_to_go);
+    }
+    int done = 0;
+    if (hasRoute_) done = routes().code(scan_, column + *coded, together, routeStopsAt);
+    if (done == 0) {
+      QRX_TRY(codeMCU(column + *coded));
+      done = 1;
+    }
+    if (e.restart_interval != 0) e.restarts_to_go -= done;
+    *coded += done;
+    if (e.stream.position > stopAt) break;
   }
   return JPEG_NO_ERROR;
 }
 
 int StripCoder::codeMCU(int column) {
   return walk_.mcu(0, column, [this](CJPEGColorComponent& c, const BlockPlace& place) {
-    QRX_TRY(transformBlock(encoder_, c, place, block_));
+    const int i = c.comp_no;
+    const PlaneView plane = hasRoute_ ? PlaneView{scan_.planes.plane[i], scan_.planes.step[i]}
+                                      : PlaneView{c.ss_buffer, encoder_.strip_stride};
+    QRX_TRY(transformBlock(encoder_, c, plane, place, block_));
     _bitstream& stream = encoder_.stream;
     return resultOf(ippiEncodeHuffman8x8_JPEG_16s1u_C1(
         block_, stream.data, stream.capacity, &stream.position, &c.last_dc,

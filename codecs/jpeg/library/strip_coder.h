@@ -1,10 +1,14 @@
 // The inner loop of baseline images and of packets: one row of MCUs from source pixels to code.
+//
+// Where the image is one that the fused routes of the processor take, a strip goes through them;
+// else, and wherever a route stops, it goes through the encoder's stages and the primitives.
 #ifndef QRX_CODECS_JPEG_LIBRARY_STRIP_CODER_H_
 #define QRX_CODECS_JPEG_LIBRARY_STRIP_CODER_H_
 
 #include <cstdint>
 
 #include "codecs/jpeg/library/mcu_walk.h"
+#include "primitives/strips/strips.h"
 #include "qrx/jpeg_encoder.h"
 
 namespace qrx::jpeg {
@@ -23,10 +27,15 @@ class StripCoder {
   int code(int column, int count, std::int64_t stopAt, int* coded);
 
  private:
+  bool takeRoute();
+  void fillByRoute(int strip);
   int codeMCU(int column);
 
   CJPEGEncoder& encoder_;
   MCUWalk walk_;
+  bool hasRoute_ = false;  // settled with the first strip
+  strips::PixelsIn pixels_ = {};
+  strips::ScanOut scan_ = {};
   alignas(64) Ipp16s block_[64];  // between the transform and the entropy coder
 };
 

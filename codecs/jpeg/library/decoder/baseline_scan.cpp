@@ -1,90 +1,114 @@
-// Sequential scans (T.81 F.2): a row of MCUs at a time, from entropy-coded data to the destination.
-// A row that fails does not end the image.
+// Sequential scans (T.81 F.2), of a frame or of one packet: a row of MCUs at a time, from
+// entropy-coded data to the destination. A row that fails does not end the image.
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 
-#include "qrx/jpeg_decoder.h"
-#include "qrx/primitives.h"
+#include "codecs/jpeg/library/decoder/decoder_stages.h"
+#include "codecs/jpeg/library/decoder/output_stage.h"
+#include "codecs/jpeg/library/decoder/sample_planes.h"
+#include "codecs/jpeg/library/decoder/strip_decoder.h"
+#include "codecs/jpeg/library/mcu_grid.h"
+
+namespace qrx::jpeg {
+namespace {
+
+// Blocks that a failure leaves undecoded keep the coefficients of the row above.
+int decodeRow(CJPEGDecoder& d, Ipp16s* blocks, int mcus) {
+  return walkOf(d, mcus).mcus(
+      1, [&d] { return openInterval(d); },
+      [&d, blocks](CJPEGColorComponent& c, const BlockPlace& place) {
+        return keepCount(d, decodeBlock(d, c, blocks + 64 * place.index));
+      });
+}
+
+int transformRow(const CJPEGDecoder& d, const Ipp16s* blocks, int mcus) {
+  return walkOf(d, mcus).mcus(
+      1, [] { return JPEG_NO_ERROR; },
+      [&d, blocks](const CJPEGColorComponent& c, const BlockPlace& place) {
+        return transformBlock(d, c, blocks + 64 * place.index, stripPlane(d, c), place);
+      });
+}
+
+// Behind the last MCU of a packet's first row lies memory that this packet never wrote. The
+// up-sampling filter looks there, so each line's last sample is repeated to the plane's end.
+void extendRow(const CJPEGDecoder& d, int mcus) {
+  for (int i = 0; i < d.component_count; ++i) {
+    const CJPEGColorComponent& c = *d.components[i];
+    const SamplePlane plane = stripPlane(d, c);
+    const int decoded = 8 * c.hsampling * mcus;
+    const auto missing = static_cast<std::size_t>(d.strip_stride / c.h_factor - decoded);
+    Ipp8u* line = plane.first;
+    for (int y = 0; y < 8 * c.vsampling; ++y, line += plane.step) {
+      std::memset(line + decoded, line[decoded - 1], missing);
+    }
+  }
+}
+
+int showRow(CJPEGDecoder& d, const Ipp16s* blocks, int slot, int row, const RowSpan& span) {
+  QRX_TRY(transformRow(d, blocks, span.mcus));
+  if (d.tile_mcu_count >= 0 && row == 0) extendRow(d, span.mcus);
+  if (d.sampling != JPEG_SAMPLING_444) QRX_TRY(d.UpSampling(row, slot));
+  return convertRow(d, row, slot, span);
+}
+
+// All rows, whatever becomes of each. `spanOf` is asked once for every row, from the top.
+template <typename SpanOf>
+void decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
+  StripDecoder routes(d);
+  for (int row = 0; row < d.mcus_down; ++row) {
+    const RowSpan span = spanOf(row);
+    if (routes.serve()) {
+      routes.decode(span.mcus);
+      routes.show(row, span);
+    } else {
+      decodeRow(d, d.block_buffer, span.mcus);
+      showRow(d, d.block_buffer, 0, row, span);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qrx::jpeg
 
 int CJPEGDecoder::DecodeScanBaseline() {
-  if (huffman_state.Init() != JPEG_NO_ERROR) return JPEG_INTERNAL_ERROR;
-  marker = JPEG_MARKER_NONE;
-  for (int row = 0; row < mcus_down; ++row) {
-    // What a failed row could not decode keeps the coefficients of the row above.
-    DecodeHuffmanMCURowBL(block_buffer);
-    DCT_QNT_SSCC_MCURowBL(block_buffer, 0, row);
-  }
+  QRX_TRY(qrx::jpeg::startScan(*this));
+  qrx::jpeg::decodeRows(*this, [this](int) { return qrx::jpeg::RowSpan{mcus_across, dest_width}; });
+  return JPEG_NO_ERROR;
+}
+
+// Only the packet's own MCUs: its first row starts anywhere in the rectangle, its last may end
+// anywhere. Whoever places the pixels moves the first row.
+int CJPEGDecoder::DecodeScanBaselineTiles() {
+  QRX_TRY(qrx::jpeg::startScan(*this));
+  const int rowLength = mcuCount(tile_width, mcu_width);
+  const int firstColumn = tile_x / mcu_width;
+  if (tile_x < 0 || firstColumn >= rowLength) return JPEG_BAD_SCAN_SEGMENT;
+  if (tile_mcu_count == 0) return JPEG_NO_ERROR;
+
+  int remaining = tile_mcu_count;
+  qrx::jpeg::decodeRows(*this, [&](int row) {
+    const int room = std::min(row == 0 ? rowLength - firstColumn : rowLength, mcus_across);
+    const int mcus = std::min(remaining, room);
+    remaining -= mcus;
+    // Colour conversion treats the last pixels of a line in another way: the first row ends with
+    // the rectangle, as it does in a whole image.
+    const int toEdge = tile_width - firstColumn * mcu_width;
+    return qrx::jpeg::RowSpan{mcus, row == 0 ? std::min(dest_width, toEdge) : dest_width};
+  });
   return JPEG_NO_ERROR;
 }
 
 int CJPEGDecoder::DecodeHuffmanMCURowBL(Ipp16s* pMCUBuf) {
-  Ipp16s* block = pMCUBuf;
-  for (int column = 0; column < mcus_across; ++column) {
-    if (isRestartDue()) {
-      const int result = ProcessRestart();
-      if (result != JPEG_NO_ERROR) return result;
-    }
-    for (int i = 0; i < component_count; ++i) {
-      CJPEGColorComponent& c = *components[i];
-      const IppiDecodeHuffmanSpec* dc = dc_tables[c.dc_selector].spec;
-      const IppiDecodeHuffmanSpec* ac = ac_tables[c.ac_selector].spec;
-      for (int b = c.hsampling * c.vsampling; b > 0; --b, block += 64) {
-        int met = marker;
-        const IppStatus status = ippiDecodeHuffman8x8_JPEG_1u16s_C1(
-            stream.data, stream.capacity, &stream.position, block, &c.last_dc, &met, dc, ac,
-            huffman_state.state);
-        marker = static_cast<_JPEG_MARKER>(met);
-        if (status < 0) return JPEG_INTERNAL_ERROR;
-      }
-    }
-    // Without a restart interval nobody looks at the count.
-    if (restart_interval != 0) --restarts_to_go;
-  }
-  return JPEG_NO_ERROR;
-}
-
-// Where the block (v, h) of MCU `column` lies in its component's plane of one row of MCUs, and that
-// plane's step. Reduced components leave room for the guards of the up-sampling filter.
-Ipp8u* CJPEGDecoder::blockPlace(const CJPEGColorComponent& c, int column, int v, int h,
-                                int* step) const {
-  if (c.h_factor == 1) {
-    *step = strip_stride;
-    return c.cc_buffer + std::ptrdiff_t{8} * v * strip_stride + 8 * (column * c.hsampling + h);
-  }
-  *step = strip_stride / 2 + 2;
-  return c.ss_buffer + (c.v_factor == 2 ? *step : 0) + 8 * column + 1;
+  return qrx::jpeg::decodeRow(*this, pMCUBuf, mcus_across);
 }
 
 int CJPEGDecoder::DCT_QNT_SSCC_MCURowBL(Ipp16s* pMCUBuf, int slot, int row) {
-  int result = transformRow(pMCUBuf);
-  if (result != JPEG_NO_ERROR) return result;
-  if (tile_mcu_count >= 0 && row == 0) extendFirstRow();
-  if (sampling != JPEG_SAMPLING_444) {
-    if ((result = UpSampling(row, slot)) != JPEG_NO_ERROR) return result;
-  }
-  return ColorConvert(row, slot);
-}
-
-int CJPEGDecoder::transformRow(const Ipp16s* block) {
-  for (int column = 0; column < mcus_across; ++column) {
-    for (int i = 0; i < component_count; ++i) {
-      const CJPEGColorComponent& c = *components[i];
-      const Ipp16u* quant = quant_tables[c.q_selector].inverse;
-      for (int v = 0; v < c.vsampling; ++v) {
-        for (int h = 0; h < c.hsampling; ++h, block += 64) {
-          int step = 0;
-          Ipp8u* place = blockPlace(c, column, v, h, &step);
-          if (ippiDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, place, step, quant) < 0) {
-            return JPEG_INTERNAL_ERROR;
-          }
-        }
-      }
-    }
-  }
-  return JPEG_NO_ERROR;
+  return qrx::jpeg::showRow(*this, pMCUBuf, slot, row, {mcus_across, dest_width});
 }
 
 int CJPEGDecoder::ProcessRestart() {
-  if (huffman_state.Init() != JPEG_NO_ERROR) return JPEG_INTERNAL_ERROR;
+  QRX_TRY(huffman_state.Init());
   for (int i = 0; i < component_count; ++i) components[i]->last_dc = 0;
   ParseRST();
   restarts_to_go = restart_interval;

@@ -9,8 +9,10 @@
 #include "qrx/jpeg_decoder.h"
 #include "qrx/primitives.h"
 
+namespace qrx::jpeg {
+
 // In bytes, 0 for a buffer that the frame does not need.
-struct CJPEGDecoder::BufferSizes {
+struct BufferSizes {
   std::int64_t blocks = 0;        // coefficients of a row of MCUs, or differences of a line
   std::int64_t coefficients = 0;  // of the whole image
   std::int64_t samples = 0;       // ss_buffer of a component at full resolution
@@ -26,6 +28,12 @@ struct CJPEGDecoder::BufferSizes {
   }
 };
 
+// Of a frame whose geometry is settled and whose components all exist.
+BufferSizes bufferSizes(const CJPEGDecoder& decoder);
+
+// Of a progressive image's coefficients; 0 in other modes.
+std::int64_t coefficientBytes(const CJPEGDecoder& decoder);
+
 // `size` bytes, uninitialised; false without memory and for a size of 0.
 template <typename T>
 bool allocate(T** buffer, std::int64_t size) {
@@ -39,5 +47,7 @@ bool allocateZeroed(T** buffer, std::int64_t size) {
   ippsZero_8u(reinterpret_cast<Ipp8u*>(*buffer), static_cast<int>(size));
   return true;
 }
+
+}  // namespace qrx::jpeg
 
 #endif  // QRX_CODECS_JPEG_LIBRARY_DECODER_BUFFER_SIZES_H_

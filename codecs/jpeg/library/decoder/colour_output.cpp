@@ -1,7 +1,8 @@
 // From planes to the destination's layout: the pairs of colours that there are.
-#include "qrx/jpeg_decoder.h"
-#include "qrx/primitives.h"
+#include "codecs/jpeg/library/decoder/output_stage.h"
+#include "codecs/jpeg/library/result.h"
 
+namespace qrx::jpeg {
 namespace {
 
 enum class Output {
@@ -43,18 +44,22 @@ const Pair* findPair(_JPEG_COLOR jpeg, _JPEG_COLOR destination) {
 
 }  // namespace
 
-// Converts `area` of the planes into `target`; *written tells whether it did. A pair of colours
-// that is not in the table, or whose planes the frame lacks, writes nothing and is no error.
-int CJPEGDecoder::interleave(const Ipp8u* const planes[4], Ipp8u* target, IppiSize area,
-                             bool* written) {
-  const Pair* pair = findPair(jpeg_color, dest_color);
-  if (pair == nullptr || pair->planes > component_count) return JPEG_NO_ERROR;
+bool hasConversion(const CJPEGDecoder& d) {
+  const Pair* pair = findPair(d.jpeg_color, d.dest_color);
+  return pair != nullptr && pair->planes <= d.component_count;
+}
+
+int interleave(const CJPEGDecoder& d, const Ipp8u* const planes[4], Ipp8u* target, int step,
+               IppiSize area) {
+  if (!hasConversion(d)) return JPEG_NO_ERROR;
+  const int planeStep = d.strip_stride;
+  const Pair* pair = findPair(d.jpeg_color, d.dest_color);
   const Ipp8u* source[4];
   for (int i = 0; i < 4; ++i) source[i] = planes[pair->order[i]];
 
   Output output = pair->output;
   if (output == Output::kByCount) {
-    switch (component_count) {
+    switch (d.component_count) {
       case 1: output = Output::kOneChannel; break;
       case 3: output = Output::kThreePlanes; break;
       case 4: output = Output::kFourPlanes; break;
@@ -64,25 +69,26 @@ int CJPEGDecoder::interleave(const Ipp8u* const planes[4], Ipp8u* target, IppiSi
   IppStatus status = ippStsNoErr;
   switch (output) {
     case Output::kOneChannel:
-      status = ippiCopy_8u_C1R(source[0], strip_stride, target, dest_step, area);
+      status = ippiCopy_8u_C1R(source[0], planeStep, target, step, area);
       break;
     case Output::kThreePlanes:
-      status = ippiCopy_8u_P3C3R(source, strip_stride, target, dest_step, area);
+      status = ippiCopy_8u_P3C3R(source, planeStep, target, step, area);
       break;
     case Output::kFourPlanes:
-      status = ippiCopy_8u_P4C4R(source, strip_stride, target, dest_step, area);
+      status = ippiCopy_8u_P4C4R(source, planeStep, target, step, area);
       break;
     case Output::kYcbcrToRgb:
-      status = ippiYCbCrToRGB_JPEG_8u_P3C3R(source, strip_stride, target, dest_step, area);
+      status = ippiYCbCrToRGB_JPEG_8u_P3C3R(source, planeStep, target, step, area);
       break;
     case Output::kYcbcrToBgr:
-      status = ippiYCbCrToBGR_JPEG_8u_P3C3R(source, strip_stride, target, dest_step, area);
+      status = ippiYCbCrToBGR_JPEG_8u_P3C3R(source, planeStep, target, step, area);
       break;
     case Output::kYcckToCmyk:
-      status = ippiYCCKToCMYK_JPEG_8u_P4C4R(source, strip_stride, target, dest_step, area);
+      status = ippiYCCKToCMYK_JPEG_8u_P4C4R(source, planeStep, target, step, area);
       break;
     case Output::kByCount: break;
   }
-  *written = status == ippStsNoErr;
-  return *written ? JPEG_NO_ERROR : JPEG_INTERNAL_ERROR;
+  return resultOf(status);
 }
+
+}  // namespace qrx::jpeg

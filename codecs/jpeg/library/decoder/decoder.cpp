@@ -1,12 +1,80 @@
 // The decoder object: set-up, geometry and working buffers.
 #include <x86intrin.h>
 
-#include <climits>
+#include <optional>
 
 #include "codecs/jpeg/library/decoder/buffer_sizes.h"
+#include "codecs/jpeg/library/decoder/decoder_room.h"
+#include "codecs/jpeg/library/decoder/decoder_stages.h"
 #include "codecs/jpeg/library/mcu_grid.h"
-#include "qrx/jpeg_decoder.h"
-#include "qrx/primitives.h"
+
+namespace qrx::jpeg {
+namespace {
+
+constexpr std::int64_t kBlockBytes = 64 * sizeof(Ipp16s);
+
+// The planes of component `index`, those that it has not got yet.
+int allocateComponent(CJPEGDecoder& d, int index, const BufferSizes& sizes) {
+  CJPEGColorComponent& c = *d.components[index];
+  const bool reduced = componentSampling(d.sampling, index).reductionAcross != 1;
+  const std::int64_t samples = reduced ? sizes.reduced : sizes.samples;
+  if (c.ss_buffer == nullptr && samples != 0) {
+    if (!allocate(&c.ss_buffer, samples)) return JPEG_OUT_OF_MEMORY;
+    c.curr_row = reinterpret_cast<Ipp16s*>(c.ss_buffer);
+    c.prev_row = c.curr_row + d.dest_width;
+  }
+  if (c.cc_buffer == nullptr && !allocate(&c.cc_buffer, sizes.full)) return JPEG_OUT_OF_MEMORY;
+  if (c.row_buffer == nullptr && sizes.row != 0) {
+    if (!allocate(&c.row_buffer, sizes.row)) return JPEG_OUT_OF_MEMORY;
+  }
+  return JPEG_NO_ERROR;
+}
+
+}  // namespace
+
+std::int64_t coefficientBytes(const CJPEGDecoder& d) {
+  if (d.mode != JPEG_MODE_PROGRESSIVE) return 0;
+  const std::int64_t mcus = std::int64_t{d.mcus_across} * d.mcus_down;
+  return mcus * walkOf(d, d.mcus_across).blocksPerMCU() * kBlockBytes;
+}
+
+BufferSizes bufferSizes(const CJPEGDecoder& d) {
+  const std::int64_t across = d.mcus_across, down = d.mcus_down, stride = d.strip_stride;
+  const std::int64_t reducedWidth = d.mcu_width / 2 + 2;
+  BufferSizes sizes;
+  switch (d.mode) {
+    case JPEG_MODE_BASELINE:
+      sizes.blocks = across * d.mcu_blocks * kBlockBytes;
+      sizes.full = stride * d.mcu_height;
+      if (d.sampling == JPEG_SAMPLING_422) {
+        sizes.reduced = 2 * across * d.mcu_height * reducedWidth;
+      } else if (d.sampling == JPEG_SAMPLING_420) {
+        sizes.reduced = 2 * across * reducedWidth * (d.mcu_height / 2 + 2);
+      }
+      break;
+    case JPEG_MODE_PROGRESSIVE:
+      sizes.coefficients = coefficientBytes(d);
+      sizes.full = stride * d.mcu_height * down;
+      sizes.reduced = sizes.samples = 2 * (down * d.mcu_height + 2) * (stride + 2);
+      break;
+    case JPEG_MODE_LOSSLESS:
+      sizes.blocks = across * 2;
+      sizes.full = 2 * stride;
+      sizes.samples = 4 * stride;
+      break;
+  }
+  if (d.sampling == JPEG_SAMPLING_420) sizes.row = stride / 2 + 2;
+  return sizes;
+}
+
+void deleteComponents(CJPEGDecoder& d) {
+  for (CJPEGColorComponent*& component : d.components) {
+    delete component;
+    component = nullptr;
+  }
+}
+
+}  // namespace qrx::jpeg
 
 CJPEGDecoder::CJPEGDecoder()
     : dest_data(nullptr),
@@ -22,11 +90,15 @@ CJPEGDecoder::CJPEGDecoder()
       tile_mcu_count(-1),
       tile_x(0),
       tile_width(0),
-      components{} {
+      components{},
+      room_(nullptr) {
   Reset();
 }
 
-CJPEGDecoder::~CJPEGDecoder() { Clean(); }
+CJPEGDecoder::~CJPEGDecoder() {
+  Clean();
+  delete room_;
+}
 
 void CJPEGDecoder::Reset() {
   stream.data = nullptr;
@@ -54,13 +126,11 @@ void CJPEGDecoder::Reset() {
   block_buffer = nullptr;
   mcu_blocks = 1;
   for (CJPEGColorComponent*& component : components) component = nullptr;
-  lines_written = 0;
-  scans_seen_ = 0;
-  output_due_ = false;
+  if (room_ != nullptr) room_->startImage();
 }
 
 int CJPEGDecoder::Clean() {
-  deleteComponents();
+  qrx::jpeg::deleteComponents(*this);
   ippFree(coefficients);
   coefficients = nullptr;
   delete[] comment;
@@ -70,17 +140,11 @@ int CJPEGDecoder::Clean() {
   return JPEG_NO_ERROR;
 }
 
-void CJPEGDecoder::deleteComponents() {
-  for (CJPEGColorComponent*& component : components) {
-    delete component;
-    component = nullptr;
-  }
-}
-
 int CJPEGDecoder::SetSource(const Ipp8u* pSrc, int srcSize) {
   stream.data = const_cast<Ipp8u*>(pSrc);  // the decoder only reads through the cursor
   stream.capacity = srcSize;
   stream.position = 0;
+  if (room_ != nullptr) room_->forgetDestination();
   return JPEG_NO_ERROR;
 }
 
@@ -104,80 +168,12 @@ int CJPEGDecoder::SetDestination(Ipp16s* pDst, int dstStep, IppiSize dstSize, in
 
 int CJPEGDecoder::_set_sampling() {
   if (component_count == 0 || component_count == 2) return JPEG_NO_ERROR;
-  const auto matches = [this](_JPEG_SAMPLING layout) {
-    for (int i = 0; i < component_count; ++i) {
-      const ComponentSampling factors = componentSampling(layout, i);
-      if (components[i]->hsampling != factors.horizontal ||
-          components[i]->vsampling != factors.vertical) {
-        return false;
-      }
-    }
-    return true;
-  };
-  if (component_count == 1 && !matches(JPEG_SAMPLING_444)) return JPEG_BAD_SAMPLING;
-  sampling = JPEG_SAMPLING_OTHER;
-  for (const _JPEG_SAMPLING layout : {JPEG_SAMPLING_444, JPEG_SAMPLING_422, JPEG_SAMPLING_420}) {
-    if (matches(layout)) {
-      sampling = layout;
-      break;
-    }
-  }
+  const std::optional<_JPEG_SAMPLING> layout = samplingOf(component_count, [this](int i) {
+    return ComponentSampling{components[i]->hsampling, components[i]->vsampling, 1, 1};
+  });
+  if (component_count == 1 && !layout) return JPEG_BAD_SAMPLING;
+  sampling = layout.value_or(JPEG_SAMPLING_OTHER);
   return JPEG_NO_ERROR;
-}
-
-bool CJPEGDecoder::isReduced(int index) const {
-  return sampling != JPEG_SAMPLING_444 && (index == 1 || index == 2);
-}
-
-void CJPEGDecoder::settleGeometry() {
-  const MCUSize mcu = mcuSize(mode, sampling);
-  mcu_width = mcu.width;
-  mcu_height = mcu.height;
-  mcus_across = mcuCount(jpeg_width, mcu_width);
-  mcus_down = mcuCount(jpeg_height, mcu_height);
-  strip_stride = mcus_across * mcu_width;
-  strip_rows = mode == JPEG_MODE_PROGRESSIVE ? mcus_down * mcu_height : mcu_height;
-  pad_columns = strip_stride - jpeg_width;
-  pad_rows = mcu_height * mcus_down - jpeg_height;
-}
-
-int CJPEGDecoder::blocksPerMCU() const {
-  int blocks = 0;
-  for (int i = 0; i < component_count; ++i) {
-    blocks += components[i]->hsampling * components[i]->vsampling;
-  }
-  return blocks;
-}
-
-// Bytes of each working buffer, 0 for none. False where one does not fit in an int.
-bool CJPEGDecoder::computeBufferSizes(BufferSizes* sizes) {
-  const std::int64_t across = mcus_across, down = mcus_down, stride = strip_stride;
-  constexpr std::int64_t kBlockBytes = 64 * sizeof(Ipp16s);
-  *sizes = {};
-  switch (mode) {
-    case JPEG_MODE_BASELINE:
-      mcu_blocks = blocksPerMCU();
-      sizes->blocks = across * mcu_blocks * kBlockBytes;
-      sizes->full = stride * mcu_height;
-      if (sampling == JPEG_SAMPLING_422) {
-        sizes->reduced = 2 * across * mcu_height * (mcu_width / 2 + 2);
-      } else if (sampling == JPEG_SAMPLING_420) {
-        sizes->reduced = 2 * across * (mcu_width / 2 + 2) * (mcu_height / 2 + 2);
-      }
-      break;
-    case JPEG_MODE_PROGRESSIVE:
-      sizes->coefficients = across * down * blocksPerMCU() * kBlockBytes;
-      sizes->full = stride * mcu_height * down;
-      sizes->reduced = sizes->samples = 2 * (down * mcu_height + 2) * (stride + 2);
-      break;
-    case JPEG_MODE_LOSSLESS:
-      sizes->blocks = across * 2;
-      sizes->full = 2 * stride;
-      sizes->samples = 4 * stride;
-      break;
-  }
-  if (sampling == JPEG_SAMPLING_420) sizes->row = stride / 2 + 2;
-  return sizes->fitInInt();
 }
 
 int CJPEGDecoder::Init() {
@@ -187,34 +183,20 @@ int CJPEGDecoder::Init() {
   for (int i = 0; i < component_count; ++i) {
     if (components[i] == nullptr) return JPEG_NOT_SUPPORTED;
   }
-  BufferSizes sizes;
-  if (!computeBufferSizes(&sizes)) return JPEG_NOT_SUPPORTED;
+  if (mode == JPEG_MODE_BASELINE) {
+    mcu_blocks = qrx::jpeg::walkOf(*this, mcus_across).blocksPerMCU();
+  }
+  const qrx::jpeg::BufferSizes sizes = qrx::jpeg::bufferSizes(*this);
+  if (!sizes.fitInInt()) return JPEG_NOT_SUPPORTED;
 
   // The coefficients of a progressive image wait for a scan that brings some.
   if (mode != JPEG_MODE_PROGRESSIVE && block_buffer == nullptr) {
-    if (!allocateZeroed(&block_buffer, sizes.blocks)) return JPEG_OUT_OF_MEMORY;
+    if (!qrx::jpeg::allocateZeroed(&block_buffer, sizes.blocks)) return JPEG_OUT_OF_MEMORY;
   }
   for (int i = 0; i < component_count; ++i) {
-    const int result = allocateComponent(components[i], isReduced(i), sizes);
-    if (result != JPEG_NO_ERROR) return result;
+    QRX_TRY(qrx::jpeg::allocateComponent(*this, i, sizes));
   }
   huffman_state.Create();  // one that fails stays null, and the scan decoder reports it
-  return JPEG_NO_ERROR;
-}
-
-int CJPEGDecoder::allocateComponent(CJPEGColorComponent* component, bool reduced,
-                                    const BufferSizes& sizes) {
-  CJPEGColorComponent& c = *component;
-  const std::int64_t samples = reduced ? sizes.reduced : sizes.samples;
-  if (c.ss_buffer == nullptr && samples != 0) {
-    if (!allocate(&c.ss_buffer, samples)) return JPEG_OUT_OF_MEMORY;
-    c.curr_row = reinterpret_cast<Ipp16s*>(c.ss_buffer);
-    c.prev_row = c.curr_row + dest_width;
-  }
-  if (c.cc_buffer == nullptr && !allocate(&c.cc_buffer, sizes.full)) return JPEG_OUT_OF_MEMORY;
-  if (c.row_buffer == nullptr && sizes.row != 0) {
-    if (!allocate(&c.row_buffer, sizes.row)) return JPEG_OUT_OF_MEMORY;
-  }
   return JPEG_NO_ERROR;
 }
 

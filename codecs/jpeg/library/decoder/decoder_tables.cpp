@@ -1,10 +1,20 @@
 // Table classes of the decoder.
 #include <cstring>
-#include <numeric>
 
-#include "codecs/jpeg/library/owned_record.h"
+#include "codecs/jpeg/library/table_lists.h"
 #include "qrx/jpeg_decoder.h"
-#include "qrx/primitives.h"
+
+using qrx::jpeg::resultOf;
+
+namespace {
+
+int buildInverse(CJPEGDecoderQuantTable* table) {
+  QRX_TRY(resultOf(ippiQuantInvTableInit_JPEG_8u16u(table->raw, table->inverse)));
+  table->initialized = 1;
+  return JPEG_NO_ERROR;
+}
+
+}  // namespace
 
 CJPEGDecoderQuantTable::CJPEGDecoderQuantTable()
     : id(0),
@@ -21,21 +31,12 @@ int CJPEGDecoderQuantTable::Init(int tableId, Ipp8u* source) {
   id = tableId & 15;
   precision = 0;
   std::memcpy(raw, source, 64);
-  return buildInverse();
+  return buildInverse(this);
 }
 
 int CJPEGDecoderQuantTable::Init(int idAndPrecision, int quality, const Ipp8u* source) {
-  id = idAndPrecision & 15;
-  precision = idAndPrecision >> 4 & 15;
-  std::memcpy(raw, source, 64);
-  if (ippiQuantFwdRawTableInit_JPEG_8u(raw, quality) != ippStsNoErr) return JPEG_INTERNAL_ERROR;
-  return buildInverse();
-}
-
-int CJPEGDecoderQuantTable::buildInverse() {
-  if (ippiQuantInvTableInit_JPEG_8u16u(raw, inverse) != ippStsNoErr) return JPEG_INTERNAL_ERROR;
-  initialized = 1;
-  return JPEG_NO_ERROR;
+  QRX_TRY(qrx::jpeg::scaleQuantTable(this, idAndPrecision, quality, source));
+  return buildInverse(this);
 }
 
 CJPEGDecoderHuffmanTable::CJPEGDecoderHuffmanTable()
@@ -51,11 +52,7 @@ int CJPEGDecoderHuffmanTable::Create() {
 }
 
 int CJPEGDecoderHuffmanTable::Destroy() {
-  id = 0;
-  table_class = 0;
-  std::memset(bits, 0, sizeof bits);
-  std::memset(values, 0, sizeof values);
-  destroyRecord(&spec);
+  qrx::jpeg::clearHuffmanTable(this, &table_class);
   empty = true;
   return JPEG_NO_ERROR;
 }
@@ -68,14 +65,8 @@ int CJPEGDecoderHuffmanTable::Init(int tableId, int tableClass, Ipp8u* listBits,
 
 int CJPEGDecoderHuffmanTable::Init(int tableId, int tableClass, const Ipp8u* listBits,
                                    const Ipp8u* listValues) {
-  id = tableId & 15;
-  table_class = tableClass & 15;
-  std::memcpy(bits, listBits, sizeof bits);
-  const int count = std::accumulate(bits, bits + 16, 0);
-  if (count > 256) return JPEG_INTERNAL_ERROR;
-  std::memcpy(values, listValues, static_cast<std::size_t>(count));
-  const IppStatus status = ippiDecodeHuffmanSpecInit_JPEG_8u(bits, values, spec);
-  return status == ippStsNoErr ? JPEG_NO_ERROR : JPEG_INTERNAL_ERROR;
+  return qrx::jpeg::initHuffmanTable(this, &table_class, tableId, tableClass, listBits, listValues,
+                                     ippiDecodeHuffmanSpecInit_JPEG_8u);
 }
 
 CJPEGDecoderHuffmanState::CJPEGDecoderHuffmanState() : state(nullptr) {}
@@ -87,10 +78,7 @@ int CJPEGDecoderHuffmanState::Create() {
   return createRecord(ippiDecodeHuffmanStateGetBufSize_JPEG_8u, &state);
 }
 
-int CJPEGDecoderHuffmanState::Init() {
-  return ippiDecodeHuffmanStateInit_JPEG_8u(state) == ippStsNoErr ? JPEG_NO_ERROR
-                                                                  : JPEG_INTERNAL_ERROR;
-}
+int CJPEGDecoderHuffmanState::Init() { return resultOf(ippiDecodeHuffmanStateInit_JPEG_8u(state)); }
 
 int CJPEGDecoderHuffmanState::Destroy() {
   destroyRecord(&state);

@@ -1,8 +1,12 @@
 // The walk over a stream's markers: once to the first scan for the header, and from there to the
 // end for the data.
-#include "codecs/jpeg/library/decoder/segment_reader.h"
-#include "qrx/jpeg_decoder.h"
+#include <cstdint>
 
+#include "codecs/jpeg/library/decoder/decoder_room.h"
+#include "codecs/jpeg/library/decoder/decoder_stages.h"
+#include "codecs/jpeg/library/mcu_grid.h"
+
+namespace qrx::jpeg {
 namespace {
 
 // Result of a step that ends the run without an error.
@@ -21,13 +25,176 @@ bool isRestartMarker(_JPEG_MARKER marker) {
   return marker >= JPEG_MARKER_RST0 && marker <= JPEG_MARKER_RST7;
 }
 
+void settleGeometry(CJPEGDecoder& d) {
+  const MCUSize mcu = mcuSize(d.mode, d.sampling);
+  d.mcu_width = mcu.width;
+  d.mcu_height = mcu.height;
+  d.mcus_across = mcuCount(d.jpeg_width, d.mcu_width);
+  d.mcus_down = mcuCount(d.jpeg_height, d.mcu_height);
+  d.strip_stride = d.mcus_across * d.mcu_width;
+  d.strip_rows = d.mode == JPEG_MODE_PROGRESSIVE ? d.mcus_down * d.mcu_height : d.mcu_height;
+  d.pad_columns = d.strip_stride - d.jpeg_width;
+  d.pad_rows = d.mcu_height * d.mcus_down - d.jpeg_height;
+}
+
+// The planes hold the padded frame, or in lossless mode the frame, and nothing beyond.
+bool destinationFits(const CJPEGDecoder& d) {
+  return d.dest_width >= 0 && d.dest_width <= d.strip_stride && d.dest_height >= 0 &&
+         d.dest_height <= std::int64_t{d.mcus_down} * d.mcu_height;
+}
+
+int readPixels(CJPEGDecoder& d) {
+  if (!destinationFits(d)) return JPEG_NOT_SUPPORTED;
+  DecoderRoom* const room = DecoderRoom::of(d);
+  if (room == nullptr) return JPEG_OUT_OF_MEMORY;
+  room->scansSeen = 0;
+  room->outputDue = false;
+  return d.ParseJPEGBitStream(JPEG_READ_DATA);
+}
+
+// A run over the markers; `room` may be null where it reads no data.
+class MarkerRun {
+ public:
+  MarkerRun(CJPEGDecoder& decoder, _JPEG_OPERATION op, DecoderRoom* room)
+      : decoder_(decoder), op_(op), room_(room) {}
+
+  int run();
+  bool outputDue() const { return room_ != nullptr && room_->outputDue; }
+  int showProgressive();
+
+ private:
+  int parseMarker();
+  int parseSegment();
+  int parseFrame();
+  int parseScan();
+  int decodeScan();
+  int decodeProgressiveScan();
+
+  CJPEGDecoder& decoder_;
+  const _JPEG_OPERATION op_;
+  DecoderRoom* const room_;
+};
+
+int MarkerRun::run() {
+  CJPEGDecoder& d = decoder_;
+  clearMarker(d);
+  for (;;) {
+    if (d.marker == JPEG_MARKER_NONE) {
+      if (d.stream.position == d.stream.capacity) {
+        d.marker = JPEG_MARKER_EOI;  // a stream that simply ends counts as ended by EOI
+        return d.ParseEOI();
+      }
+      QRX_TRY(d.NextMarker(&d.marker));
+    }
+    const int result = parseMarker();
+    if (result == kEndOfRun) return JPEG_NO_ERROR;
+    QRX_TRY(result);
+  }
+}
+
+int MarkerRun::parseMarker() {
+  if (outputDue() && changesPicture(decoder_.marker)) QRX_TRY(showProgressive());
+  if (isRestartMarker(decoder_.marker)) return decoder_.ParseRST();
+  switch (decoder_.marker) {
+    case JPEG_MARKER_SOF0:
+    case JPEG_MARKER_SOF1:
+    case JPEG_MARKER_SOF2:
+    case JPEG_MARKER_SOF3:
+    case JPEG_MARKER_PDK: return parseFrame();
+    case JPEG_MARKER_SOF5:
+    case JPEG_MARKER_SOF6:
+    case JPEG_MARKER_SOF7:
+    case JPEG_MARKER_SOF9:
+    case JPEG_MARKER_SOF10:
+    case JPEG_MARKER_SOF11:
+    case JPEG_MARKER_SOF13:
+    case JPEG_MARKER_SOF14:
+    case JPEG_MARKER_SOF15: return JPEG_NOT_SUPPORTED;
+    case JPEG_MARKER_SOS: return parseScan();
+    case JPEG_MARKER_EOI: decoder_.ParseEOI(); return kEndOfRun;
+    default: return parseSegment();
+  }
+}
+
+int MarkerRun::parseSegment() {
+  switch (decoder_.marker) {
+    case JPEG_MARKER_SOI: return decoder_.ParseSOI();
+    case JPEG_MARKER_DHT: return decoder_.ParseDHT();
+    case JPEG_MARKER_DQT: return decoder_.ParseDQT();
+    case JPEG_MARKER_DRI: return decoder_.ParseDRI();
+    case JPEG_MARKER_APP0: return decoder_.ParseAPP0();
+    case JPEG_MARKER_APP14: return decoder_.ParseAPP14();
+    case JPEG_MARKER_COM: return decoder_.ParseCOM();
+    default: return decoder_.SkipMarker();
+  }
+}
+
+int MarkerRun::parseFrame() {
+  // Geometry is settled once, by the header run.
+  if (op_ == JPEG_READ_DATA) return JPEG_BAD_FRAME_SEGMENT;
+  switch (decoder_.marker) {
+    case JPEG_MARKER_PDK: return decoder_.ParsePDK();
+    case JPEG_MARKER_SOF2: return decoder_.ParseSOF2();
+    case JPEG_MARKER_SOF3: return decoder_.ParseSOF3();
+    default: return decoder_.ParseSOF0();
+  }
+}
+
+int MarkerRun::parseScan() {
+  CJPEGDecoder& d = decoder_;
+  const int markerPosition = d.stream.position - 2;
+  QRX_TRY(d.ParseSOS());
+  if (op_ == JPEG_READ_HEADER) {
+    d.stream.position = markerPosition;  // the data run reads the scan header again
+    return kEndOfRun;
+  }
+  const int maxScans = d.mode == JPEG_MODE_PROGRESSIVE ? kMaxProgressiveScans : d.component_count;
+  if (room_->scansSeen == maxScans) return kEndOfRun;
+  ++room_->scansSeen;
+  return decodeScan();
+}
+
+int MarkerRun::decodeScan() {
+  CJPEGDecoder& d = decoder_;
+  QRX_TRY(d.Init());
+  switch (d.mode) {
+    case JPEG_MODE_BASELINE:
+      return d.tile_mcu_count < 0 ? d.DecodeScanBaseline() : d.DecodeScanBaselineTiles();
+    case JPEG_MODE_LOSSLESS: return d.DecodeScanLossless();
+    case JPEG_MODE_PROGRESSIVE: return decodeProgressiveScan();
+  }
+  return JPEG_INTERNAL_ERROR;
+}
+
+// The scan's own error is not returned: a damaged stream shows what arrived before the damage.
+int MarkerRun::decodeProgressiveScan() {
+  CJPEGDecoder& d = decoder_;
+  const int result = d.DecodeScanProgressive();
+  if (result == JPEG_OUT_OF_MEMORY) return result;
+  d.ac_scans_done = 0;
+  for (int i = 0; i < d.component_count; ++i) d.ac_scans_done += d.components[i]->ac_scan_done;
+  const bool complete = d.dc_scan_done != 0 && d.ac_scans_done == d.component_count;
+  // Every scan of a complete image is shown, so that the next one would only paint it over: one
+  // picture at the end does. Good scans of an incomplete image are not, and leave what a failed one
+  // has shown.
+  room_->outputDue = complete;
+  return complete || result == JPEG_NO_ERROR ? JPEG_NO_ERROR : showProgressive();
+}
+
+int MarkerRun::showProgressive() {
+  room_->outputDue = false;
+  QRX_TRY(decoder_.PerformDCT());
+  QRX_TRY(decoder_.UpSampling());
+  return decoder_.ColorConvert();
+}
+
 }  // namespace
+}  // namespace qrx::jpeg
 
 int CJPEGDecoder::ReadHeader(int* width, int* height, int* channels, _JPEG_COLOR* color,
                              _JPEG_SAMPLING* layout, int* samplePrecision) {
-  const int result = ParseJPEGBitStream(JPEG_READ_HEADER);
-  if (result != JPEG_NO_ERROR) return result;
-  settleGeometry();
+  QRX_TRY(ParseJPEGBitStream(JPEG_READ_HEADER));
+  qrx::jpeg::settleGeometry(*this);
   *width = jpeg_width;
   *height = jpeg_height;
   *channels = component_count;
@@ -39,140 +206,25 @@ int CJPEGDecoder::ReadHeader(int* width, int* height, int* channels, _JPEG_COLOR
 
 int CJPEGDecoder::ReadData() {
   tile_mcu_count = -1;
-  return readPixels();
+  return qrx::jpeg::readPixels(*this);
 }
 
 int CJPEGDecoder::ReadDataTiles(int mcuCount, int xOffset, int rectangleWidth) {
   tile_mcu_count = mcuCount;
   tile_x = xOffset;
   tile_width = rectangleWidth;
-  return readPixels();
-}
-
-int CJPEGDecoder::readPixels() {
-  if (!destinationFits()) return JPEG_NOT_SUPPORTED;
-  scans_seen_ = 0;
-  output_due_ = false;
-  return ParseJPEGBitStream(JPEG_READ_DATA);
-}
-
-// The planes hold the padded frame, or in lossless mode the frame, and nothing beyond.
-bool CJPEGDecoder::destinationFits() const {
-  return dest_width >= 0 && dest_width <= strip_stride && dest_height >= 0 &&
-         dest_height <= std::int64_t{mcus_down} * mcu_height;
+  return qrx::jpeg::readPixels(*this);
 }
 
 int CJPEGDecoder::ParseJPEGBitStream(_JPEG_OPERATION op) {
-  const int result = runParser(op);
-  if (op == JPEG_READ_DATA && output_due_) {
-    const int shown = showProgressive();
-    if (shown != JPEG_NO_ERROR) return shown;
-  }
+  using qrx::jpeg::DecoderRoom;
+  const bool needsRoom = op != JPEG_READ_HEADER;
+  DecoderRoom* const room = needsRoom ? DecoderRoom::of(*this) : DecoderRoom::existing(*this);
+  if (needsRoom && room == nullptr) return JPEG_OUT_OF_MEMORY;
+  qrx::jpeg::MarkerRun run(*this, op, room);
+  const int result = run.run();
+  if (op == JPEG_READ_DATA && run.outputDue()) QRX_TRY(run.showProgressive());
   return result;
-}
-
-int CJPEGDecoder::runParser(_JPEG_OPERATION op) {
-  marker = JPEG_MARKER_NONE;
-  for (;;) {
-    if (marker == JPEG_MARKER_NONE) {
-      if (stream.position == stream.capacity) {
-        marker = JPEG_MARKER_EOI;  // a stream that simply ends counts as ended by EOI
-        return ParseEOI();
-      }
-      const int result = NextMarker(&marker);
-      if (result != JPEG_NO_ERROR) return result;
-    }
-    const int result = parseMarker(op);
-    if (result == kEndOfRun) return JPEG_NO_ERROR;
-    if (result != JPEG_NO_ERROR) return result;
-  }
-}
-
-int CJPEGDecoder::parseMarker(_JPEG_OPERATION op) {
-  if (output_due_ && changesPicture(marker)) {
-    const int shown = showProgressive();
-    if (shown != JPEG_NO_ERROR) return shown;
-  }
-  if (isRestartMarker(marker)) return ParseRST();
-  switch (marker) {
-    case JPEG_MARKER_SOF0:
-    case JPEG_MARKER_SOF1:
-    case JPEG_MARKER_SOF2:
-    case JPEG_MARKER_SOF3:
-    case JPEG_MARKER_PDK:
-      // Geometry is settled once, by the header run.
-      if (op == JPEG_READ_DATA) return JPEG_BAD_FRAME_SEGMENT;
-      if (marker == JPEG_MARKER_PDK) return ParsePDK();
-      if (marker == JPEG_MARKER_SOF2) return ParseSOF2();
-      return marker == JPEG_MARKER_SOF3 ? ParseSOF3() : ParseSOF0();
-    case JPEG_MARKER_SOF5:
-    case JPEG_MARKER_SOF6:
-    case JPEG_MARKER_SOF7:
-    case JPEG_MARKER_SOF9:
-    case JPEG_MARKER_SOF10:
-    case JPEG_MARKER_SOF11:
-    case JPEG_MARKER_SOF13:
-    case JPEG_MARKER_SOF14:
-    case JPEG_MARKER_SOF15: return JPEG_NOT_SUPPORTED;
-    case JPEG_MARKER_DHT: return ParseDHT();
-    case JPEG_MARKER_SOI: return ParseSOI();
-    case JPEG_MARKER_EOI: ParseEOI(); return kEndOfRun;
-    case JPEG_MARKER_SOS: return parseScan(op);
-    case JPEG_MARKER_DQT: return ParseDQT();
-    case JPEG_MARKER_DRI: return ParseDRI();
-    case JPEG_MARKER_APP0: return ParseAPP0();
-    case JPEG_MARKER_APP14: return ParseAPP14();
-    case JPEG_MARKER_COM: return ParseCOM();
-    default: return SkipMarker();
-  }
-}
-
-int CJPEGDecoder::parseScan(_JPEG_OPERATION op) {
-  const int markerPosition = stream.position - 2;
-  const int result = ParseSOS();
-  if (result != JPEG_NO_ERROR) return result;
-  if (op == JPEG_READ_HEADER) {
-    stream.position = markerPosition;  // the data run reads the scan header again
-    return kEndOfRun;
-  }
-  const int maxScans = mode == JPEG_MODE_PROGRESSIVE ? kMaxProgressiveScans : component_count;
-  if (scans_seen_ == maxScans) return kEndOfRun;
-  ++scans_seen_;
-  return decodeScan();
-}
-
-int CJPEGDecoder::decodeScan() {
-  const int result = Init();
-  if (result != JPEG_NO_ERROR) return result;
-  switch (mode) {
-    case JPEG_MODE_BASELINE:
-      return tile_mcu_count < 0 ? DecodeScanBaseline() : DecodeScanBaselineTiles();
-    case JPEG_MODE_LOSSLESS: return DecodeScanLossless();
-    case JPEG_MODE_PROGRESSIVE: return decodeProgressiveScan();
-  }
-  return JPEG_INTERNAL_ERROR;
-}
-
-// The scan's own error is not returned: a damaged stream shows what arrived before the damage.
-int CJPEGDecoder::decodeProgressiveScan() {
-  const int result = DecodeScanProgressive();
-  if (result == JPEG_OUT_OF_MEMORY) return result;
-  ac_scans_done = 0;
-  for (int i = 0; i < component_count; ++i) ac_scans_done += components[i]->ac_scan_done;
-  const bool complete = dc_scan_done != 0 && ac_scans_done == component_count;
-  // Every scan of a complete image is shown, so that the next one would only paint it over: one
-  // picture at the end does. Good scans of an incomplete image are not, and leave what a failed one
-  // has shown.
-  output_due_ = complete;
-  return complete || result == JPEG_NO_ERROR ? JPEG_NO_ERROR : showProgressive();
-}
-
-int CJPEGDecoder::showProgressive() {
-  output_due_ = false;
-  int result = PerformDCT();
-  if (result != JPEG_NO_ERROR) return result;
-  if ((result = UpSampling()) != JPEG_NO_ERROR) return result;
-  return ColorConvert();
 }
 
 int CJPEGDecoder::NextMarker(_JPEG_MARKER* next) {
@@ -191,39 +243,8 @@ int CJPEGDecoder::NextMarker(_JPEG_MARKER* next) {
   }
 }
 
-// Opens the segment at the position. False with *error set where there is no sound length word.
-bool CJPEGDecoder::beginSegment(SegmentReader* segment, int* error) {
-  if (std::int64_t{stream.position} + 2 >= stream.capacity) {
-    *error = JPEG_BUFFER_TOO_SMALL;
-    return false;
-  }
-  const int length = segment->readWord();
-  if (length < 2) {
-    *error = JPEG_BAD_SEGMENT_LENGTH;
-    return false;
-  }
-  segment->remaining = length - 2;
-  return true;
-}
-
-int CJPEGDecoder::SkipMarker() {
-  SegmentReader segment(stream);
-  int error = JPEG_NO_ERROR;
-  if (!beginSegment(&segment, &error)) return error;
-  segment.skipRest();
-  marker = JPEG_MARKER_NONE;
-  return JPEG_NO_ERROR;
-}
-
-int CJPEGDecoder::ParseSOI() {
-  marker = JPEG_MARKER_NONE;
-  return JPEG_NO_ERROR;
-}
-
-int CJPEGDecoder::ParseEOI() {
-  marker = JPEG_MARKER_NONE;
-  return JPEG_NO_ERROR;
-}
+int CJPEGDecoder::ParseSOI() { return qrx::jpeg::clearMarker(*this); }
+int CJPEGDecoder::ParseEOI() { return qrx::jpeg::clearMarker(*this); }
 
 // Also inside a scan, where the entropy decoder may not have met the marker yet. Whatever marker
 // turns up is taken for the restart marker.
@@ -231,7 +252,6 @@ int CJPEGDecoder::ParseRST() {
   if (marker == JPEG_MARKER_NONE && NextMarker(&marker) != JPEG_NO_ERROR) {
     return JPEG_INTERNAL_ERROR;
   }
-  marker = JPEG_MARKER_NONE;
   next_restart = (next_restart + 1) % 8;
-  return JPEG_NO_ERROR;
+  return qrx::jpeg::clearMarker(*this);
 }

@@ -3,12 +3,34 @@
 #define QRX_CODECS_JPEG_LIBRARY_DECODER_SEGMENT_READER_H_
 
 #include <climits>
+#include <cstdint>
 #include <cstring>
+#include <span>
+#include <string_view>
 
+#include "codecs/jpeg/library/decoder/decoder_stages.h"
+#include "codecs/jpeg/library/result.h"
 #include "qrx/jpeg_decoder.h"
 
-struct CJPEGDecoder::SegmentReader {
+namespace qrx::jpeg {
+
+struct SegmentReader {
   explicit SegmentReader(_bitstream& source) : stream(source) {}
+
+  // Whether a word stands at the position, and something behind it.
+  int needWord() const {
+    return std::int64_t{stream.position} + 2 < stream.capacity ? JPEG_NO_ERROR
+                                                               : JPEG_BUFFER_TOO_SMALL;
+  }
+
+  // Reads the segment's length word.
+  int open() {
+    QRX_TRY(needWord());
+    const int length = readWord();
+    if (length < 2) return JPEG_BAD_SEGMENT_LENGTH;
+    remaining = length - 2;
+    return JPEG_NO_ERROR;
+  }
 
   int readByte() {
     int value = 0;
@@ -24,17 +46,16 @@ struct CJPEGDecoder::SegmentReader {
     return value;
   }
 
-  // Copies `count` bytes; what lies past the end of the data becomes 0.
-  void readBytes(Ipp8u* target, int count) {
-    for (int i = 0; i < count; ++i) target[i] = static_cast<Ipp8u>(readByte());
+  // What lies past the end of the data becomes 0.
+  void readBytes(std::span<Ipp8u> target) {
+    for (Ipp8u& byte : target) byte = static_cast<Ipp8u>(readByte());
   }
 
   // Whether the next bytes are those of `text`; they are passed over if so.
-  bool take(const char* text, int length) {
+  bool take(std::string_view text) {
+    const int length = static_cast<int>(text.size());
     if (length > stream.capacity - stream.position) return false;
-    if (std::memcmp(stream.data + stream.position, text, static_cast<std::size_t>(length)) != 0) {
-      return false;
-    }
+    if (std::memcmp(stream.data + stream.position, text.data(), text.size()) != 0) return false;
     stream.position += length;
     remaining -= length;
     return true;
@@ -52,5 +73,17 @@ struct CJPEGDecoder::SegmentReader {
   _bitstream& stream;
   int remaining = 0;  // bytes of the segment that were not read yet
 };
+
+// Opens the segment at the position, lets `read(decoder, segment)` take what it brings, and puts
+// the marker away. The first non-zero result is returned, and the marker stays.
+template <typename Read>
+int parseSegment(CJPEGDecoder& decoder, const Read& read) {
+  SegmentReader segment(decoder.stream);
+  QRX_TRY(segment.open());
+  QRX_TRY(read(decoder, segment));
+  return clearMarker(decoder);
+}
+
+}  // namespace qrx::jpeg
 
 #endif  // QRX_CODECS_JPEG_LIBRARY_DECODER_SEGMENT_READER_H_

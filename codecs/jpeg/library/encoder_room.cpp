@@ -1,0 +1,19 @@
+#include "codecs/jpeg/library/encoder_room.h"
+
+#include <new>
+
+namespace qrx::jpeg {
+
+EncoderRoom* EncoderRoom::of(CJPEGEncoder& encoder) {
+  if (encoder.room_ == nullptr) encoder.room_ = new (std::nothrow) EncoderRoom;
+  return encoder.room_;
+}
+
+int setFourByteSource(CJPEGEncoder& encoder) {
+  EncoderRoom* const room = EncoderRoom::of(encoder);
+  if (room == nullptr) return JPEG_OUT_OF_MEMORY;
+  room->pixelBytes = 4;
+  return JPEG_NO_ERROR;
+}
+
+}  // namespace qrx::jpeg

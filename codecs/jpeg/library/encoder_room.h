@@ -1,0 +1,37 @@
+// What an encoder keeps beside its stated fields, from image to image: made on first use, and
+// without throwing.
+#ifndef QRX_CODECS_JPEG_LIBRARY_ENCODER_ROOM_H_
+#define QRX_CODECS_JPEG_LIBRARY_ENCODER_ROOM_H_
+
+#include <cstdint>
+#include <memory>
+
+#include "codecs/jpeg/library/plane_room.h"
+#include "primitives/strips/wide_tables.h"
+#include "qrx/jpeg_encoder.h"
+
+namespace qrx::jpeg {
+
+struct EncoderRoom {
+  // Null without memory.
+  static EncoderRoom* of(CJPEGEncoder& encoder);
+  // Bytes of a source pixel of three channels.
+  static int sourcePixelBytes(const CJPEGEncoder& encoder) {
+    return encoder.room_ != nullptr ? encoder.room_->pixelBytes : 3;
+  }
+
+  int pixelBytes = 3;
+  PlaneRoom planes;
+  strips::WideCodes dcCodes[2] = {};  // by table number
+  strips::WideCodes acCodes[2] = {};
+  std::unique_ptr<Ipp8u[]> pixels;  // of a strip, in three bytes, for want of a route
+  std::int64_t pixelsSize = 0;
+};
+
+// Tells, after SetSource, that pixels have a fourth byte, which is not read. Until the next
+// SetSource. JPEG_OUT_OF_MEMORY.
+int setFourByteSource(CJPEGEncoder& encoder);
+
+}  // namespace qrx::jpeg
+
+#endif  // QRX_CODECS_JPEG_LIBRARY_ENCODER_ROOM_H_
