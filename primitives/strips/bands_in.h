@@ -21,6 +21,18 @@ inline ScanIn bitsOf(const BandsIn& scan) {
   return bits;
 }
 
+#if defined(__BMI2__) && defined(__POPCNT__)
+inline uint64_t reversed(uint64_t bits) {
+  const auto exchange = [&](int distance, uint64_t lower) {
+    bits = (bits >> distance & lower) | (bits & lower) << distance;
+  };
+  exchange(1, 0x5555555555555555);
+  exchange(2, 0x3333333333333333);
+  exchange(4, 0x0F0F0F0F0F0F0F0F);
+  return __builtin_bswap64(bits);
+}
+#endif
+
 class BandReader : public RowReader {
  public:
   using RowReader::RowReader;
@@ -44,6 +56,17 @@ class BandReader : public RowReader {
     drop(1);
     return true;
   }
+
+#if defined(__BMI2__) && defined(__POPCNT__)
+  // A bit for each of the places, if so many are in hand.
+  __attribute__((always_inline)) bool scatter(uint64_t places, uint64_t* to) {
+    const int count = __builtin_popcountll(places);
+    if (__builtin_expect(count > count_ || count > 63, 0)) return false;
+    *to |= _pdep_u64(reversed(bits_), places);
+    drop(count);
+    return true;
+  }
+#endif
 
   // The next symbol by the record's own look-up; -1 where there is none.
   int symbol(const IppiDecodeHuffmanSpec& spec) {
@@ -117,8 +140,12 @@ inline uint64_t below(int place) { return place == 64 ? ~uint64_t{0} : (uint64_t
 
 // The bit that `skip` others precede; none where there are not so many.
 inline uint64_t bitAfter(uint64_t bits, int skip) {
+#ifdef __BMI2__
+  return _pdep_u64(uint64_t{1} << skip, bits);
+#else
   for (; skip > 0 && bits != 0; --skip) bits &= bits - 1;
   return bits & -bits;
+#endif
 }
 
 class BlockRefinement {
@@ -176,7 +203,10 @@ class BlockRefinement {
 
  private:
   // A correction bit for each of the places.
-  bool correct(uint64_t mask) {
+  __attribute__((always_inline)) bool correct(uint64_t mask) {
+#if defined(__BMI2__) && defined(__POPCNT__)
+    if (__builtin_expect(reader_->scatter(mask, &corrected_), 1)) return true;
+#endif
     while (mask != 0) {
       unsigned bit;
       if (!reader_->fetch(&bit)) return false;
