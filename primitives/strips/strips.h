@@ -49,11 +49,14 @@ struct PixelsIn {
   int lines;       // of the image in this strip, 1 to 8 * layout.down
 };
 
+// What quantisation tables give (32768 for a step of 1); the primitive takes others too.
+constexpr int kLargestMultiplier = 32768;
+
 // What one scan codes with, and where to.
 struct ScanOut {
   Layout layout;
   Planes planes;
-  const Ipp16u* quant[kComponents];  // multipliers of the forward transform
+  const Ipp16u* quant[kComponents];  // of the forward transform, up to kLargestMultiplier
   const WideCodes* dc[kComponents];
   const WideCodes* ac[kComponents];
   Ipp16s* lastDc[kComponents];
