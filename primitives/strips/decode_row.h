@@ -36,7 +36,9 @@ constexpr unsigned kUpperRows = 0x0F;
 
 // The symbol at an entry that holds no value; -1 where the primitives have to say what there is.
 inline int symbolAt(const WideTable::Entry& entry, const WideTable& table, RowReader* reader) {
-  if (entry.skip == 0) return reader->longSymbol(table.source);
+  if (entry.skip == 0) {
+    return entry.value == kStrangeSymbol ? -1 : reader->longSymbol(table.source);
+  }
   reader->drop(entry.skip);
   return entry.value;
 }

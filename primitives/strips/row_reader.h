@@ -62,10 +62,10 @@ class RowReader {
   int longSymbol(const IppiDecodeHuffmanSpec& spec, int shortest = kLookUpBits + 1) {
     for (int length = shortest; length <= 16; ++length) {
       const int code = static_cast<int>(bits_ >> (64 - length));
-      const int last = spec.maxCode[length];
-      if (code > last || last == 0xFFFF) continue;  // no code, or one of sixteen ones
+      if (!isCodeOf(spec, length, code)) continue;
       drop(length);
-      return spec.values[(spec.valIndex[length] + code - spec.minCode[length]) & 255];
+      const int symbol = symbolOf(spec, length, code);
+      return symbol > kMaxSymbol ? -1 : symbol;
     }
     return -1;
   }

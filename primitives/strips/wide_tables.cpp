@@ -69,23 +69,42 @@ WideTable::Entry makeEntry(int value, int bits, int skip) {
           static_cast<std::uint8_t>(skip)};
 }
 
-// Every continuation of every code. `entryOf` makes an entry of a symbol, its code's length, and
-// the bits behind the code with their number.
+// A symbol and its code's length; 0 where no code is whole.
+struct Code {
+  int symbol, length;
+};
+
+// What the primitives find at the head of `bits`, whatever the record holds: a caller may have
+// written it.
+Code codeIn(const IppiDecodeHuffmanSpec& spec, unsigned bits) {
+  const std::uint32_t entry = spec.lookup[bits >> (kLookUpBits - 8)];
+  if (lengthOf(entry) - 1 < 8) {
+    return {static_cast<int>(entry & 0xFFFF), static_cast<int>(lengthOf(entry))};
+  }
+  for (int length = 9; length <= kLookUpBits; ++length) {
+    const auto code = static_cast<int>(bits >> (kLookUpBits - length));
+    if (isCodeOf(spec, length, code)) return {symbolOf(spec, length, code), length};
+  }
+  return {0, 0};
+}
+
+// `entryOf` makes an entry of a symbol, its code's length, and the bits behind the code with their
+// number.
 template <typename EntryOf>
 void makeEntries(const IppiDecodeHuffmanSpec& spec, WideTable* table, EntryOf entryOf) {
   if (table->made && isMadeFrom(table->source, spec)) return;
   table->source = spec;
   table->made = true;
-  std::memset(table->entries, 0, sizeof table->entries);
-  for (int length = 1; length <= kLookUpBits; ++length) {
-    const unsigned first = spec.minCode[length], last = spec.maxCode[length];
-    const int spare = kLookUpBits - length;
-    for (unsigned code = first; code <= last && code < 1u << length; ++code) {
-      if (last == 0xFFFF) break;  // no code of this length
-      const int symbol = spec.values[(spec.valIndex[length] + code - first) & 255] & 255;
-      for (unsigned rest = 0; rest < 1u << spare; ++rest) {
-        table->entries[code << spare | rest] = entryOf(symbol, length, rest, spare);
-      }
+  for (unsigned bits = 0; bits < 1u << kLookUpBits; ++bits) {
+    const Code code = codeIn(spec, bits);
+    WideTable::Entry& entry = table->entries[bits];
+    if (code.length == 0) {
+      entry = makeEntry(0, 0, 0);
+    } else if (code.symbol > kMaxSymbol) {
+      entry = makeEntry(kStrangeSymbol, 0, 0);
+    } else {
+      const int spare = kLookUpBits - code.length;
+      entry = entryOf(code.symbol, code.length, bits & ((1u << spare) - 1), spare);
     }
   }
 }

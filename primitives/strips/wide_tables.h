@@ -49,11 +49,24 @@ bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes);
 
 constexpr int kLookUpBits = 11;
 constexpr int kEndOfBlock = 80;  // a skip that leads further than any run
+constexpr int kMaxSymbol = 255;
+constexpr int kStrangeSymbol = -1;  // a value: the symbol is above kMaxSymbol
+
+// The search of the primitives among the codes of one length (T.81 F.2.2.3). A table may end in the
+// code of 16 ones, which as maxCode looks like none.
+static inline bool isCodeOf(const IppiDecodeHuffmanSpec& spec, int length, int code) {
+  const int last = spec.maxCode[length];
+  return code <= last && (last != 0xFFFF || spec.minCode[length] != 0);
+}
+static inline int symbolOf(const IppiDecodeHuffmanSpec& spec, int length, int code) {
+  return spec.values[(spec.valIndex[length] + code - spec.minCode[length]) & 255];
+}
 
 // For decoding.
 struct WideTable {
   // What the next kLookUpBits bits begin with. Where they hold a code but not all that follows it,
   // `bits` is 0, `value` the symbol and `skip` the code's length; without a whole code all are 0.
+  // A record that was not made of lists may hold symbols that are none; the primitives take those.
   struct Entry {
     int16_t value;
     uint8_t bits;  // of the code and the value behind it
