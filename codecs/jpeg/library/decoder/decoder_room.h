@@ -3,6 +3,7 @@
 #ifndef QRX_CODECS_JPEG_LIBRARY_DECODER_DECODER_ROOM_H_
 #define QRX_CODECS_JPEG_LIBRARY_DECODER_DECODER_ROOM_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -31,6 +32,26 @@ struct PacketTables {
   IppiDecodeHuffmanSpec specs[4];  // in the order of DefaultHuffmanTables
 };
 
+// What is kept of a progressive image beside its coefficients: per block of a component, which of
+// them hold something.
+struct BandRoom {
+  // Sees to room for `blocks` blocks; what it held is kept, unless it was too small or far too
+  // large. False without memory.
+  bool fit(std::ptrdiff_t blocks);
+  std::uint64_t* places() { return reinterpret_cast<std::uint64_t*>(memory.get()); }
+  // None of the blocks holds anything.
+  void clear(std::ptrdiff_t blocks);
+  void forget();
+  void startRun();
+  void endRun() { inRun = false; }
+
+  bool inRun = false;  // over the data: nobody else gets at the coefficients
+  bool known[3] = {};  // by component, whether it is in step with the coefficients
+  strips::WideTable tables[4] = {};
+  std::unique_ptr<Ipp8u[]> memory;
+  std::int64_t size = 0;
+};
+
 struct DecoderRoom {
   // Null without memory.
   static DecoderRoom* of(CJPEGDecoder& decoder);
@@ -55,6 +76,7 @@ struct DecoderRoom {
   PlaneRoom planes;
   strips::WideTable dcTables[4] = {};
   strips::WideTable acTables[4] = {};
+  BandRoom bands;
   std::unique_ptr<Ipp8u[]> pixels;  // of a strip, on their way to a place of another kind
   std::int64_t pixelsSize = 0;
 };
