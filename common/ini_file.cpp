@@ -54,34 +54,16 @@ bool mayAccess(const char* operation, const ErrorState* error, const char* secti
 struct __attribute__((visibility("hidden"))) IniFile::Private {
   using Map = MapBase<char*, char*, Hash<char*>, EqualTo<char*>>;
 
-  char* filename = nullptr;
+  OwnedText filename;
   Map entries;
-  ErrorState* error = nullptr;
-
-  ~Private() { clear(); }
+  MallocPtr<ErrorState> error;  // null while all is well
 
   // Takes a copy of the name, which may be the present one.
-  void rename(const char* name) {
-    char* copy = name == nullptr ? nullptr : copyText(name);
-    std::free(filename);
-    filename = copy;
-  }
-
-  void clear() {
-    entries.clear();
-    std::free(filename);
-    filename = nullptr;
-    clearError();
-  }
-
-  void clearError() {
-    std::free(error);
-    error = nullptr;
-  }
+  void rename(const char* name) { filename.reset(name == nullptr ? nullptr : copyText(name)); }
 
   // Always false, as the result of the load that fails.
   bool fail(const ErrorState& state) {
-    if (error == nullptr) error = static_cast<ErrorState*>(std::malloc(sizeof *error));
+    if (error == nullptr) error.reset(static_cast<ErrorState*>(std::malloc(sizeof state)));
     if (error == nullptr) throw std::bad_alloc();
     *error = state;
     return false;
@@ -103,17 +85,17 @@ bool IniFile::Private::add(OwnedText key, const char* value, bool keep) {
     node->value = copy.release();
   } else {
     entries.insert(key.get(), copy.get());
-    key.release();
-    copy.release();
+    static_cast<void>(key.release());  // the map's from here on
+    static_cast<void>(copy.release());
   }
   return true;
 }
 
 bool IniFile::Private::parse() {
-  if (isEmpty(filename)) return fail(makeErrorState(kIniNoSuchFile, 0));
-  IniReader reader(filename);
+  if (isEmpty(filename.get())) return fail(makeErrorState(kIniNoSuchFile, 0));
+  IniReader reader(filename.get());
   if (const ErrorState* state = reader.getParserState()) {
-    std::fprintf(stderr, "Cannot open .ini file \"%s\": %s\n", filename, state->message);
+    std::fprintf(stderr, "Cannot open .ini file \"%s\": %s\n", filename.get(), state->message);
     return fail(*state);
   }
   reader.parseIniFile(
@@ -123,8 +105,8 @@ bool IniFile::Private::parse() {
       },
       this);
   if (const ErrorState* state = reader.getParserState()) {
-    std::fprintf(stderr, "Cannot parse .ini file \"%s\": %s (line %d)\n", filename, state->message,
-                 state->line);
+    std::fprintf(stderr, "Cannot parse .ini file \"%s\": %s (line %d)\n", filename.get(),
+                 state->message, state->line);
     return fail(*state);
   }
   return true;
@@ -154,7 +136,7 @@ bool IniFile::Private::writeSection(std::FILE* file, const std::string& section)
 
 bool IniFile::Private::write() const {
   const std::vector<std::string> names = sections();
-  std::FILE* file = isEmpty(filename) ? nullptr : std::fopen(filename, "wt");
+  std::FILE* file = isEmpty(filename.get()) ? nullptr : std::fopen(filename.get(), "wt");
   if (file == nullptr) return false;
   bool written = true;
   for (size_t i = 0; i < names.size() && written; ++i) {
@@ -177,35 +159,35 @@ IniFile::IniFile(const char* filename, bool parse) : IniFile() {
 
 IniFile::~IniFile() { delete d; }
 
-const char* IniFile::getFilename() const { return d->filename; }
+const char* IniFile::getFilename() const { return d->filename.get(); }
 
-const ErrorState* IniFile::getParserState() const { return d->error; }
+const ErrorState* IniFile::getParserState() const { return d->error.get(); }
 
 void IniFile::setFilename(const char* filename, bool parse) {
   const bool hadName = d->filename != nullptr;
   d->rename(filename);
   if (!parse) return;
   if (hadName) d->entries.clear();
-  d->clearError();
+  d->error.reset();
   d->parse();
 }
 
 bool IniFile::parse(const char* filename) {
   if (filename != nullptr) d->rename(filename);
   d->entries.clear();
-  d->clearError();
-  if (isEmpty(d->filename)) std::fputs("Cannot parse file: Filename is empty\n", stderr);
+  d->error.reset();
+  if (isEmpty(d->filename.get())) std::fputs("Cannot parse file: Filename is empty\n", stderr);
   return d->parse();
 }
 
 const char* IniFile::getValue(const char* section, const char* name) const {
-  if (!mayAccess("get", d->error, section, name)) return nullptr;
+  if (!mayAccess("get", d->error.get(), section, name)) return nullptr;
   const Private::Map::Node* node = d->entries.find(getKey(section, name).get());
   return node == nullptr ? nullptr : node->value;
 }
 
 void IniFile::setValue(const char* section, const char* name, const char* value, bool keep) {
-  if (!mayAccess("set", d->error, section, name)) return;
+  if (!mayAccess("set", d->error.get(), section, name)) return;
   if (isEmpty(value)) {
     std::fputs("Cannot set value: Value is empty\n", stderr);
     return;
@@ -214,14 +196,14 @@ void IniFile::setValue(const char* section, const char* name, const char* value,
 }
 
 void IniFile::removeValue(const char* section, const char* name) {
-  if (!mayAccess("remove", d->error, section, name)) return;
+  if (!mayAccess("remove", d->error.get(), section, name)) return;
   Private::Map::Node* node = d->entries.find(getKey(section, name).get());
   if (node != nullptr) d->entries.remove(node);
 }
 
 bool IniFile::write(const char* filename) {
   if (filename != nullptr) d->rename(filename);
-  if (isEmpty(d->filename)) std::fputs("Cannot write file: Filename is empty\n", stderr);
+  if (isEmpty(d->filename.get())) std::fputs("Cannot write file: Filename is empty\n", stderr);
   return d->write();
 }
 

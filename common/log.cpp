@@ -106,16 +106,26 @@ void formatTime(char* text, size_t capacity) {
   std::snprintf(text, capacity, "%.15s:%06d", known ? date + 4 : "", static_cast<int>(now.tv_usec));
 }
 
+struct FormattedText {
+  qrx::OwnedText text;  // null without memory
+  size_t length;
+};
+
+__attribute__((format(printf, 1, 0))) FormattedText formatText(const char* format,
+                                                               va_list arguments) {
+  char* text = nullptr;
+  const int length = vasprintf(&text, format, arguments);
+  if (length < 0) return {};
+  return {qrx::OwnedText(text), static_cast<size_t>(length)};
+}
+
 // Writes a text in one piece, so that it stays whole among those of other threads.
 __attribute__((format(printf, 2, 3))) void writeWhole(std::FILE* stream, const char* format, ...) {
-  char* formatted = nullptr;
   va_list arguments;
   va_start(arguments, format);
-  const int length = vasprintf(&formatted, format, arguments);
+  const FormattedText whole = formatText(format, arguments);
   va_end(arguments);
-  if (length < 0) return;
-  const qrx::OwnedText text(formatted);
-  std::fwrite(text.get(), 1, static_cast<size_t>(length), stream);
+  if (whole.text != nullptr) std::fwrite(whole.text.get(), 1, whole.length, stream);
 }
 
 void writeLine(std::FILE* stream, const char* tag, const char* level_name, const char* where,
@@ -142,13 +152,11 @@ void qrx_printlog(const char* tag, int level, const char* level_name, const char
   LogRecord log{};
   if (!currentLog(&log) || (!echo && level > log.level)) return;
 
-  char* formatted = nullptr;
   va_list arguments;
   va_start(arguments, format);
-  const int length = vasprintf(&formatted, format, arguments);
+  const qrx::OwnedText message = formatText(format, arguments).text;
   va_end(arguments);
-  if (length < 0) return;
-  const qrx::OwnedText message(formatted);
+  if (message == nullptr) return;
 
   level_name = orEmpty(level_name);
   if (echo) writeWhole(stderr, "%s: %s\n", level_name, message.get());

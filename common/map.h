@@ -24,6 +24,7 @@ struct Hash<char*> {
   uint32_t operator()(const char* key) const {
     uint32_t h = 0;
     for (; *key != '\0'; ++key) {
+      // Bytes from 128 up count as negative. NOLINTNEXTLINE(bugprone-signed-char-misuse)
       const auto c = static_cast<uint32_t>(static_cast<signed char>(*key));
       h = 16 * h + 13 * c;
       const uint32_t g = h & 0xF0000000u;
@@ -62,6 +63,7 @@ class MapBase {
       if (node != nullptr) forward_i();
     }
 
+    // Not at the end. NOLINTNEXTLINE(clang-analyzer-core.uninitialized.UndefReturn)
     const Node& operator*() const { return *node; }
     Iterator& operator++() {
       forward_i();

@@ -49,26 +49,20 @@ OwnedText userFilePath(const char* name) {
 }
 
 // The file at the path if there is one, else null.
-IniFile* openIfExists(const OwnedText& path) {
+std::unique_ptr<IniFile> openIfExists(const OwnedText& path) {
   if (path == nullptr || access(path.get(), F_OK) != 0) return nullptr;
-  return new IniFile(path.get(), false);
+  return std::make_unique<IniFile>(path.get(), false);
 }
 
 // Loads a file; one that fails is told about and dropped.
-void load(IniFile*& file) {
+void load(std::unique_ptr<IniFile>& file) {
   if (file == nullptr) return;
   file->parse(nullptr);
   const ErrorState* error = file->getParserState();
   if (error == nullptr) return;
   std::fprintf(stderr, "Cannot parse .ini file \"%s\":<errnum %d> <linenum %d> <errstr %s>\n",
                file->getFilename(), error->code, error->line, error->message);
-  delete file;
-  file = nullptr;
-}
-
-void close(IniFile*& file) {
-  delete file;
-  file = nullptr;
+  file.reset();
 }
 
 template <typename T>
@@ -80,7 +74,7 @@ T wholeNumber(const char* text, bool* failed, T onFailure, Number<T> (*read)(con
 
 }  // namespace
 
-Settings::Settings() : userFile(nullptr), systemFile(nullptr), adminFile(nullptr) {}
+Settings::Settings() = default;
 
 // The object is complete once Settings() is done: the destructor runs if a file throws.
 Settings::Settings(const char* name) : Settings() {
@@ -99,9 +93,9 @@ void Settings::parse() {
 }
 
 void Settings::closeIniFiles() {
-  close(adminFile);
-  close(userFile);
-  close(systemFile);
+  adminFile.reset();
+  userFile.reset();
+  systemFile.reset();
 }
 
 char* Settings::toString(const char* text) { return isNoValue(text) ? nullptr : strdup(text); }
@@ -130,7 +124,7 @@ bool Settings::toBool(const char* text, bool* failed) {
 template <typename Use>
 bool Settings::lookUp(const char* envName, const char* section, const char* key, char* buffer,
                       int capacity, Use use) const {
-  const auto useFile = [&](const IniFile* file) {
+  const auto useFile = [&](const std::unique_ptr<IniFile>& file) {
     return file != nullptr && use(file->getValue(section, key));
   };
   return useFile(adminFile) || use(readEnvironment(envName, buffer, capacity)) ||

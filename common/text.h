@@ -3,17 +3,13 @@
 #define QRX_COMMON_TEXT_H_
 
 #include <cctype>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
+
+#include "common/malloc_ptr.h"
 
 namespace qrx {
 
-// A text from malloc.
-struct FreeText {
-  void operator()(char* text) const { std::free(text); }
-};
-using OwnedText = std::unique_ptr<char, FreeText>;
+using OwnedText = MallocPtr<char>;
 
 inline bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 

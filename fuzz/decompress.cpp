@@ -3,19 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "qrx/codec.h"
-
-namespace {
-
-qrx::codec::Decompressor* decompressor() {
-  static qrx::codec::Decompressor* const instance = [] {
-    initCodec();
-    return createCodec()->getDecompressor();
-  }();
-  return instance;
-}
-
-}  // namespace
+#include "fuzz/roads.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 1) return 0;
@@ -26,7 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<std::uint8_t> destination(room, 0xA5);
   const qrx::Buffer buffer = {nullptr, stream.data(), static_cast<std::uint32_t>(stream.size())};
   if (!stream.empty()) {
-    decompressor()->decompress(&buffer, bytesPerPixel, 6408, destination.data(), room);
+    decompressor()->decompress(&buffer, bytesPerPixel, qrx::codec::kFormatRgba, destination.data(),
+                               room);
   }
   return 0;
 }

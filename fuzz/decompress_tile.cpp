@@ -6,20 +6,12 @@
 #include <cstring>
 #include <vector>
 
-#include "qrx/codec.h"
+#include "fuzz/roads.h"
 #include "qrx/tile_header.h"
 
 namespace {
 
 constexpr std::uint32_t kMaxSize = 1 << 22;
-
-qrx::codec::Decompressor* decompressor() {
-  static qrx::codec::Decompressor* const instance = [] {
-    initCodec();
-    return createCodec()->getDecompressor();
-  }();
-  return instance;
-}
 
 void require(bool condition) {
   if (!condition) std::abort();
@@ -39,17 +31,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   d->getWindow(&buffer);
   d->getDimensions(&buffer, &x, &y, &width, &height);
   const std::uint32_t index = d->getIndex(&buffer);
-  const std::uint32_t needed = d->getOutputSize(&buffer, bytesPerPixel, 6408);
+  const std::uint32_t needed = d->getOutputSize(&buffer, bytesPerPixel, qrx::codec::kFormatRgba);
   d->percentCoverage(&buffer);
   require(d->getIndex(&buffer) == index);
   if (needed == 0 || needed > kMaxSize) {
     // No room is known: a bound of one byte has to protect the destination.
     std::uint8_t byte = 0xA5;
-    d->decompressTile(&buffer, bytesPerPixel, 6408, &byte, 1);
+    d->decompressTile(&buffer, bytesPerPixel, qrx::codec::kFormatRgba, &byte, 1);
     return 0;
   }
   std::vector<std::uint8_t> destination(needed, 0xA5);
-  const bool taken = d->decompressTile(&buffer, bytesPerPixel, 6408, destination.data(), 0);
+  const bool taken =
+      d->decompressTile(&buffer, bytesPerPixel, qrx::codec::kFormatRgba, destination.data(), 0);
   const std::size_t rectangle = std::size_t{width} * height * bytesPerPixel;
   const auto untouched = [](std::uint8_t byte) { return byte == 0xA5; };
   const auto first = destination.begin() + static_cast<std::ptrdiff_t>(taken ? rectangle : 0);

@@ -8,6 +8,9 @@
 #ifdef __SSSE3__
 #include <tmmintrin.h>
 #endif
+#ifdef __SSE4_1__
+#include <smmintrin.h>
+#endif
 #ifdef __AVX2__
 #include <immintrin.h>
 #endif
@@ -84,7 +87,9 @@ QRX_BINARY(subSaturated16, subs_epi16, subs_epi16)
 QRX_BINARY(average8, avg_epu8, avg_epu8)  // of unsigned bytes, halves go up
 QRX_BINARY(equal8, cmpeq_epi8, cmpeq_epi8)
 QRX_BINARY(equal16, cmpeq_epi16, cmpeq_epi16)
+QRX_BINARY(greater8, cmpgt_epi8, cmpgt_epi8)
 QRX_BINARY(greater16, cmpgt_epi16, cmpgt_epi16)
+QRX_BINARY(larger16, max_epi16, max_epi16)
 QRX_BINARY(lowerProduct, mullo_epi16, mullo_epi16)
 QRX_BINARY(upperProduct, mulhi_epi16, mulhi_epi16)
 QRX_BINARY(pairProducts, madd_epi16, madd_epi16)  // the sum of the two products of each pair
@@ -131,6 +136,18 @@ inline Vec factors(int first, int second) {
                                      static_cast<unsigned>(second) << 16));
 }
 
+// The bytes of `b` where `mask` is all ones, and of `a` where it is zero.
+template <typename Vec>
+inline Vec chooseByMask8(Vec a, Vec b, Vec mask) {
+#if defined(__AVX2__)
+  if constexpr (Vec::kBytes == 32) return {_mm256_blendv_epi8(a.v, b.v, mask.v)};
+#endif
+#ifdef __SSE4_1__
+  if constexpr (Vec::kBytes == 16) return {_mm_blendv_epi8(a.v, b.v, mask.v)};
+#endif
+  return bitXor(a, bitAnd(bitXor(a, b), mask));
+}
+
 // The top bit of each byte.
 inline unsigned signs8(Vec128 a) { return static_cast<unsigned>(_mm_movemask_epi8(a.v)); }
 #ifdef __AVX2__
@@ -140,6 +157,9 @@ inline unsigned signs8(Vec256 a) { return static_cast<unsigned>(_mm256_movemask_
 #ifdef __AVX2__
 // The second and the third of the four quarters change places.
 inline Vec256 exchangeMiddle64(Vec256 a) { return {_mm256_permute4x64_epi64(a.v, 0xD8)}; }
+// The lower halves, and the upper ones.
+inline Vec256 joinLower(Vec256 a, Vec256 b) { return {_mm256_permute2x128_si256(a.v, b.v, 0x20)}; }
+inline Vec256 joinUpper(Vec256 a, Vec256 b) { return {_mm256_permute2x128_si256(a.v, b.v, 0x31)}; }
 #endif
 
 inline void store(void* p, Vec128 a) { _mm_storeu_si128(static_cast<__m128i*>(p), a.v); }

@@ -15,7 +15,7 @@ cd "$root"
 seconds=${1:-60}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(decompress decoder decompress_tile huffman_forms alloc_fail)
+[ ${#targets[@]} -gt 0 ] || targets=(decompress decoder decompress_tile huffman_forms strip_forms alloc_fail)
 
 need_packages g++ cmake ninja-build clang libclang-rt-14-dev
 

@@ -1,4 +1,5 @@
-// What the codec has to say goes to the standard error stream, here and nowhere else.
+// What the front end has to say of a call goes to the standard error stream, through here. (The
+// decoder class has lines of its own, where it reads quantisation tables.)
 #ifndef QRX_CODECS_JPEG_DIAGNOSTICS_H_
 #define QRX_CODECS_JPEG_DIAGNOSTICS_H_
 

@@ -1,6 +1,7 @@
 // The frame road in: one JPEG becomes pixels in the host's frame buffer, on the thread's decoder.
 #include <algorithm>
 #include <climits>
+#include <new>
 
 #include "codecs/jpeg/decoded_layout.h"
 #include "codecs/jpeg/diagnostics.h"
@@ -8,7 +9,6 @@
 #include "codecs/jpeg/malloc_buffer.h"
 #include "codecs/jpeg/thread_coders.h"
 #include "qrx/front_end.h"
-#include "qrx/primitives.h"
 
 using namespace qrx::codec;
 
@@ -28,11 +28,16 @@ bool readHeader(CJPEGDecoder& decoder, Header* header) {
   return result == JPEG_NO_ERROR;
 }
 
-// Decodes into `target`, whose lines are tightly packed; tells how many lines were written.
+// Decodes into `target`, whose lines are tightly packed, `bytesPerPixel` bytes a pixel; tells how
+// many lines were written.
 int readPixels(CJPEGDecoder& decoder, const Header& header, const DecodedLayout& layout,
-               std::uint8_t* target) {
-  decoder.SetDestination(target, layout.channels * header.width, {header.width, header.height},
+               int bytesPerPixel, std::uint8_t* target) {
+  decoder.SetDestination(target, bytesPerPixel * header.width, {header.width, header.height},
                          layout.channels, layout.color, 8);
+  const bool fourBytes = bytesPerPixel != layout.channels;
+  if (fourBytes && qrx::jpeg::setFourByteDestination(decoder) != JPEG_NO_ERROR) {
+    throw std::bad_alloc();
+  }
   if (decoder.ReadData() != JPEG_NO_ERROR) printFailed("ReadData");
   return std::min(qrx::jpeg::linesWritten(decoder), header.height);
 }
@@ -83,18 +88,13 @@ int qrx_jpeg_decode(const std::uint8_t* data, int length, std::uint8_t* destinat
     printFailed("SetDestination");
     return 1;
   }
-  if (layout.channels == bytesPerPixel) {
-    readPixels(decoder, header, layout, destination);
+  if (!lossless) {
+    readPixels(decoder, header, layout, bytesPerPixel, destination);
     return 1;
   }
-  const MallocBuffer temporary = allocateBuffer(pixels * layout.channels);
-  const int lines = readPixels(decoder, header, layout, temporary.get());
-  if (lossless) {
-    widenGray(temporary.get(), std::int64_t{lines} * header.width, bytesPerPixel, destination);
-  } else if (lines > 0) {
-    ippiCopy_8u_C3AC4R(temporary.get(), layout.channels * header.width, destination,
-                       bytesPerPixel * header.width, {header.width, lines});
-  }
+  const MallocBuffer gray = allocateBuffer(pixels);
+  const int lines = readPixels(decoder, header, layout, layout.channels, gray.get());
+  widenGray(gray.get(), std::int64_t{lines} * header.width, bytesPerPixel, destination);
   return 1;
 }
 

@@ -1,5 +1,6 @@
 // The frame road out: one frame of pixels becomes one baseline JPEG on the thread's encoder.
 #include "codecs/jpeg/diagnostics.h"
+#include "codecs/jpeg/library/image_limits.h"
 #include "codecs/jpeg/malloc_buffer.h"
 #include "codecs/jpeg/source_image.h"
 #include "codecs/jpeg/thread_coders.h"
@@ -8,8 +9,6 @@
 using namespace qrx::codec;
 
 namespace {
-
-constexpr int kMaxSide = 65535;
 
 void releaseBuffer(void* buffer) { std::free(buffer); }
 
@@ -40,7 +39,7 @@ std::uint8_t* qrx_jpeg_encode(const std::uint8_t* image, int width, int height,
   if (!isKnownFormat(args->format)) return refuse(kInvalidFormat, size);
   if (image == nullptr) return refuse(kInvalidArgument, size);
   const PixelLayout layout = pixelLayout(*args);
-  if (!isCodableSize(layout, width, height, kMaxSide)) return refuse(kInvalidSize, size);
+  if (!isCodableSize(layout, width, height, kMaxImageSide)) return refuse(kInvalidSize, size);
   ThreadCoders* coders = getJpegContext();
   if (coders == nullptr) return refuse(kNoCoders, size);
 

@@ -11,12 +11,10 @@ constexpr std::uint32_t kCodecId = 0x10000;
 
 }  // namespace
 
-JpegCodec::JpegCodec() : compressor_(nullptr), decompressor_(nullptr) {}
+JpegCodec::JpegCodec() = default;
 
-JpegCodec::~JpegCodec() {
-  delete compressor_;
-  delete decompressor_;
-}
+// The compressor goes first.
+JpegCodec::~JpegCodec() { compressor_.reset(); }
 
 const char* JpegCodec::getName() { return "JPEG"; }
 
@@ -27,13 +25,13 @@ bool JpegCodec::getSupportsUDP() { return true; }
 std::uint32_t JpegCodec::id() { return kCodecId; }
 
 Compressor* JpegCodec::getCompressor() {
-  if (compressor_ == nullptr) compressor_ = new JpegCompressor(this);
-  return compressor_;
+  if (compressor_ == nullptr) compressor_ = std::make_unique<JpegCompressor>(this);
+  return compressor_.get();
 }
 
 Decompressor* JpegCodec::getDecompressor() {
-  if (decompressor_ == nullptr) decompressor_ = new JpegDecompressor(this);
-  return decompressor_;
+  if (decompressor_ == nullptr) decompressor_ = std::make_unique<JpegDecompressor>(this);
+  return decompressor_.get();
 }
 
 void JpegCodec::release() { delete this; }

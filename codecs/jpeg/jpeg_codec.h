@@ -2,6 +2,8 @@
 #ifndef QRX_CODECS_JPEG_JPEG_CODEC_H_
 #define QRX_CODECS_JPEG_JPEG_CODEC_H_
 
+#include <memory>
+
 #include "qrx/codec.h"
 #include "qrx/export.h"
 #include "qrx/jpeg_types.h"
@@ -71,8 +73,8 @@ class QRX_API JpegCodec : public Codec {
   void release() override;
 
  private:
-  JpegCompressor* compressor_;  // owned; null until first asked for
-  JpegDecompressor* decompressor_;
+  std::unique_ptr<JpegCompressor> compressor_;  // both null until first asked for
+  std::unique_ptr<JpegDecompressor> decompressor_;
 };
 
 }  // namespace qrx::codec

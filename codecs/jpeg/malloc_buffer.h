@@ -4,18 +4,17 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
 #include <new>
+
+#include "common/malloc_ptr.h"
 
 namespace qrx::codec {
 
-struct FreeDeleter {
-  void operator()(void* memory) const { std::free(memory); }
-};
-using MallocBuffer = std::unique_ptr<std::uint8_t[], FreeDeleter>;
+using MallocBuffer = MallocPtr<std::uint8_t[]>;
 
 // `size` bytes, uninitialised. Throws std::bad_alloc.
 inline MallocBuffer allocateBuffer(std::int64_t size) {
+  // Either answer to a size of 0 will do. NOLINTNEXTLINE(clang-analyzer-optin.portability.UnixAPI)
   auto* memory = static_cast<std::uint8_t*>(std::malloc(static_cast<std::size_t>(size)));
   if (memory == nullptr && size > 0) throw std::bad_alloc();
   return MallocBuffer(memory);

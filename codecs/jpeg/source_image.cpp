@@ -6,19 +6,19 @@
 #include <new>
 
 #include "codecs/jpeg/library/encoder_room.h"
+#include "qrx/codec.h"
 
 namespace qrx::codec {
 namespace {
 
 constexpr int kFormatRgb = 6407;
-constexpr int kFormatRgba = 6408;
 constexpr int kFormatBgra = 32993;
 constexpr std::int64_t kSmallestStream = 4096;
 
 }  // namespace
 
 bool isKnownFormat(int format) {
-  return format == kFormatRgb || format == kFormatRgba || format == kFormatBgra;
+  return format == kFormatRgb || format == int{kFormatRgba} || format == kFormatBgra;
 }
 
 PixelLayout pixelLayout(const qrxJPEGArgs_type& args) {

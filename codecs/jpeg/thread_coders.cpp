@@ -2,7 +2,7 @@
 #include "codecs/jpeg/thread_coders.h"
 
 #include <cerrno>
-#include <memory>
+#include <new>
 
 #include "qrx/front_end.h"
 #include "qrx/log.h"
@@ -39,8 +39,6 @@ codec::ThreadCoders* contextOf(TLSKey key) {
   void* held = pthread_getspecific(key);
   if (held != nullptr) return static_cast<codec::ThreadCoders*>(held);
   auto coders = std::make_unique<codec::ThreadCoders>();
-  coders->encoder = new CJPEGEncoder;
-  coders->decoder = new CJPEGDecoder;
   if (pthread_setspecific(key, coders.get()) != 0) throw std::bad_alloc();
   return coders.release();
 }
@@ -52,11 +50,6 @@ TLSKey createTLSKey() { return createKey(TLSKeyVerifier); }
 void TLSKeyVerifier(void*) {}
 
 namespace codec {
-
-ThreadCoders::~ThreadCoders() {
-  delete encoder;
-  delete decoder;
-}
 
 ThreadCoders* getJpegContext() { return contextOf(jpegKey); }
 

@@ -2,6 +2,8 @@
 #ifndef QRX_CODECS_JPEG_THREAD_CODERS_H_
 #define QRX_CODECS_JPEG_THREAD_CODERS_H_
 
+#include <memory>
+
 #include "qrx/jpeg_decoder.h"
 #include "qrx/jpeg_encoder.h"
 
@@ -9,13 +11,10 @@ namespace qrx::codec {
 
 // Owned by the thread's slot, freed when the thread ends.
 struct ThreadCoders {
-  CJPEGEncoder* encoder = nullptr;
-  CJPEGDecoder* decoder = nullptr;
+  std::unique_ptr<CJPEGEncoder> encoder = std::make_unique<CJPEGEncoder>();
+  std::unique_ptr<CJPEGDecoder> decoder = std::make_unique<CJPEGDecoder>();
 
-  ThreadCoders() = default;
-  ~ThreadCoders();
-  ThreadCoders(const ThreadCoders&) = delete;
-  ThreadCoders& operator=(const ThreadCoders&) = delete;
+  ~ThreadCoders() { encoder.reset(); }  // the encoder goes first
 };
 
 // The calling thread's coders for frames and for packets, made on first use. Null before the

@@ -45,6 +45,9 @@ static_assert(offsetof(Buffer, data) == sizeof(void*) &&
 
 namespace codec {
 
+// The `format` of four bytes a pixel: OpenGL's number. The bytes are B, G, R and a fourth one.
+inline constexpr std::uint32_t kFormatRgba = 6408;
+
 // Receives a JPEG image or a packet on the thread of the compress call, before that call returns.
 // `data` belongs to the library and is valid until the callback returns: copy or consume it there.
 // The callback may change the bytes in place.
@@ -124,7 +127,8 @@ class Decompressor {
   virtual bool isValid(const Buffer* buffer) = 0;
 
   // Bytes that the destination of the packet's rectangle needs: width and height rounded up to
-  // whole MCUs. 0 for a format other than 6408 and for sizes that an unsigned int can't hold.
+  // whole MCUs. 0 for a format other than kFormatRgba and for sizes that an unsigned int can't
+  // hold.
   virtual std::uint32_t getOutputSize(const Buffer* buffer, std::uint32_t bytesPerPixel,
                                       std::uint32_t format) = 0;
 

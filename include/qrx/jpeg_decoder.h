@@ -39,9 +39,10 @@
 //
 // Ownership. Stream and destination stay the caller's and have to live until ReadData returns.
 // What the object allocates belongs to it: components with their planes, comment and coefficients
-// until Clean, tables and the bit reader until the destructor. The constructor allocates nothing.
-// A baseline image takes one row of MCUs per component however tall it is, a progressive one the
-// whole image. Working memory comes from ippMalloc.
+// until Clean; tables, the bit reader and what the library keeps for itself until the destructor.
+// The constructor allocates nothing. A baseline image takes one row of MCUs per component however
+// tall it is, a progressive one the whole image. The buffers and tables that are named here come
+// from ippMalloc.
 //
 // Threads: one object belongs to one thread at a time; objects share nothing.
 #ifndef QRX_JPEG_DECODER_H_

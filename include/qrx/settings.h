@@ -22,6 +22,8 @@
 #ifndef QRX_SETTINGS_H_
 #define QRX_SETTINGS_H_
 
+#include <memory>
+
 #include "qrx/export.h"
 #include "qrx/ini_file.h"
 
@@ -77,9 +79,9 @@ class QRX_API Settings {
   T numberSetting(const char* envName, const char* section, const char* key, char* buffer,
                   int capacity, T defaultValue, T (*convert)(const char*, bool*)) const;
 
-  IniFile* userFile;
-  IniFile* systemFile;
-  IniFile* adminFile;
+  std::unique_ptr<IniFile> userFile;  // each null where the file is absent or has dropped out
+  std::unique_ptr<IniFile> systemFile;
+  std::unique_ptr<IniFile> adminFile;
 };
 
 }  // namespace qrx

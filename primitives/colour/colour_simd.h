@@ -27,35 +27,42 @@ struct PixelPairs {
   }
 };
 
-// Eight pixels in each half: the first four and the last four, each in a lane of 32 bits.
-template <int kBytes, typename Vec>
-inline Vec firstPixels(const Ipp8u* src) {
-  if constexpr (kBytes == 3) return spread<0>(Vec::loadHalves(src, 24));
-  return bitAnd(Vec::loadHalves(src, 32), Vec::all32(0xFFFFFF));
-}
-template <int kBytes, typename Vec>
-inline Vec lastPixels(const Ipp8u* src) {
-  // Ends with the block, to read no byte beyond it.
-  if constexpr (kBytes == 3) return spread<4>(Vec::loadHalves(src + 8, 24));
-  return bitAnd(Vec::loadHalves(src + 16, 32), Vec::all32(0xFFFFFF));
+// Of sixteen pixels in each half the four from pixel 4 * kGroup on, each in a lane of 32 bits.
+template <int kBytes, int kGroup, typename Vec>
+inline PixelPairs<Vec> pixelGroup(const Ipp8u* src) {
+  if constexpr (kBytes == 4) {
+    const Vec lanes = Vec::loadHalves(src + 16 * kGroup, 64);
+    return PixelPairs<Vec>(bitAnd(lanes, Vec::all32(0xFFFFFF)));
+  } else if constexpr (kGroup == 3) {
+    // Ends with the pixels, to read no byte beyond them.
+    return PixelPairs<Vec>(spread<4>(Vec::loadHalves(src + 32, 48)));
+  } else {
+    return PixelPairs<Vec>(spread<0>(Vec::loadHalves(src + 12 * kGroup, 48)));
+  }
 }
 
 template <int kRed, int kBytes, typename Vec>
 inline void forwardStep(const Ipp8u* src, Ipp8u* y, Ipp8u* cb, Ipp8u* cr) {
-  const PixelPairs<Vec> left(firstPixels<kBytes, Vec>(src));
-  const PixelPairs<Vec> right(lastPixels<kBytes, Vec>(src));
-  const auto weigh = [&](const ForwardFactors& f) {
-    return narrow32(left.template weigh<kRed>(f), right.template weigh<kRed>(f));
+  const PixelPairs<Vec> groups[4] = {
+      pixelGroup<kBytes, 0, Vec>(src), pixelGroup<kBytes, 1, Vec>(src),
+      pixelGroup<kBytes, 2, Vec>(src), pixelGroup<kBytes, 3, Vec>(src)};
+  const auto weigh = [&](int first, const ForwardFactors& f) {
+    return narrow32(groups[first].template weigh<kRed>(f),
+                    groups[first + 1].template weigh<kRed>(f));
   };
-  storeClamped(y, weigh(kBlockLuma));
-  storeClamped(cb, add16(weigh(kBlockCb), Vec::all16(128)));
-  storeClamped(cr, add16(weigh(kBlockCr), Vec::all16(128)));
+  // Chroma saturates before its offset of 128 is added, which leaves the same.
+  const auto chroma = [&](const ForwardFactors& f) {
+    return bitXor(narrow16(weigh(0, f), weigh(2, f)), Vec::all16(static_cast<short>(0x8080)));
+  };
+  store(y, clamp16(weigh(0, kBlockLuma), weigh(2, kBlockLuma)));
+  store(cb, chroma(kBlockCb));
+  store(cr, chroma(kBlockCr));
 }
 
 template <int kRed, int kBytes>
 inline void forwardRow(const Ipp8u* __restrict src, Ipp8u* __restrict y, Ipp8u* __restrict cb,
                        Ipp8u* __restrict cr, int inBlocks, int width) {
-  const ptrdiff_t done = forVectors<2>(inBlocks, [&](ptrdiff_t i, auto vector) {
+  const ptrdiff_t done = forVectors<1>(inBlocks, [&](ptrdiff_t i, auto vector) {
     forwardStep<kRed, kBytes, decltype(vector)>(src + kBytes * i, y + i, cb + i, cr + i);
   });
   scalar::forwardRow<kRed, kBytes>(src + kBytes * done, y + done, cb + done, cr + done,

@@ -93,32 +93,43 @@ inline void storePixels(Ipp8u* dst, const Triple<Vec256>& pixels) {
 }
 #endif
 
-// Three planes to pixels of four bytes, whose fourth byte stays.
-inline void mergeFour(Ipp8u* dst, Vec128 pixels) {
-  const Vec128 fourth = bitAnd(Vec128::load(dst), Vec128::all32(static_cast<int>(0xFF000000)));
-  store(dst, bitOr(fourth, pixels));
+// Pixels of four bytes into their places, where the fourth byte stays.
+template <typename Vec>
+inline void mergeFours(Ipp8u* dst, Vec pixels) {
+  store(dst, chooseByMask8(Vec::load(dst), pixels, Vec::all32(0xFFFFFF)));
 }
 
-inline void mergeFours(Ipp8u* dst, Vec128 pixels, int) { mergeFour(dst, pixels); }
+// The results of two interleavings, in the order of their elements.
+inline void mergeInterleaved(Ipp8u* dst, Vec128 low, Vec128 high) {
+  mergeFours(dst, low);
+  mergeFours(dst + 16, high);
+}
+
+// Three planes to pixels of four bytes.
+inline void mergePixels(Ipp8u* dst, const Triple<Vec128>& planes) {
+  const Vec128 zero = Vec128::all16(0);
+  const Vec128 low01 = interleaveLow8(planes.v[0], planes.v[1]);
+  const Vec128 high01 = interleaveHigh8(planes.v[0], planes.v[1]);
+  const Vec128 low2 = interleaveLow8(planes.v[2], zero), high2 = interleaveHigh8(planes.v[2], zero);
+  mergeInterleaved(dst, interleaveLow16(low01, low2), interleaveHigh16(low01, low2));
+  mergeInterleaved(dst + 32, interleaveLow16(high01, high2), interleaveHigh16(high01, high2));
+}
+
 #ifdef __AVX2__
-// The halves lie `apart` bytes from each other.
-inline void mergeFours(Ipp8u* dst, Vec256 pixels, int apart) {
-  mergeFour(dst, pixels.lower());
-  mergeFour(dst + apart, pixels.upper());
+// The quarters of the planes are put in an order first that leaves whole vectors of pixels.
+inline void mergePixels(Ipp8u* dst, const Triple<Vec256>& planes) {
+  const Vec256 zero = Vec256::all16(0);
+  const Vec256 v0 = exchangeMiddle64(planes.v[0]), v1 = exchangeMiddle64(planes.v[1]);
+  const Vec256 v2 = exchangeMiddle64(planes.v[2]);
+  const auto half = [](Ipp8u* to, Vec256 pairs, Vec256 thirds) {
+    const Vec256 low = interleaveLow16(pairs, thirds), high = interleaveHigh16(pairs, thirds);
+    mergeFours(to, joinLower(low, high));
+    mergeFours(to + 32, joinUpper(low, high));
+  };
+  half(dst, interleaveLow8(v0, v1), interleaveLow8(v2, zero));
+  half(dst + 64, interleaveHigh8(v0, v1), interleaveHigh8(v2, zero));
 }
 #endif
-
-template <typename Vec>
-inline void mergePixels(Ipp8u* dst, const Triple<Vec>& planes) {
-  const Vec zero = Vec::all16(0);
-  const Vec low01 = interleaveLow8(planes.v[0], planes.v[1]);
-  const Vec high01 = interleaveHigh8(planes.v[0], planes.v[1]);
-  const Vec low2 = interleaveLow8(planes.v[2], zero), high2 = interleaveHigh8(planes.v[2], zero);
-  mergeFours(dst, interleaveLow16(low01, low2), 64);
-  mergeFours(dst + 16, interleaveHigh16(low01, low2), 64);
-  mergeFours(dst + 32, interleaveLow16(high01, high2), 64);
-  mergeFours(dst + 48, interleaveHigh16(high01, high2), 64);
-}
 
 }  // namespace simd
 }  // namespace

@@ -30,9 +30,7 @@ void enterRun(IppiDecodeHuffmanSpec* spec, const CodeRuns& runs, int length) {
 }  // namespace
 
 IppStatus FORM(ippiDecodeHuffmanSpecGetBufSize_JPEG_8u)(int* pSize) {
-  if (pSize == nullptr) return ippStsNullPtrErr;
-  store(pSize, sizeof(IppiDecodeHuffmanSpec));
-  return ippStsNoErr;
+  return tellSize<IppiDecodeHuffmanSpec>(pSize);
 }
 
 IppStatus FORM(ippiDecodeHuffmanSpecInit_JPEG_8u)(const Ipp8u* pListBits, const Ipp8u* pListVals,
@@ -48,9 +46,7 @@ IppStatus FORM(ippiDecodeHuffmanSpecInit_JPEG_8u)(const Ipp8u* pListBits, const 
 }
 
 IppStatus FORM(ippiDecodeHuffmanStateGetBufSize_JPEG_8u)(int* pSize) {
-  if (pSize == nullptr) return ippStsNullPtrErr;
-  store(pSize, sizeof(IppiDecodeHuffmanState));
-  return ippStsNoErr;
+  return tellSize<IppiDecodeHuffmanState>(pSize);
 }
 
 IppStatus FORM(ippiDecodeHuffmanStateInit_JPEG_8u)(IppiDecodeHuffmanState* pState) {

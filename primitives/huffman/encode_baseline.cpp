@@ -135,9 +135,7 @@ IppStatus encodeBlock(const Ipp16s* pSrc, Output* out, int dcDifference,
 }  // namespace
 
 IppStatus FORM(ippiEncodeHuffmanStateGetBufSize_JPEG_8u)(int* pSize) {
-  if (pSize == nullptr) return ippStsNullPtrErr;
-  store(pSize, sizeof(IppiEncodeHuffmanState));
-  return ippStsNoErr;
+  return tellSize<IppiEncodeHuffmanState>(pSize);
 }
 
 IppStatus FORM(ippiEncodeHuffmanStateInit_JPEG_8u)(IppiEncodeHuffmanState* pState) {

@@ -107,9 +107,7 @@ IppStatus FORM(ippiEncodeHuffmanRawTableInit_JPEG_8u)(const int pStatistics[256]
 }
 
 IppStatus FORM(ippiEncodeHuffmanSpecGetBufSize_JPEG_8u)(int* pSize) {
-  if (pSize == nullptr) return ippStsNullPtrErr;
-  store(pSize, sizeof(IppiEncodeHuffmanSpec));
-  return ippStsNoErr;
+  return tellSize<IppiEncodeHuffmanSpec>(pSize);
 }
 
 IppStatus FORM(ippiEncodeHuffmanSpecInit_JPEG_8u)(const Ipp8u* pListBits, const Ipp8u* pListVals,

@@ -3,6 +3,7 @@
 #ifndef QRX_PRIMITIVES_HUFFMAN_RECORDS_H_
 #define QRX_PRIMITIVES_HUFFMAN_RECORDS_H_
 
+#include "primitives/unaligned.h"
 #include "qrx/primitive_types.h"
 
 #define QRX_PACKED __attribute__((packed))
@@ -42,5 +43,17 @@ struct QRX_PACKED IppiDecodeHuffmanState {
 static_assert(sizeof(IppiDecodeHuffmanState) == 20);
 
 #undef QRX_PACKED
+
+namespace {
+
+// All that the GetBufSize functions do.
+template <typename Record>
+IppStatus tellSize(int* pSize) {
+  if (pSize == nullptr) return ippStsNullPtrErr;
+  store(pSize, sizeof(Record));
+  return ippStsNoErr;
+}
+
+}  // namespace
 
 #endif  // QRX_PRIMITIVES_HUFFMAN_RECORDS_H_

@@ -86,16 +86,38 @@ inline void transformMcus(const ScanOut& scan, int column, CodedBlock (*blocks)[
   }
 }
 
-inline uint64_t zigzagMask(uint64_t places) {
-  const auto row = [&](int j) { return kZigzagMasks.of[j][places >> 8 * j & 255]; };
-  uint64_t mask = row(0) | row(1) | row(2) | row(3);
-  if (places >> 32 != 0) mask |= row(4) | row(5) | row(6) | row(7);
-  return mask;
+// By zig-zag place.
+struct NaturalPlaces {
+  Ipp8u of[64];
+};
+
+constexpr NaturalPlaces naturalPlaces() {
+  NaturalPlaces places = {};
+  for (int k = 0; k < 64; ++k) places.of[k] = static_cast<Ipp8u>(own_pj_izigzag_index[k]);
+  return places;
 }
 
-// The low `size` bits of a value's extra bits.
-inline uint64_t extraBitsOf(int value, int sign, unsigned size) {
-  return static_cast<unsigned>(value + sign) & ((1u << size) - 1);
+constexpr NaturalPlaces kNaturalPlaces = naturalPlaces();
+
+inline uint64_t zigzagMask(uint64_t places) {
+  const auto row = [&](int j) { return kZigzagMasks.of[j][places >> 8 * j & 255]; };
+  return row(0) | row(1) | row(2) | row(3) | row(4) | row(5) | row(6) | row(7);
+}
+
+inline bool isJoined(unsigned run, int value) {
+  const int half = kJoinedRuns.half[run];
+  return static_cast<unsigned>(value + half) < static_cast<unsigned>(2 * half);
+}
+
+// A value that is too large for the joined codes. False where it has no code.
+inline bool putLarge(const WideCodes& codes, unsigned run, int value, unsigned largestSize,
+                     RowWriter* writer) {
+  const auto size = static_cast<unsigned>(category(value));
+  if (size > largestSize) return false;
+  const uint32_t code = codes.symbols[run << 4 | size];
+  writer->put(uint64_t{code >> 8} << size | extraBits(value, static_cast<int>(size)),
+              (code & 255) + size);
+  return true;
 }
 
 // False, with an unknown number of bits written, where a value has no code.
@@ -104,37 +126,29 @@ __attribute__((always_inline)) inline bool codeBlock(const CodedBlock& block, co
                                                      RowWriter* writer) {
   const int difference = block.values[0] - *lastDc;
   *lastDc = block.values[0];
-  const auto dcSize = static_cast<unsigned>(category(difference));
-  if (__builtin_expect(dcSize > kLargestDcSize, 0)) return false;
-  const uint32_t dcCode = dc.symbols[dcSize];
-  writer->put(uint64_t{dcCode >> 8} << dcSize | extraBitsOf(difference, difference >> 31, dcSize),
-              (dcCode & 255) + dcSize);
-
-  int last = 0;
-  if (block.places >> 1 != 0) {
-    uint64_t mask = zigzagMask(block.places & ~uint64_t{1});
-    do {
-      const int k = __builtin_ctzll(mask);
-      mask &= mask - 1;
-      int run = k - last - 1;
-      last = k;
-      const int value = block.values[own_pj_izigzag_index[k]];
-      for (; __builtin_expect(run > 15, 0); run -= 16) {
-        writer->put(ac.symbols[0xF0] >> 8, ac.symbols[0xF0] & 255);
-      }
-      if (__builtin_expect(static_cast<unsigned>(value + kLargestSmall) <= 2 * kLargestSmall, 1)) {
-        const uint32_t code = ac.small[run][value + 32];
-        writer->put(code >> 5, code & 31);
-      } else {
-        const auto size = static_cast<unsigned>(category(value));
-        if (__builtin_expect(size > kLargestAcSize, 0)) return false;
-        const uint32_t code = ac.symbols[static_cast<unsigned>(run) << 4 | size];
-        writer->put(uint64_t{code >> 8} << size | extraBitsOf(value, value >> 31, size),
-                    (code & 255) + size);
-      }
-    } while (mask != 0);
+  if (__builtin_expect(isJoined(0, difference), 1)) {
+    writer->putJoined(dc.joined[kJoinedRuns.centre[0] + difference]);
+  } else if (!putLarge(dc, 0, difference, kLargestDcSize, writer)) {
+    return false;
   }
-  if (last != 63) writer->put(ac.symbols[0] >> 8, ac.symbols[0] & 255);
+
+  uint64_t mask = block.places >> 1 != 0 ? zigzagMask(block.places) >> 1 : 0;
+  const Ipp8u* place = kNaturalPlaces.of;  // of the last coefficient
+  while (mask != 0) {
+    auto run = static_cast<unsigned>(__builtin_ctzll(mask));
+    mask = mask >> run >> 1;
+    place += run + 1;
+    const int value = block.values[*place];
+    for (; __builtin_expect(run > 15, 0); run -= 16) {
+      writer->put(ac.symbols[0xF0] >> 8, ac.symbols[0xF0] & 255);
+    }
+    if (__builtin_expect(isJoined(run, value), 1)) {
+      writer->putJoined(ac.joined[kJoinedRuns.centre[run] + value]);
+    } else if (!putLarge(ac, run, value, kLargestAcSize, writer)) {
+      return false;
+    }
+  }
+  if (place != kNaturalPlaces.of + 63) writer->put(ac.symbols[0] >> 8, ac.symbols[0] & 255);
   return true;
 }
 

@@ -3,6 +3,7 @@
 #ifndef QRX_PRIMITIVES_STRIPS_DECODE_ROW_H_
 #define QRX_PRIMITIVES_STRIPS_DECODE_ROW_H_
 
+#include "primitives/form.h"
 #include "primitives/strips/row_reader.h"
 #include "primitives/transform/inverse_simd.h"
 #include "primitives/zigzag.h"
@@ -35,9 +36,28 @@ constexpr unsigned kUpperRows = 0x0F;
 
 // The symbol at an entry that holds no value; -1 where the primitives have to say what there is.
 inline int symbolAt(const WideTable::Entry& entry, const WideTable& table, RowReader* reader) {
-  if (entry.skip == 0) return reader->longSymbol(table.source);
+  if (entry.skip == 0) {
+    return entry.value == kStrangeSymbol ? -1 : reader->longSymbol(table.source);
+  }
   reader->drop(entry.skip);
   return entry.value;
+}
+
+// Decodes a DC difference. False where the primitives have to do it.
+__attribute__((always_inline)) inline bool decodeDcValue(const WideTable& table, RowReader* reader,
+                                                         Ipp16s* lastDc) {
+  if (!reader->refill()) return false;
+  const WideTable::Entry entry = table.entries[reader->peek()];
+  int difference = entry.value;
+  if (__builtin_expect(entry.bits != 0, 1)) {
+    reader->drop(entry.bits);
+  } else {
+    const int symbol = symbolAt(entry, table, reader);
+    if (symbol < 0) return false;
+    difference = reader->value(symbol & 15);
+  }
+  *lastDc = static_cast<Ipp16s>(*lastDc + difference);
+  return true;
 }
 
 // *rows: bits of the rows that hold AC coefficients. False where the primitives have to decode it.
@@ -45,17 +65,7 @@ __attribute__((always_inline)) inline bool decodeBlock(const WideTable& dc, cons
                                                        RowReader* reader, Ipp16s* lastDc,
                                                        Ipp16s* block, unsigned* rows) {
   __builtin_memset(block, 0, 64 * sizeof(Ipp16s));
-  if (!reader->refill()) return false;
-  const WideTable::Entry first = dc.entries[reader->peek()];
-  int difference = first.value;
-  if (__builtin_expect(first.bits != 0, 1)) {
-    reader->drop(first.bits);
-  } else {
-    const int symbol = symbolAt(first, dc, reader);
-    if (symbol < 0) return false;
-    difference = reader->value(symbol & 15);
-  }
-  *lastDc = static_cast<Ipp16s>(*lastDc + difference);
+  if (!decodeDcValue(dc, reader, lastDc)) return false;
   block[0] = *lastDc;
 
   unsigned used = 0;
@@ -163,6 +173,9 @@ struct McuPlace {
   static constexpr int kLuma = kAcross * kDown;
   static constexpr int kBlocks = kLuma + 2;
 
+  // Of the MCU's block `b`.
+  static constexpr int componentOf(int b) { return b < kLuma ? 0 : b - kLuma + 1; }
+
   // The samples of component `i` of MCU `column`, at line `line`.
   static Ipp8u* samples(const ScanIn& scan, int i, int column, int line) {
     const int width = i == 0 ? 8 * kAcross : 8;
@@ -209,36 +222,74 @@ inline void transformTwoMcus(const ScanIn& scan, int column, const UsedRows (&ro
   }
 }
 
+// The blocks of an MCU by the form's primitive, with the records in force. False where the data is
+// damaged: that block is as far as it was decoded.
+template <int kAcross, int kDown>
+__attribute__((noinline)) bool decodeMcuByPrimitive(const ScanIn& scan, Ipp16s* block,
+                                                    UsedRows* rows) {
+  using Place = McuPlace<kAcross, kDown>;
+  for (int b = 0; b < Place::kBlocks; ++b, block += 64) {
+    const int i = Place::componentOf(b);
+    rows->of[b] = kAllRows;
+    if (FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(scan.bytes, scan.length, scan.position, block,
+                                                 scan.lastDc[i], scan.marker, &scan.dc[i]->source,
+                                                 &scan.ac[i]->source, scan.state) < 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The predictions of a scan while the reader is in force.
+struct Predictions {
+  Ipp16s of[kComponents];
+
+  void load(const ScanIn& scan) {
+    for (int i = 0; i < kComponents; ++i) of[i] = ::load(scan.lastDc[i]);
+  }
+  void store(const ScanIn& scan) const {
+    for (int i = 0; i < kComponents; ++i) ::store(scan.lastDc[i], of[i]);
+  }
+};
+
 template <int kAcross, int kDown>
 inline int decodeRow(const ScanIn& scan, int column, int count) {
   using Place = McuPlace<kAcross, kDown>;
-  if (!RowReader::serves(scan)) return 0;
   RowReader reader(scan);
-  Ipp16s lastDc[kComponents];
-  for (int i = 0; i < kComponents; ++i) lastDc[i] = load(scan.lastDc[i]);
-  Ipp16s* block = scan.blocks + ptrdiff_t{64} * Place::kBlocks * column;
+  Predictions last;
+  last.load(scan);
+  bool reads = RowReader::serves(scan);  // the reader is in force, else the records
+  Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * Place::kBlocks * column;
   UsedRows rows[2];
   int done = 0;
-  for (; done < count; ++done) {
+  for (; done < count; ++done, blocks += 64 * Place::kBlocks) {
+    UsedRows* const used = &rows[done & 1];
     const RowReader readerBefore = reader;
-    Ipp16s dcBefore[kComponents];
-    for (int i = 0; i < kComponents; ++i) dcBefore[i] = lastDc[i];
-    bool decoded = true;
-    for (int b = 0; b < Place::kBlocks && decoded; ++b, block += 64) {
-      const int i = b < Place::kLuma ? 0 : b - Place::kLuma + 1;
-      decoded =
-          decodeBlock(*scan.dc[i], *scan.ac[i], &reader, &lastDc[i], block, &rows[done & 1].of[b]);
+    const Predictions lastBefore = last;
+    bool decoded = reads;
+    for (int b = 0; b < Place::kBlocks && decoded; ++b) {
+      const int i = Place::componentOf(b);
+      decoded = decodeBlock(*scan.dc[i], *scan.ac[i], &reader, &last.of[i], blocks + 64 * b,
+                            &used->of[b]);
     }
     if (__builtin_expect(!decoded, 0)) {
-      reader = readerBefore;
-      for (int i = 0; i < kComponents; ++i) lastDc[i] = dcBefore[i];
-      break;
+      if (reads) {
+        readerBefore.close(scan);
+        lastBefore.store(scan);
+      }
+      const bool isWhole = decodeMcuByPrimitive<kAcross, kDown>(scan, blocks, used);
+      reads = isWhole && RowReader::serves(scan);
+      if (!isWhole) break;
+      reader = RowReader(scan);
+      last.load(scan);
     }
     if ((done & 1) != 0) transformTwoMcus<kAcross, kDown>(scan, column + done - 1, rows);
   }
   if ((done & 1) != 0) transformMcu<kAcross, kDown>(scan, column + done - 1, rows[0]);
-  reader.close(scan);
-  for (int i = 0; i < kComponents; ++i) store(scan.lastDc[i], lastDc[i]);
+  if (reads) {
+    reader.close(scan);
+    last.store(scan);
+  }
   return done;
 }
 
@@ -248,17 +299,41 @@ int decode(const ScanIn& scan, int column, int count) {
                                : decodeRow<2, 2>(scan, column, count);
 }
 
-void transform(const ScanIn& scan, int column, int count) {
-  constexpr UsedRows kAll = {{kAllRows, kAllRows, kAllRows, kAllRows, kAllRows, kAllRows}};
-  for (int i = column; i < column + count; ++i) {
-    if (scan.layout.across == 1) {
-      transformMcu<1, 1>(scan, i, kAll);
-    } else if (scan.layout.down == 1) {
-      transformMcu<2, 1>(scan, i, kAll);
-    } else {
-      transformMcu<2, 2>(scan, i, kAll);
-    }
+// What the transform has to know of the rows of a block.
+inline unsigned rowsInUse(const Ipp16s* block) {
+  using namespace simd;
+  const auto rows = [=](int first) {
+    const auto row = [=](int j) { return Vec128::load(block + 8 * (first + j)); };
+    return bitOr(bitOr(row(0), row(1)), bitOr(row(2), row(3)));
+  };
+  if (!isZero(rows(4))) return kAllRows;
+  const Vec128 upper = rows(0);
+  // The DC coefficient does not count, but what stands below it does.
+  const unsigned ac = ~signs8(equal8(upper, Vec128::all16(0))) & 0xFFFC;
+  return ac == 0 && (block[8] | block[16] | block[24]) == 0 ? 0 : kUpperRows;
+}
+
+template <int kAcross, int kDown>
+inline void transformRow(const ScanIn& scan, int column, int count) {
+  using Place = McuPlace<kAcross, kDown>;
+  const auto rowsOf = [&](int mcu) {
+    const Ipp16s* block = scan.blocks + ptrdiff_t{64} * Place::kBlocks * mcu;
+    UsedRows rows = {};
+    for (int b = 0; b < Place::kBlocks; ++b, block += 64) rows.of[b] = rowsInUse(block);
+    return rows;
+  };
+  int done = 0;
+  for (; done + 1 < count; done += 2) {
+    const UsedRows rows[2] = {rowsOf(column + done), rowsOf(column + done + 1)};
+    transformTwoMcus<kAcross, kDown>(scan, column + done, rows);
   }
+  if (done < count) transformMcu<kAcross, kDown>(scan, column + done, rowsOf(column + done));
+}
+
+void transform(const ScanIn& scan, int column, int count) {
+  if (scan.layout.across == 1) return transformRow<1, 1>(scan, column, count);
+  return scan.layout.down == 1 ? transformRow<2, 1>(scan, column, count)
+                               : transformRow<2, 2>(scan, column, count);
 }
 
 }  // namespace strips

@@ -58,14 +58,14 @@ class RowReader {
   // The next kLookUpBits bits.
   unsigned peek() const { return static_cast<unsigned>(bits_ >> (64 - kLookUpBits)); }
 
-  // The symbol of a code that the look-up does not hold; -1 where the primitives have to find it.
-  int longSymbol(const IppiDecodeHuffmanSpec& spec) {
-    for (int length = kLookUpBits + 1; length <= 16; ++length) {
+  // The symbol of a code that a look-up does not hold; -1 where the primitives have to find it.
+  int longSymbol(const IppiDecodeHuffmanSpec& spec, int shortest = kLookUpBits + 1) {
+    for (int length = shortest; length <= 16; ++length) {
       const int code = static_cast<int>(bits_ >> (64 - length));
-      const int last = spec.maxCode[length];
-      if (code > last || last == 0xFFFF) continue;  // no code, or one of sixteen ones
+      if (!isCodeOf(spec, length, code)) continue;
       drop(length);
-      return spec.values[(spec.valIndex[length] + code - spec.minCode[length]) & 255];
+      const int symbol = symbolOf(spec, length, code);
+      return symbol > kMaxSymbol ? -1 : symbol;
     }
     return -1;
   }
@@ -83,7 +83,7 @@ class RowReader {
     count_ -= n;
   }
 
- private:
+ protected:
   __attribute__((noinline)) static void readStuffed(RowReader* reader) {
     RowReader& r = *reader;
     while (r.count_ <= 56) {

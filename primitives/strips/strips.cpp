@@ -1,10 +1,12 @@
-// The strip routes of one form.
-#include "primitives/strips/strips.h"
-
+// The strip and band routes of one form.
 #include "primitives/form.h"
+#include "primitives/strips/bands.h"
 #ifdef QRX_SCALAR
+#include "primitives/strips/bands_ref.h"
 #include "primitives/strips/strips_ref.h"
 #else
+#include "primitives/strips/bands_in.h"
+#include "primitives/strips/bands_out.h"
 #include "primitives/strips/code_row.h"
 #include "primitives/strips/decode_row.h"
 #include "primitives/strips/to_pixels.h"
@@ -13,3 +15,6 @@
 
 extern "C" const qrx::strips::Routes FORM(strip_routes) = {
     strips::toPlanes, strips::code, strips::decode, strips::transform, strips::toPixels};
+
+extern "C" const qrx::strips::BandRoutes FORM(band_routes) = {
+    strips::keep, strips::gather, strips::code, strips::decodeBand, strips::note};

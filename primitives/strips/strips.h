@@ -5,8 +5,7 @@
 // Each processor form has all routes, in a constant table by slot. Callers read the slot word
 // before each strip, so that a host that changes it is obeyed.
 //
-// A route never fails. Where a strip needs the primitives (room is short, data is damaged or odd)
-// it stops in front of the MCU and says how far it came.
+// Where the wide tables and registers do not serve, a block goes through the form's primitives.
 #ifndef QRX_PRIMITIVES_STRIPS_STRIPS_H_
 #define QRX_PRIMITIVES_STRIPS_STRIPS_H_
 
@@ -50,11 +49,14 @@ struct PixelsIn {
   int lines;       // of the image in this strip, 1 to 8 * layout.down
 };
 
+// What quantisation tables give (32768 for a step of 1); the primitive takes others too.
+constexpr int kLargestMultiplier = 32768;
+
 // What one scan codes with, and where to.
 struct ScanOut {
   Layout layout;
   Planes planes;
-  const Ipp16u* quant[kComponents];  // multipliers of the forward transform
+  const Ipp16u* quant[kComponents];  // of the forward transform, up to kLargestMultiplier
   const WideCodes* dc[kComponents];
   const WideCodes* ac[kComponents];
   Ipp16s* lastDc[kComponents];
@@ -107,8 +109,8 @@ struct Routes {
   int (*code)(const ScanOut& scan, int column, int count, int stopAt);
 
   // Decodes `count` MCUs from `column` on into blocks and planes. Returns how many; fewer where the
-  // next one has to go through the primitives. Blocks that it did not reach, and their samples,
-  // are as before.
+  // data of the next one is damaged or ends. That one's blocks are as far as they were decoded,
+  // what lies behind them and the samples are as before.
   int (*decode)(const ScanIn& scan, int column, int count);
 
   // Blocks of `count` MCUs from `column` on, whatever they hold, to samples.

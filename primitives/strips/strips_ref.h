@@ -112,23 +112,13 @@ void transform(const ScanIn& scan, int column, int count) {
 int decode(const ScanIn& scan, int column, int count) {
   int done = 0;
   for (; done < count; ++done) {
-    const int positionBefore = load(scan.position), markerBefore = load(scan.marker);
-    const IppiDecodeHuffmanState stateBefore = *scan.state;
-    Ipp16s dcBefore[kComponents];
-    for (int i = 0; i < kComponents; ++i) dcBefore[i] = load(scan.lastDc[i]);
     Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * blocksOf(scan.layout) * (column + done);
     const bool decoded = eachBlock(scan.layout, column + done, [&](int i, int b, int, int) {
       return FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(
                  scan.bytes, scan.length, scan.position, blocks + 64 * b, scan.lastDc[i],
                  scan.marker, &scan.dc[i]->source, &scan.ac[i]->source, scan.state) >= 0;
     });
-    if (!decoded) {
-      store(scan.position, positionBefore);
-      store(scan.marker, markerBefore);
-      *scan.state = stateBefore;
-      for (int i = 0; i < kComponents; ++i) store(scan.lastDc[i], dcBefore[i]);
-      break;
-    }
+    if (!decoded) break;
   }
   transform(scan, column, done);
   return done;

@@ -29,13 +29,15 @@ void copySymbols(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
   }
 }
 
-void joinSmallValues(WideCodes* codes, int run) {
-  for (int value = -kLargestSmall; value <= kLargestSmall; ++value) {
-    if (value == 0) continue;
+// The values of one run, as symbols of DC or AC codes.
+void joinRun(WideCodes* codes, int run) {
+  const int half = kJoinedRuns.half[run];
+  for (int value = -half; value < half; ++value) {
     const int size = category(value);
-    const std::uint32_t symbol = codes->symbols[run << 4 | size];
-    const std::uint32_t bits = (symbol >> 8) << size | extraBits(value, size);
-    codes->small[run][value + 32] = bits << 5 | ((symbol & 255) + static_cast<unsigned>(size));
+    const std::uint32_t code = codes->symbols[run << 4 | size];
+    const std::uint32_t bits = (code >> 8) << size | extraBits(value, size);
+    codes->joined[kJoinedRuns.centre[run] + value] =
+        bits << 5 | ((code & 255) + static_cast<unsigned>(size));
   }
 }
 
@@ -67,28 +69,51 @@ WideTable::Entry makeEntry(int value, int bits, int skip) {
           static_cast<std::uint8_t>(skip)};
 }
 
-// Every continuation of every code, with the value behind the code where it fits. `skipOf` tells
-// the skip of a symbol.
-template <typename SkipOf>
-void makeEntries(const IppiDecodeHuffmanSpec& spec, WideTable* table, SkipOf skipOf) {
+// A symbol and its code's length; 0 where no code is whole.
+struct Code {
+  int symbol, length;
+};
+
+// What the primitives find at the head of `bits`, whatever the record holds: a caller may have
+// written it.
+Code codeIn(const IppiDecodeHuffmanSpec& spec, unsigned bits) {
+  const std::uint32_t entry = spec.lookup[bits >> (kLookUpBits - 8)];
+  if (lengthOf(entry) - 1 < 8) {
+    return {static_cast<int>(entry & 0xFFFF), static_cast<int>(lengthOf(entry))};
+  }
+  for (int length = 9; length <= kLookUpBits; ++length) {
+    const auto code = static_cast<int>(bits >> (kLookUpBits - length));
+    if (isCodeOf(spec, length, code)) return {symbolOf(spec, length, code), length};
+  }
+  return {0, 0};
+}
+
+// `entryOf` makes an entry of a symbol, its code's length, and the bits behind the code with their
+// number.
+template <typename EntryOf>
+void makeEntries(const IppiDecodeHuffmanSpec& spec, WideTable* table, EntryOf entryOf) {
   if (table->made && isMadeFrom(table->source, spec)) return;
   table->source = spec;
   table->made = true;
-  std::memset(table->entries, 0, sizeof table->entries);
-  for (int length = 1; length <= kLookUpBits; ++length) {
-    const unsigned first = spec.minCode[length], last = spec.maxCode[length];
-    const int spare = kLookUpBits - length;
-    for (unsigned code = first; code <= last && code < 1u << length; ++code) {
-      if (last == 0xFFFF) break;  // no code of this length
-      const int symbol = spec.values[(spec.valIndex[length] + code - first) & 255] & 255;
-      const int size = symbol & 15;
-      for (unsigned rest = 0; rest < 1u << spare; ++rest) {
-        table->entries[code << spare | rest] =
-            size <= spare ? makeEntry(valueIn(rest, spare, size), length + size, skipOf(symbol))
-                          : makeEntry(symbol, 0, length);
-      }
+  for (unsigned bits = 0; bits < 1u << kLookUpBits; ++bits) {
+    const Code code = codeIn(spec, bits);
+    WideTable::Entry& entry = table->entries[bits];
+    if (code.length == 0) {
+      entry = makeEntry(0, 0, 0);
+    } else if (code.symbol > kMaxSymbol) {
+      entry = makeEntry(kStrangeSymbol, 0, 0);
+    } else {
+      const int spare = kLookUpBits - code.length;
+      entry = entryOf(code.symbol, code.length, bits & ((1u << spare) - 1), spare);
     }
   }
+}
+
+// An entry of a symbol whose low four bits are the size of the value behind it.
+WideTable::Entry valueEntry(int symbol, int length, unsigned rest, int spare, int skip) {
+  const int size = symbol & 15;
+  return size <= spare ? makeEntry(valueIn(rest, spare, size), length + size, skip)
+                       : makeEntry(symbol, 0, length);
 }
 
 }  // namespace
@@ -99,6 +124,7 @@ bool makeDcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
   copySymbols(spec, codes);
   codes->complete = true;
   for (int size = 0; size <= kLargestDcSize; ++size) codes->complete &= codes->symbols[size] != 0;
+  joinRun(codes, 0);
   return codes->complete;
 }
 
@@ -111,19 +137,32 @@ bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
     for (int size = 1; size <= kLargestAcSize; ++size) {
       codes->complete &= codes->symbols[run << 4 | size] != 0;
     }
-    joinSmallValues(codes, run);
+    joinRun(codes, run);
   }
   return codes->complete;
 }
 
 void makeDcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
-  makeEntries(spec, table, [](int) { return 0; });
+  makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
+    return valueEntry(symbol, length, rest, spare, 0);
+  });
 }
 
 void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
-  // A size of 0 ends the block, but for the symbol of 16 zeros.
-  makeEntries(spec, table, [](int symbol) {
-    return (symbol & 15) != 0 || symbol == 0xF0 ? (symbol >> 4) + 1 : kEndOfBlock;
+  makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
+    // A size of 0 ends the block, but for the symbol of 16 zeros.
+    const bool goesOn = (symbol & 15) != 0 || symbol == 0xF0;
+    return valueEntry(symbol, length, rest, spare, goesOn ? (symbol >> 4) + 1 : kEndOfBlock);
+  });
+}
+
+void makeBandTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+  makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
+    const int run = symbol >> 4;
+    if ((symbol & 15) != 0) return valueEntry(symbol, length, rest, spare, run + 1);
+    if (run == 15 || run > spare) return makeEntry(symbol, 0, length);
+    const int more = (1 << run) - 1 + static_cast<int>(rest >> (spare - run));
+    return makeEntry(more, length + run, kEndOfBlock);
   });
 }
 

@@ -9,16 +9,36 @@
 
 namespace qrx::strips {
 
-constexpr int kLargestSmall = 31;   // values up to here have their bits in the table of codes
 constexpr int kLargestAcSize = 10;  // of 8-bit samples (T.81 table F.2)
 constexpr int kLargestDcSize = 11;  // T.81 table F.1
+
+// Where the codes of AC values stand that have their bits in one look-up: after short runs large
+// values are common, after long ones they are not.
+struct JoinedRuns {
+  int16_t half[16];    // by run: values from -half to half - 1 are there
+  int16_t centre[16];  // the place of value 0
+};
+constexpr JoinedRuns joinedRuns() {
+  JoinedRuns runs = {};
+  int next = 0;
+  for (int run = 0; run < 16; ++run) {
+    const int half = run == 0 ? 512 : run == 1 ? 256 : run < 4 ? 128 : 32;
+    runs.half[run] = static_cast<int16_t>(half);
+    runs.centre[run] = static_cast<int16_t>(next + half);
+    next += 2 * half;
+  }
+  return runs;
+}
+constexpr JoinedRuns kJoinedRuns = joinedRuns();
+constexpr int kJoinedCodes = kJoinedRuns.centre[15] + kJoinedRuns.half[15];
 
 // For coding.
 struct WideCodes {
   IppiEncodeHuffmanSpec source;  // that it was made from
   bool complete;                 // whether the record had every code that 8-bit samples take
-  // By run and value + 32: code and extra bits, above five bits with their length together.
-  uint32_t small[16][64];
+  // Code and extra bits of a value, above five bits with their length together, by kJoinedRuns; DC
+  // differences as after run 0.
+  uint32_t joined[kJoinedCodes];
   // By symbol: the code, above eight bits with its length.
   uint32_t symbols[256];
 };
@@ -29,11 +49,24 @@ bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes);
 
 constexpr int kLookUpBits = 11;
 constexpr int kEndOfBlock = 80;  // a skip that leads further than any run
+constexpr int kMaxSymbol = 255;
+constexpr int kStrangeSymbol = -1;  // a value: the symbol is above kMaxSymbol
+
+// The search of the primitives among the codes of one length (T.81 F.2.2.3). A table may end in the
+// code of 16 ones, which as maxCode looks like none.
+static inline bool isCodeOf(const IppiDecodeHuffmanSpec& spec, int length, int code) {
+  const int last = spec.maxCode[length];
+  return code <= last && (last != 0xFFFF || spec.minCode[length] != 0);
+}
+static inline int symbolOf(const IppiDecodeHuffmanSpec& spec, int length, int code) {
+  return spec.values[(spec.valIndex[length] + code - spec.minCode[length]) & 255];
+}
 
 // For decoding.
 struct WideTable {
   // What the next kLookUpBits bits begin with. Where they hold a code but not all that follows it,
   // `bits` is 0, `value` the symbol and `skip` the code's length; without a whole code all are 0.
+  // A record that was not made of lists may hold symbols that are none; the primitives take those.
   struct Entry {
     int16_t value;
     uint8_t bits;  // of the code and the value behind it
@@ -47,6 +80,10 @@ struct WideTable {
 
 void makeDcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
 void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
+
+// For first scans of a band. A skip of kEndOfBlock ends the block and `value` more blocks with it;
+// the symbol of 16 zeros stands without bits.
+void makeBandTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
 
 // The places of a row's coefficients in zig-zag order as bits of a mask, by which of the eight are
 // not zero.

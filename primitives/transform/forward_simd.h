@@ -50,8 +50,9 @@ inline Vec forwardRow(Vec row, const ForwardPairs& factors) {
                   outputs(factors.upper01, factors.upper23));
 }
 
-// Products with 15 fraction bits, rounded to the nearest integer, ties to even. A multiplier may be
-// 32768, so that its negative is what fits a signed lane. Coefficients are those of 8-bit samples.
+// Products with 15 fraction bits, rounded to the nearest integer, ties to even, for multipliers up
+// to 32768, which quantisation tables give: the negative fits a signed lane. Coefficients are those
+// of 8-bit samples.
 template <typename Vec>
 inline Vec quantise(Vec coefficient, Vec multiplier) {
   const Vec negative = sub16(Vec::all16(0), multiplier);
@@ -70,13 +71,40 @@ inline Vec quantise(Vec coefficient, Vec multiplier) {
 #endif
 }
 
-// Samples less 128 become quantised coefficients, in place.
+// The same for any multiplier of 16 bits, in lanes of 32.
 template <typename Vec>
+inline Vec quantiseByAny(Vec coefficient, Vec multiplier) {
+  const Vec low = lowerProduct(coefficient, multiplier);
+  // Where the multiplier's top bit is set, the signed product lacks one coefficient above.
+  const Vec missing = bitAnd(coefficient, signedRight16<15>(multiplier));
+  const Vec upper = add16(upperProduct(coefficient, multiplier), missing);
+  const auto round = [](Vec product) {
+    const Vec odd = bitAnd(signedRight32<15>(product), Vec::all32(1));
+    return signedRight32<15>(add32(add32(product, Vec::all32(16383)), odd));
+  };
+  return narrow32(round(interleaveLow16(low, upper)), round(interleaveHigh16(low, upper)));
+}
+
+enum class Multipliers { kOfTables, kAny };
+
+inline Multipliers kindOf(const Ipp16u* pQuantFwdTable) {
+  Vec128 above = Vec128::all16(0);
+  for (int j = 0; j < 8; ++j) {
+    const Vec128 less = sub16(Vec128::load(pQuantFwdTable + 8 * j), Vec128::all16(1));
+    above = bitOr(above, less);  // the top bit of those from 32769 on, and of 0
+  }
+  return signs8(above) & 0xAAAA ? Multipliers::kAny : Multipliers::kOfTables;
+}
+
+// Samples less 128 become quantised coefficients, in place.
+template <Multipliers kMultipliers = Multipliers::kOfTables, typename Vec>
 inline void forwardTransform(Rows<Vec>* block, const Ipp16u* pQuantFwdTable) {
   forwardColumns<Lanes<Vec>>(block->row);
   for (int j = 0; j < 8; ++j) {
     const Vec multipliers = Vec::repeat(Vec128::load(pQuantFwdTable + 8 * j));
-    block->row[j] = quantise(forwardRow(block->row[j], kForwardPairs.row[j]), multipliers);
+    const Vec row = forwardRow(block->row[j], kForwardPairs.row[j]);
+    block->row[j] = kMultipliers == Multipliers::kAny ? quantiseByAny(row, multipliers)
+                                                      : quantise(row, multipliers);
   }
 }
 
@@ -89,7 +117,11 @@ inline void forwardBlock(const Ipp8u* pSrc, int srcStep, Ipp16s* pDst,
                          const Ipp16u* pQuantFwdTable) {
   Rows<Vec128> block;
   for (int j = 0; j < 8; ++j) block.row[j] = levelShifted(rowAt(pSrc, j, srcStep));
-  forwardTransform(&block, pQuantFwdTable);
+  if (kindOf(pQuantFwdTable) == Multipliers::kAny) {
+    forwardTransform<Multipliers::kAny>(&block, pQuantFwdTable);
+  } else {
+    forwardTransform(&block, pQuantFwdTable);
+  }
   for (int j = 0; j < 8; ++j) store(pDst + 8 * j, block.row[j]);
 }
 

@@ -107,10 +107,9 @@ struct CodingTables {
   strips::WideCodes dc[2] = {}, ac[2] = {};
   std::array<Ipp16u, 64> quant[2] = {};
 
-  CodingTables(const HuffmanList& dcList, const HuffmanList& acList) {
+  CodingTables(EncodeTable& dcTable, EncodeTable& acTable) {
     for (int i = 0; i < 2; ++i) {
-      EncodeTable dcSpec(dcList), acSpec(acList);
-      usable = makeDcCodes(*dcSpec.get(), &dc[i]) && makeAcCodes(*acSpec.get(), &ac[i]);
+      usable = makeDcCodes(*dcTable.get(), &dc[i]) && makeAcCodes(*acTable.get(), &ac[i]);
     }
   }
   strips::ScanOut scan(Layout layout, const strips::Planes& planes, CodingRun& run) const {
@@ -150,10 +149,10 @@ struct DecodingTables {
   strips::WideTable dc[2] = {}, ac[2] = {};
   std::array<Ipp16u, 64> quant[2] = {};
 
-  DecodingTables(const HuffmanList& dcList, const HuffmanList& acList) {
+  DecodingTables(DecodeTable& dcTable, DecodeTable& acTable) {
     for (int i = 0; i < 2; ++i) {
-      makeDcTable(*DecodeTable(dcList).get(), &dc[i]);
-      makeAcTable(*DecodeTable(acList).get(), &ac[i]);
+      makeDcTable(*dcTable.get(), &dc[i]);
+      makeAcTable(*acTable.get(), &ac[i]);
     }
   }
 };
@@ -166,8 +165,8 @@ struct DecodingRun {
   std::array<Ipp16s, 3> lastDc = {};
   DecodeState state = {};
 
-  DecodingRun(Layout layout, int mcus)
-      : planes(layout, mcus, Fence::kAfter), blocks(size_t(64 * blocksOf(layout) * mcus), 77) {
+  DecodingRun(Layout layout, int mcus, Fence fence)
+      : planes(layout, mcus, fence), blocks(size_t(64 * blocksOf(layout) * mcus), 77) {
     planes.fill([] { return 99; });
   }
   bool operator==(const DecodingRun& other) const {
@@ -194,11 +193,10 @@ struct DecodingRun {
   }
 };
 
-inline int decodeBy(const Routes& routes, const strips::ScanIn& scan, int count) {
-  const auto by = [&](const Routes& some) {
-    return [&](int column, int left) { return some.decode(scan, column, left); };
-  };
-  const int done = runToEnd(count, by(routes), by(ref_strip_routes));
+// Decodes a row in two parts, as where a restart marker stands between them.
+inline int decodeBy(const Routes& routes, const strips::ScanIn& scan, int first, int count) {
+  int done = routes.decode(scan, 0, first);
+  if (done == first) done += routes.decode(scan, first, count - first);
   routes.transform(scan, done, count - done);
   return done;
 }

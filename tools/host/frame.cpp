@@ -8,7 +8,6 @@
 namespace qrx::tool {
 namespace {
 
-constexpr std::uint32_t kRgba = 6408;  // OpenGL's number; the bytes are B, G, R, A
 constexpr std::uint8_t kBackground = 128;
 
 void takeFrame(std::uint8_t* data, std::uint32_t size, void* userData) {
@@ -44,7 +43,7 @@ DecodedFrame decompressFrame(codec::Decompressor& decompressor, std::span<const 
   const Buffer buffer{nullptr, stream.data(), static_cast<std::uint32_t>(stream.size())};
   StderrCapture capture;
   const bool accepted =
-      decompressor.decompress(&buffer, Image::kBytesPerPixel, kRgba, pixels.data(),
+      decompressor.decompress(&buffer, Image::kBytesPerPixel, codec::kFormatRgba, pixels.data(),
                               static_cast<std::uint32_t>(pixels.size()));
   result.messages = capture.finish();
   if (!accepted) result.messages += "the library refused the call\n";

@@ -10,7 +10,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::uint32_t kRgba = 6408;
 constexpr std::uint32_t kFarAhead = 1024;  // an index beyond the expected one by more is damage
 constexpr milliseconds kQuiet{40};         // reordering has settled by then
 constexpr milliseconds kAskAgain{120};
@@ -65,7 +64,8 @@ Verdict FrameAssembler::examine(Buffer& buffer, const Packet& packet, Placement&
   placement.index = decompressor_.getIndex(&buffer);
   placement.cells = *cells;
   placement.mcuShape = head->mcuShape;
-  placement.outputSize = decompressor_.getOutputSize(&buffer, Image::kBytesPerPixel, kRgba);
+  placement.outputSize =
+      decompressor_.getOutputSize(&buffer, Image::kBytesPerPixel, codec::kFormatRgba);
   const double coverage = decompressor_.percentCoverage(&buffer);
   if (std::abs(coverage - 100.0 * cells->count / cells->total()) > 0.001) return Verdict::kBadHead;
 
@@ -109,8 +109,8 @@ Verdict FrameAssembler::decode(Buffer& buffer, const Placement& placement,
                                std::vector<std::uint8_t>& staging) {
   const Clock::time_point start = Clock::now();
   staging.resize(std::max<std::size_t>(staging.size(), placement.outputSize));
-  const bool decoded = decompressor_.decompressTile(&buffer, Image::kBytesPerPixel, kRgba,
-                                                    staging.data(), placement.outputSize);
+  const bool decoded = decompressor_.decompressTile(
+      &buffer, Image::kBytesPerPixel, codec::kFormatRgba, staging.data(), placement.outputSize);
   const auto took =
       std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start).count();
   const std::lock_guard lock(mutex_);

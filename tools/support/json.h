@@ -29,6 +29,7 @@ class JsonWriter {
     return key(name).value(v...);
   }
 
+  const std::string& text() const { return text_; }
   // Writes the text and a line feed to standard output.
   void print() const;
 

@@ -38,9 +38,11 @@ int writeStrips(CJPEGEncoder& e) {
 }  // namespace
 }  // namespace qrx::jpeg
 
+using namespace qrx::jpeg;
+
 int CJPEGEncoder::WriteImageBaseline() {
-  QRX_TRY(qrx::jpeg::initFor(*this, JPEG_MODE_BASELINE));
-  QRX_TRY(qrx::jpeg::writeHeaders(*this));
-  QRX_TRY(qrx::jpeg::writeStrips(*this));
+  QRX_TRY(initFor(*this, JPEG_MODE_BASELINE));
+  QRX_TRY(writeHeaders(*this));
+  QRX_TRY(writeStrips(*this));
   return WriteEOI();
 }

@@ -4,7 +4,6 @@
 #include "codecs/jpeg/library/colour_stage.h"
 
 #include <cstring>
-#include <new>
 
 #include "codecs/jpeg/library/encoder_room.h"
 #include "codecs/jpeg/library/encoder_stages.h"
@@ -64,11 +63,8 @@ struct Pixels {
 int dropFourthBytes(CJPEGEncoder& e, Pixels* pixels, IppiSize region) {
   EncoderRoom& room = *EncoderRoom::of(e);
   const int step = 3 * region.width;
-  const std::int64_t size = std::int64_t{step} * e.mcu_height;
-  if (room.pixelsSize < size || room.pixelsSize > 2 * size) {
-    room.pixels.reset(new (std::nothrow) Ipp8u[static_cast<std::size_t>(size)]);
-    room.pixelsSize = room.pixels != nullptr ? size : 0;
-    if (room.pixels == nullptr) return JPEG_OUT_OF_MEMORY;
+  if (!fitBuffer(&room.pixels, &room.pixelsSize, std::int64_t{step} * e.mcu_height)) {
+    return JPEG_OUT_OF_MEMORY;
   }
   QRX_TRY(
       resultOf(ippiCopy_8u_AC4C3R(pixels->first, pixels->step, room.pixels.get(), step, region)));

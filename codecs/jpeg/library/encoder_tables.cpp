@@ -2,7 +2,7 @@
 #include "codecs/jpeg/library/table_lists.h"
 #include "qrx/jpeg_encoder.h"
 
-using qrx::jpeg::resultOf;
+using namespace qrx::jpeg;
 
 CJPEGEncoderQuantTable::CJPEGEncoderQuantTable()
     : id(0),
@@ -16,7 +16,7 @@ CJPEGEncoderQuantTable::CJPEGEncoderQuantTable()
 CJPEGEncoderQuantTable::~CJPEGEncoderQuantTable() { ready = 0; }
 
 int CJPEGEncoderQuantTable::Init(int idAndPrecision, int quality, const Ipp8u* source) {
-  QRX_TRY(qrx::jpeg::scaleQuantTable(this, idAndPrecision, quality, source));
+  QRX_TRY(scaleQuantTable(this, idAndPrecision, quality, source));
   QRX_TRY(resultOf(ippiQuantFwdTableInit_JPEG_8u16u(raw, fwd_table)));
   ready = 1;
   return JPEG_NO_ERROR;
@@ -34,12 +34,12 @@ int CJPEGEncoderHuffmanTable::Create() {
 
 int CJPEGEncoderHuffmanTable::Init(int tableId, int tableClass, const Ipp8u* listBits,
                                    const Ipp8u* listValues) {
-  return qrx::jpeg::initHuffmanTable(this, &hclass, tableId, tableClass, listBits, listValues,
-                                     ippiEncodeHuffmanSpecInit_JPEG_8u);
+  return initHuffmanTable(this, &hclass, tableId, tableClass, listBits, listValues,
+                          ippiEncodeHuffmanSpecInit_JPEG_8u);
 }
 
 int CJPEGEncoderHuffmanTable::Destroy() {
-  qrx::jpeg::clearHuffmanTable(this, &hclass);
+  clearHuffmanTable(this, &hclass);
   return JPEG_NO_ERROR;
 }
 

@@ -53,10 +53,12 @@ int restartInterval(CJPEGEncoder& encoder, const Scan& scan) {
 
 }  // namespace qrx::jpeg
 
+using namespace qrx::jpeg;
+
 int CJPEGEncoder::ProcessRestart(const int* indices, int ss, int se, int ah, int al) {
-  return qrx::jpeg::restartInterval(*this, qrx::jpeg::scanAt(indices, ss, se, ah, al));
+  return restartInterval(*this, scanAt(indices, ss, se, ah, al));
 }
 
 int CJPEGEncoder::TerminatePacket(const int* indices, int ss, int se, int ah, int al) {
-  return qrx::jpeg::endInterval(*this, qrx::jpeg::scanAt(indices, ss, se, ah, al));
+  return endInterval(*this, scanAt(indices, ss, se, ah, al));
 }

@@ -62,8 +62,10 @@ int writeLossless(CJPEGEncoder& e) {
 }  // namespace
 }  // namespace qrx::jpeg
 
+using namespace qrx::jpeg;
+
 int CJPEGEncoder::WriteImageLossless() {
-  const int result = qrx::jpeg::writeLossless(*this);
+  const int result = writeLossless(*this);
   // Lossless gives these fields a meaning of its own; the next image may be of another mode.
   scan_start = 0;
   scan_end = 63;

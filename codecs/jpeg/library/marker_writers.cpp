@@ -68,7 +68,7 @@ int CJPEGEncoder::WriteRST(int number) {
 
 int CJPEGEncoder::WriteAPP0() {
   QRX_TRY(beginSegment(stream, kMarkerAPP0, 16));
-  writeText(stream, {"JFIF", 5});
+  writeText(stream, {"JFIF\0", 5});
   stream._WRITE_WORD(0x0102);  // version
   stream._WRITE_BYTE(0);       // density without a unit
   stream._WRITE_WORD(1);

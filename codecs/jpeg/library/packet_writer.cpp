@@ -159,20 +159,22 @@ class PacketRun {
 }  // namespace
 }  // namespace qrx::jpeg
 
+using namespace qrx::jpeg;
+
 int CJPEGEncoder::WritePDK(udp_header* header, int position, int x, int y, int width, int height,
                            int count, bool patch, bool last) {
   const int end = stream.position;
   if (patch) {
-    header->mcuCount = qrx::jpeg::low16(count);
-    header->dataEnd = qrx::jpeg::low16(end - position - 2);
-    header->width = qrx::jpeg::low16(width);
-    header->height = qrx::jpeg::low16(height);
-    header->x = qrx::jpeg::low16(x);
-    header->y = qrx::jpeg::low16(y);
+    header->mcuCount = low16(count);
+    header->dataEnd = low16(end - position - 2);
+    header->width = low16(width);
+    header->height = low16(height);
+    header->x = low16(x);
+    header->y = low16(y);
     stream.position = position;
   }
-  if (last) header->index = qrx::jpeg::negated(header->index);
-  if (qrx::jpeg::needRoom(stream, qrx::jpeg::kLongestHead) != JPEG_NO_ERROR) {
+  if (last) header->index = negated(header->index);
+  if (needRoom(stream, kLongestHead) != JPEG_NO_ERROR) {
     stream.position = end;
     return JPEG_BUFFER_TOO_SMALL;
   }
@@ -184,13 +186,13 @@ int CJPEGEncoder::WritePDK(udp_header* header, int position, int x, int y, int w
   if (patch) {
     stream.position = end;  // the components' bytes are there
   } else {
-    qrx::jpeg::writeComponents(*this);
+    writeComponents(*this);
   }
   return JPEG_NO_ERROR;
 }
 
 int CJPEGEncoder::WriteImageBaselineCB(int*, udp_header* header, Ipp8u* buffer,
                                        void (*emit)(Ipp8u*, int, void*), void* context) {
-  QRX_TRY(qrx::jpeg::initFor(*this, JPEG_MODE_BASELINE));
-  return qrx::jpeg::PacketRun(*this, header, buffer, emit, context).write();
+  QRX_TRY(initFor(*this, JPEG_MODE_BASELINE));
+  return PacketRun(*this, header, buffer, emit, context).write();
 }

@@ -17,21 +17,24 @@ std::int64_t stepFor(std::int64_t width) {
 
 }  // namespace
 
+bool fitBuffer(std::unique_ptr<Ipp8u[]>* buffer, std::int64_t* held, std::int64_t size) {
+  if (*held >= size && *held <= 2 * size) return true;
+  buffer->reset();  // never both at once
+  buffer->reset(new (std::nothrow) Ipp8u[static_cast<std::size_t>(size)]);
+  *held = *buffer != nullptr ? size : 0;
+  return *buffer != nullptr;
+}
+
 bool PlaneRoom::fit(strips::Layout layout, int mcus) {
   const std::int64_t width = std::int64_t{8} * (mcus + mcus % 2);
   const std::int64_t lumaStep = stepFor(layout.across * width), chromaStep = stepFor(width);
-  const std::int64_t luma = 8 * layout.down * lumaStep, chroma = 8 * chromaStep;
+  const std::int64_t luma = 8 * layout.down * lumaStep, chroma = 9 * chromaStep;
   const std::int64_t size = luma + 2 * chroma + kCacheLine;
-  if (size_ < size || size_ > 2 * size) {
-    memory_.reset();  // never both at once
-    memory_.reset(new (std::nothrow) Ipp8u[static_cast<std::size_t>(size)]);
-    size_ = memory_ != nullptr ? size : 0;
-    if (memory_ == nullptr) return false;
-  }
+  if (!fitBuffer(&memory_, &size_, size)) return false;
   const auto start = reinterpret_cast<std::uintptr_t>(memory_.get());
   Ipp8u* const first = memory_.get() + (-start & (kCacheLine - 1)) + strips::kGuard;
   planes_ = {
-      {first, first + luma, first + luma + chroma},
+      {first, first + luma + chromaStep, first + luma + chroma + chromaStep},
       {static_cast<int>(lumaStep), static_cast<int>(chromaStep), static_cast<int>(chromaStep)}};
   return true;
 }

@@ -9,11 +9,16 @@
 
 namespace qrx::jpeg {
 
+// Sees to room for `size` bytes, at most twice as many, whose content is not kept. False without
+// memory.
+bool fitBuffer(std::unique_ptr<Ipp8u[]>* buffer, std::int64_t* held, std::int64_t size);
+
 class PlaneRoom {
  public:
   // Makes room for strips of `mcus` MCUs, at most twice what they need. False without memory.
   bool fit(strips::Layout layout, int mcus);
 
+  // Above each plane of chroma there is room for one line more, with its guards.
   const strips::Planes& planes() const { return planes_; }
 
  private:

@@ -158,21 +158,22 @@ int flushProgressive(CJPEGEncoder& e, const Scan& scan) {
 
 }  // namespace qrx::jpeg
 
+using namespace qrx::jpeg;
+
 int CJPEGEncoder::GenerateHuffmanTables(int count, const int* indices, int ss, int se, int ah,
                                         int al) {
   ScanRecord scan;
-  QRX_TRY(qrx::jpeg::scanOf(count, indices, ss, se, ah, al, &scan));
-  return qrx::jpeg::buildScanTables(*this, scan);
+  QRX_TRY(scanOf(count, indices, ss, se, ah, al, &scan));
+  return buildScanTables(*this, scan);
 }
 
 int CJPEGEncoder::EncodeScan(int count, const int* indices, int ss, int se, int ah, int al) {
   ScanRecord scan;
-  QRX_TRY(qrx::jpeg::scanOf(count, indices, ss, se, ah, al, &scan));
-  return qrx::jpeg::encodeScan(*this, scan);
+  QRX_TRY(scanOf(count, indices, ss, se, ah, al, &scan));
+  return encodeScan(*this, scan);
 }
 
 int CJPEGEncoder::ProcessRestart(int statistics[][256], const int* indices, int ss, int se, int ah,
                                  int al) {
-  return qrx::jpeg::restartStatistics(*this, qrx::jpeg::scanAt(indices, ss, se, ah, al),
-                                      statistics);
+  return restartStatistics(*this, scanAt(indices, ss, se, ah, al), statistics);
 }

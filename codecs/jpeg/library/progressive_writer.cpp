@@ -84,19 +84,21 @@ int writeScans(CJPEGEncoder& e) {
 }  // namespace
 }  // namespace qrx::jpeg
 
+using namespace qrx::jpeg;
+
 int CJPEGEncoder::WriteImageProgressive() {
-  QRX_TRY(qrx::jpeg::initFor(*this, JPEG_MODE_PROGRESSIVE));
-  QRX_TRY(qrx::jpeg::writeFrameHeaders(*this));
-  QRX_TRY(qrx::jpeg::fillCoefficients(*this));
-  QRX_TRY(qrx::jpeg::writeScans(*this));
+  QRX_TRY(initFor(*this, JPEG_MODE_PROGRESSIVE));
+  QRX_TRY(writeFrameHeaders(*this));
+  QRX_TRY(fillCoefficients(*this));
+  QRX_TRY(writeScans(*this));
   return WriteEOI();
 }
 
 int CJPEGEncoder::PerformDCT() {
   const auto open = [] { return JPEG_NO_ERROR; };
-  return qrx::jpeg::walkOf(*this).mcus(
-      mcus_down, open, [this](CJPEGColorComponent& c, const qrx::jpeg::BlockPlace& place) {
-        return qrx::jpeg::transformBlock(*this, c, {c.ss_buffer, strip_stride}, place,
-                                         coefficients + 64 * place.index);
-      });
+  return walkOf(*this).mcus(mcus_down, open,
+                            [this](CJPEGColorComponent& c, const BlockPlace& place) {
+                              return transformBlock(*this, c, {c.ss_buffer, strip_stride}, place,
+                                                    coefficients + 64 * place.index);
+                            });
 }

@@ -29,6 +29,12 @@ bool hasRouteStream(const CJPEGEncoder& e) {
 // Those of the slot in force.
 const strips::Routes& routes() { return *strips::kRoutes[ippJumpIndexForMergedLibs]; }
 
+// Whether the routes multiply by such a table: one that a quantisation table gives.
+bool isRouteTable(const Ipp16u* multipliers) {
+  return std::all_of(multipliers, multipliers + 64,
+                     [](Ipp16u m) { return m <= strips::kLargestMultiplier; });
+}
+
 }  // namespace
 
 StripCoder::StripCoder(CJPEGEncoder& encoder) : encoder_(encoder), walk_(walkOf(encoder)) {}
@@ -49,6 +55,7 @@ bool StripCoder::takeRoute() {
   for (int i = 0; i < strips::kComponents; ++i) {
     CJPEGColorComponent& c = *e.components[i];
     scan_.quant[i] = e.quant_tables[c.q_selector].fwd_table;
+    if (!isRouteTable(scan_.quant[i])) return false;
     scan_.dc[i] = &room->dcCodes[c.dc_selector];
     scan_.ac[i] = &room->acCodes[c.ac_selector];
     scan_.lastDc[i] = &c.last_dc;

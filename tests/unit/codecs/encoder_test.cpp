@@ -38,6 +38,41 @@ TEST(ByteStream, WritesAndReadsBigEndianUpToItsEnd) {
   EXPECT_EQ(word, 0x2345);
 }
 
+// Callers are compiled against the fields' places.
+template <typename Object, typename... Fields>
+std::vector<std::ptrdiff_t> placesIn(const Object& object, const Fields&... fields) {
+  const auto* const base = reinterpret_cast<const char*>(&object);
+  return {reinterpret_cast<const char*>(&fields) - base...};
+}
+
+TEST(Encoder, KeepsItsFieldsInTheirPlaces) {
+  using Places = std::vector<std::ptrdiff_t>;
+  const CJPEGEncoder e;
+  EXPECT_EQ(placesIn(e, e.source_data, e.source_width, e.source_height, e.source_step,
+                     e.source_channels, e.source_color, e.stream, e.component_count, e.precision,
+                     e.sampling, e.jpeg_color, e.quality, e.restart_interval, e.mode, e.mcus_across,
+                     e.mcus_down, e.mcu_width, e.mcu_height),
+            (Places{8, 16, 20, 24, 28, 32, 40, 56, 60, 64, 68, 72, 76, 80, 84, 88, 92, 96}));
+  EXPECT_EQ(placesIn(e, e.strip_stride, e.strip_rows, e.pad_columns, e.pad_rows, e.restarts_to_go,
+                     e.next_restart, e.scan_count, e.scan_start, e.scan_end, e.approx_low,
+                     e.approx_high, e.predictor, e.point_transform, e.scan_script, e.coefficients,
+                     e.components, e.quant_tables, e.dc_tables, e.ac_tables, e.huffman_state),
+            (Places{100, 104, 108, 112, 116, 120, 124, 128,  132,  136,
+                    140, 144, 148, 152, 160, 168, 200, 1384, 2568, 3752}));
+  const CJPEGColorComponent c;
+  EXPECT_EQ(
+      placesIn(c, c.id, c.comp_no, c.hsampling, c.vsampling, c.h_factor, c.v_factor, c.nblocks,
+               c.q_selector, c.dc_selector, c.ac_selector, c.ac_scan_done, c.last_dc, c.cc_buffer,
+               c.ss_buffer, c.row_buffer, c.spare_buffer, c.curr_row, c.prev_row),
+      (Places{8, 12, 16, 20, 24, 28, 32, 36, 40, 44, 48, 52, 56, 64, 72, 80, 88, 96}));
+  const CJPEGEncoderQuantTable& q = e.quant_tables[0];
+  EXPECT_EQ(placesIn(q, q.id, q.precision, q.raw, q.fwd_table, q.ready),
+            (Places{8, 12, 16, 24, 32}));
+  const CJPEGEncoderHuffmanTable& h = e.dc_tables[0];
+  EXPECT_EQ(placesIn(h, h.id, h.hclass, h.bits, h.values, h.spec), (Places{8, 12, 16, 32, 288}));
+  EXPECT_EQ(sizeof(CJPEGColorComponent), 104u);
+}
+
 TEST(Coders, ReadTheSameClock) {
   const std::uint64_t before = CJPEGEncoder::getRTClock();
   EXPECT_GT(CJPEGDecoder::getRTClock(), before);
@@ -342,6 +377,20 @@ TEST(ProgressiveWriter, ScansByTheScript) {
     // One table for each AC scan; for the first DC scan one or two; none for its refinement.
     EXPECT_EQ(info.huffmanTables.size(), info.scans.size() - (source == JPEG_COLOR_GRAY ? 1 : 0));
   }
+}
+
+TEST(Encoder, RefusesAScanOfMoreThanFourComponents) {
+  Ipp8u buffer[100];
+  EncoderJob job = grayJob(flatPicture({8, 8}, 0, 0, 0));
+  job.mode = JPEG_MODE_PROGRESSIVE;
+  job.capacity = sizeof buffer;
+  CJPEGEncoder e;
+  setUp(e, job, buffer);
+  ASSERT_EQ(e.Init(), 0);
+  const int five[5] = {};
+  EXPECT_EQ(e.GenerateHuffmanTables(5, five, 0, 0, 0, 1), JPEG_NOT_SUPPORTED);
+  EXPECT_EQ(e.EncodeScan(5, five, 0, 0, 0, 1), JPEG_NOT_SUPPORTED);
+  EXPECT_EQ(e.stream.position, 0);
 }
 
 // By hand, as no writer does: the pending bits of the difference 2, 011 10, and the marker.

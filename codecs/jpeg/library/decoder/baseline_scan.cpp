@@ -7,30 +7,18 @@
 #include "codecs/jpeg/library/decoder/decoder_stages.h"
 #include "codecs/jpeg/library/decoder/output_stage.h"
 #include "codecs/jpeg/library/decoder/sample_planes.h"
+#include "codecs/jpeg/library/decoder/strip_decoder.h"
 #include "codecs/jpeg/library/mcu_grid.h"
 
 namespace qrx::jpeg {
 namespace {
-
-// The stretch of a row of MCUs that a scan holds. It stands at the planes' column 0, whatever its
-// place in the picture.
-struct RowSpan {
-  int mcus;
-  int width;  // pixels of each line that go to the destination
-};
 
 // Blocks that a failure leaves undecoded keep the coefficients of the row above.
 int decodeRow(CJPEGDecoder& d, Ipp16s* blocks, int mcus) {
   return walkOf(d, mcus).mcus(
       1, [&d] { return openInterval(d); },
       [&d, blocks](CJPEGColorComponent& c, const BlockPlace& place) {
-        return keepCount(d, decodeCode(d, [&](int* marker) {
-                           return ippiDecodeHuffman8x8_JPEG_1u16s_C1(
-                               d.stream.data, d.stream.capacity, &d.stream.position,
-                               blocks + 64 * place.index, &c.last_dc, marker,
-                               d.dc_tables[c.dc_selector].spec, d.ac_tables[c.ac_selector].spec,
-                               d.huffman_state.state);
-                         }));
+        return keepCount(d, decodeBlock(d, c, blocks + 64 * place.index));
       });
 }
 
@@ -61,16 +49,22 @@ int showRow(CJPEGDecoder& d, const Ipp16s* blocks, int slot, int row, const RowS
   QRX_TRY(transformRow(d, blocks, span.mcus));
   if (d.tile_mcu_count >= 0 && row == 0) extendRow(d, span.mcus);
   if (d.sampling != JPEG_SAMPLING_444) QRX_TRY(d.UpSampling(row, slot));
-  return convertRow(d, row, slot, span.width);
+  return convertRow(d, row, slot, span);
 }
 
 // All rows, whatever becomes of each. `spanOf` is asked once for every row, from the top.
 template <typename SpanOf>
 void decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
+  StripDecoder routes(d);
   for (int row = 0; row < d.mcus_down; ++row) {
     const RowSpan span = spanOf(row);
-    decodeRow(d, d.block_buffer, span.mcus);
-    showRow(d, d.block_buffer, 0, row, span);
+    if (routes.serve()) {
+      routes.decode(span.mcus);
+      routes.show(row, span);
+    } else {
+      decodeRow(d, d.block_buffer, span.mcus);
+      showRow(d, d.block_buffer, 0, row, span);
+    }
   }
 }
 

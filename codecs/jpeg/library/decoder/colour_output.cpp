@@ -44,11 +44,16 @@ const Pair* findPair(_JPEG_COLOR jpeg, _JPEG_COLOR destination) {
 
 }  // namespace
 
-int interleave(const CJPEGDecoder& d, const Ipp8u* const planes[4], Ipp8u* target, IppiSize area,
-               bool* written) {
-  const int step = d.strip_stride;
+bool hasConversion(const CJPEGDecoder& d) {
   const Pair* pair = findPair(d.jpeg_color, d.dest_color);
-  if (pair == nullptr || pair->planes > d.component_count) return JPEG_NO_ERROR;
+  return pair != nullptr && pair->planes <= d.component_count;
+}
+
+int interleave(const CJPEGDecoder& d, const Ipp8u* const planes[4], Ipp8u* target, int step,
+               IppiSize area) {
+  if (!hasConversion(d)) return JPEG_NO_ERROR;
+  const int planeStep = d.strip_stride;
+  const Pair* pair = findPair(d.jpeg_color, d.dest_color);
   const Ipp8u* source[4];
   for (int i = 0; i < 4; ++i) source[i] = planes[pair->order[i]];
 
@@ -64,28 +69,26 @@ int interleave(const CJPEGDecoder& d, const Ipp8u* const planes[4], Ipp8u* targe
   IppStatus status = ippStsNoErr;
   switch (output) {
     case Output::kOneChannel:
-      status = ippiCopy_8u_C1R(source[0], step, target, d.dest_step, area);
+      status = ippiCopy_8u_C1R(source[0], planeStep, target, step, area);
       break;
     case Output::kThreePlanes:
-      status = ippiCopy_8u_P3C3R(source, step, target, d.dest_step, area);
+      status = ippiCopy_8u_P3C3R(source, planeStep, target, step, area);
       break;
     case Output::kFourPlanes:
-      status = ippiCopy_8u_P4C4R(source, step, target, d.dest_step, area);
+      status = ippiCopy_8u_P4C4R(source, planeStep, target, step, area);
       break;
     case Output::kYcbcrToRgb:
-      status = ippiYCbCrToRGB_JPEG_8u_P3C3R(source, step, target, d.dest_step, area);
+      status = ippiYCbCrToRGB_JPEG_8u_P3C3R(source, planeStep, target, step, area);
       break;
     case Output::kYcbcrToBgr:
-      status = ippiYCbCrToBGR_JPEG_8u_P3C3R(source, step, target, d.dest_step, area);
+      status = ippiYCbCrToBGR_JPEG_8u_P3C3R(source, planeStep, target, step, area);
       break;
     case Output::kYcckToCmyk:
-      status = ippiYCCKToCMYK_JPEG_8u_P4C4R(source, step, target, d.dest_step, area);
+      status = ippiYCCKToCMYK_JPEG_8u_P4C4R(source, planeStep, target, step, area);
       break;
     case Output::kByCount: break;
   }
-  QRX_TRY(resultOf(status));
-  *written = true;
-  return JPEG_NO_ERROR;
+  return resultOf(status);
 }
 
 }  // namespace qrx::jpeg

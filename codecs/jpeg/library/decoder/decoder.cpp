@@ -126,7 +126,7 @@ void CJPEGDecoder::Reset() {
   block_buffer = nullptr;
   mcu_blocks = 1;
   for (CJPEGColorComponent*& component : components) component = nullptr;
-  if (room_ != nullptr) *room_ = {};
+  if (room_ != nullptr) room_->startImage();
 }
 
 int CJPEGDecoder::Clean() {
@@ -144,6 +144,7 @@ int CJPEGDecoder::SetSource(const Ipp8u* pSrc, int srcSize) {
   stream.data = const_cast<Ipp8u*>(pSrc);  // the decoder only reads through the cursor
   stream.capacity = srcSize;
   stream.position = 0;
+  if (room_ != nullptr) room_->forgetDestination();
   return JPEG_NO_ERROR;
 }
 

@@ -3,9 +3,54 @@
 #ifndef QRX_CODECS_JPEG_LIBRARY_DECODER_DECODER_ROOM_H_
 #define QRX_CODECS_JPEG_LIBRARY_DECODER_DECODER_ROOM_H_
 
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "codecs/jpeg/library/plane_room.h"
+#include "primitives/strips/wide_tables.h"
 #include "qrx/jpeg_decoder.h"
 
 namespace qrx::jpeg {
+
+// Where the pixels of a packet go in its rectangle, instead of to lines of their own: its first row
+// starts `left` pixels from the rectangle's left edge, the others there.
+struct PacketWindow {
+  Ipp8u* pixels;       // of the rectangle's line where the packet's first row starts
+  std::int64_t count;  // of pixels from there to the end of what may be written
+  int width;           // of the rectangle
+  int left;
+};
+
+// What the tables of a packet came to. Where packets follow each other they need not be made again.
+struct PacketTables {
+  bool made = false;
+  int quality;
+  Ipp8u raw[2][64];
+  Ipp16u inverse[2][64];
+  IppiDecodeHuffmanSpec specs[4];  // in the order of DefaultHuffmanTables
+};
+
+// What is kept of a progressive image beside its coefficients: per block of a component, which of
+// them hold something.
+struct BandRoom {
+  // Sees to room for `blocks` blocks; what it held is kept, unless it was too small or far too
+  // large. False without memory.
+  bool fit(std::ptrdiff_t blocks);
+  std::uint64_t* places() { return reinterpret_cast<std::uint64_t*>(memory.get()); }
+  // None of the blocks holds anything.
+  void clear(std::ptrdiff_t blocks);
+  void forget();
+  void startRun();
+  void endRun() { inRun = false; }
+
+  bool inRun = false;  // over the data: nobody else gets at the coefficients
+  bool known[3] = {};  // by component, whether it is in step with the coefficients
+  strips::WideTable tables[4] = {};
+  std::unique_ptr<Ipp8u[]> memory;
+  std::int64_t size = 0;
+};
 
 struct DecoderRoom {
   // Null without memory.
@@ -13,13 +58,36 @@ struct DecoderRoom {
   // Null where none was made yet.
   static DecoderRoom* existing(const CJPEGDecoder& decoder) { return decoder.room_; }
 
+  // Forget what belongs to one image, and of that what belongs to its destination.
+  void startImage();
+  void forgetDestination();
+
   int linesWritten = 0;    // of the destination, by this image
   int scansSeen = 0;       // of the data run so far
   bool outputDue = false;  // a complete progressive image whose last scan was not shown yet
+
+  // Of the destination, beside what SetDestination tells; SetSource forgets it.
+  bool fourBytes = false;  // pixels of three channels have a fourth byte, which stays as it is
+  std::optional<PacketWindow> window;
+
+  PacketTables packetTables;
+
+  // What the fused routes work with.
+  PlaneRoom planes;
+  strips::WideTable dcTables[4] = {};
+  strips::WideTable acTables[4] = {};
+  BandRoom bands;
+  std::unique_ptr<Ipp8u[]> pixels;  // of a strip, on their way to a place of another kind
+  std::int64_t pixelsSize = 0;
 };
 
 // Lines of the destination that the image has written, from the top.
 int linesWritten(const CJPEGDecoder& decoder);
+
+// Tell more of the destination, after SetDestination. JPEG_OUT_OF_MEMORY.
+int setFourByteDestination(CJPEGDecoder& decoder);
+// Of ReadDataTiles: the packet's own pixels go to their places in the rectangle, and no others.
+int setPacketWindow(CJPEGDecoder& decoder, const PacketWindow& window);
 
 }  // namespace qrx::jpeg
 

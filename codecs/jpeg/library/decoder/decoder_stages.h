@@ -51,6 +51,16 @@ int decodeCode(CJPEGDecoder& decoder, const Decode& decode) {
   return resultOf(status);
 }
 
+// Decodes a block of a sequential scan.
+inline int decodeBlock(CJPEGDecoder& decoder, CJPEGColorComponent& c, Ipp16s* block) {
+  return decodeCode(decoder, [&](int* marker) {
+    return ippiDecodeHuffman8x8_JPEG_1u16s_C1(
+        decoder.stream.data, decoder.stream.capacity, &decoder.stream.position, block, &c.last_dc,
+        marker, decoder.dc_tables[c.dc_selector].spec, decoder.ac_tables[c.ac_selector].spec,
+        decoder.huffman_state.state);
+  });
+}
+
 // Deletes all components and with them their planes.
 void deleteComponents(CJPEGDecoder& decoder);
 

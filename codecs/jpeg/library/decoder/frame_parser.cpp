@@ -1,8 +1,13 @@
 // Frame and scan headers (T.81 B.2.2, B.2.3), and the packet segment that stands in for a frame
 // header and its tables.
+#include <cstddef>
+#include <cstring>
+
+#include "codecs/jpeg/library/decoder/decoder_room.h"
 #include "codecs/jpeg/library/decoder/segment_reader.h"
 #include "codecs/jpeg/library/default_tables.h"
 #include "codecs/jpeg/library/mcu_grid.h"
+#include "codecs/jpeg/library/table_lists.h"
 
 namespace qrx::jpeg {
 namespace {
@@ -109,19 +114,60 @@ int readScan(CJPEGDecoder& d, SegmentReader& segment) {
   return JPEG_NO_ERROR;
 }
 
+CJPEGDecoderHuffmanTable& tableOf(CJPEGDecoder& d, const DefaultHuffmanTable& source) {
+  return source.tableClass == 0 ? d.dc_tables[source.id] : d.ac_tables[source.id];
+}
+
+bool holds(const CJPEGDecoderHuffmanTable& table, const DefaultHuffmanTable& source,
+           const IppiDecodeHuffmanSpec& spec) {
+  const auto count = static_cast<std::size_t>(symbolCount(source.bits));
+  return table.spec != nullptr && table.id == source.id && table.table_class == source.tableClass &&
+         std::memcmp(table.bits, source.bits, sizeof table.bits) == 0 &&
+         std::memcmp(table.values, source.values, count) == 0 &&
+         std::memcmp(table.spec, &spec, sizeof spec) == 0;
+}
+
+// Whether the decoder's tables still are what the packet before made them.
+bool holds(CJPEGDecoder& d, const PacketTables& tables) {
+  if (!tables.made || tables.quality != d.quality) return false;
+  for (int i = 0; i < 2; ++i) {
+    const CJPEGDecoderQuantTable& table = d.quant_tables[i];
+    if (table.id != i || table.precision != 0 || table.initialized != 1 ||
+        std::memcmp(table.raw, tables.raw[i], sizeof tables.raw[i]) != 0 ||
+        std::memcmp(table.inverse, tables.inverse[i], sizeof tables.inverse[i]) != 0) {
+      return false;
+    }
+  }
+  for (int i = 0; i < 4; ++i) {
+    const DefaultHuffmanTable& source = DefaultHuffmanTables[i];
+    if (!holds(tableOf(d, source), source, tables.specs[i])) return false;
+  }
+  return true;
+}
+
+void remember(CJPEGDecoder& d, PacketTables* tables) {
+  tables->made = true;
+  tables->quality = d.quality;
+  for (int i = 0; i < 2; ++i) {
+    std::memcpy(tables->raw[i], d.quant_tables[i].raw, sizeof tables->raw[i]);
+    std::memcpy(tables->inverse[i], d.quant_tables[i].inverse, sizeof tables->inverse[i]);
+  }
+  for (int i = 0; i < 4; ++i) tables->specs[i] = *tableOf(d, DefaultHuffmanTables[i]).spec;
+}
+
 // A packet carries no tables: both sides derive them from the quality.
 int initDefaultTables(CJPEGDecoder& d) {
-  const auto tableOf = [&d](const DefaultHuffmanTable& source) -> CJPEGDecoderHuffmanTable& {
-    return source.tableClass == 0 ? d.dc_tables[source.id] : d.ac_tables[source.id];
-  };
+  DecoderRoom* const room = DecoderRoom::of(d);
+  if (room != nullptr && holds(d, room->packetTables)) return JPEG_NO_ERROR;
   for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
-    if (tableOf(source).empty) tableOf(source).Create();
+    if (tableOf(d, source).empty) tableOf(d, source).Create();
   }
   QRX_TRY(d.quant_tables[0].Init(0, d.quality, DefaultLuminanceQuant));
   QRX_TRY(d.quant_tables[1].Init(1, d.quality, DefaultChrominanceQuant));
   for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
-    QRX_TRY(tableOf(source).Init(source.id, source.tableClass, source.bits, source.values));
+    QRX_TRY(tableOf(d, source).Init(source.id, source.tableClass, source.bits, source.values));
   }
+  if (room != nullptr) remember(d, &room->packetTables);
   return JPEG_NO_ERROR;
 }
 

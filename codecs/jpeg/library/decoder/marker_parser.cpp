@@ -2,6 +2,7 @@
 // end for the data.
 #include <cstdint>
 
+#include "codecs/jpeg/library/decoder/band_decoder.h"
 #include "codecs/jpeg/library/decoder/decoder_room.h"
 #include "codecs/jpeg/library/decoder/decoder_stages.h"
 #include "codecs/jpeg/library/mcu_grid.h"
@@ -56,7 +57,14 @@ int readPixels(CJPEGDecoder& d) {
 class MarkerRun {
  public:
   MarkerRun(CJPEGDecoder& decoder, _JPEG_OPERATION op, DecoderRoom* room)
-      : decoder_(decoder), op_(op), room_(room) {}
+      : decoder_(decoder), op_(op), room_(room) {
+    if (room != nullptr) room->bands.startRun();
+  }
+  ~MarkerRun() {
+    if (room_ != nullptr) room_->bands.endRun();
+  }
+  MarkerRun(const MarkerRun&) = delete;
+  MarkerRun& operator=(const MarkerRun&) = delete;
 
   int run();
   bool outputDue() const { return room_ != nullptr && room_->outputDue; }
@@ -183,6 +191,7 @@ int MarkerRun::decodeProgressiveScan() {
 
 int MarkerRun::showProgressive() {
   room_->outputDue = false;
+  if (showImage(decoder_)) return JPEG_NO_ERROR;
   QRX_TRY(decoder_.PerformDCT());
   QRX_TRY(decoder_.UpSampling());
   return decoder_.ColorConvert();

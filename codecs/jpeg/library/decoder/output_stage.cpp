@@ -74,28 +74,113 @@ int enlargeAll(const CJPEGDecoder& d, const Extent& extent) {
   return JPEG_NO_ERROR;
 }
 
-// Converts `area` of the planes, from byte `offset` of each, into lines of the destination from
-// `top` on.
-int convert(CJPEGDecoder& d, std::ptrdiff_t offset, int top, IppiSize area) {
-  DecoderRoom* const room = DecoderRoom::of(d);
-  if (room == nullptr) return JPEG_OUT_OF_MEMORY;
+// Channels of a pixel in the destination's colour.
+int destinationChannels(const CJPEGDecoder& d) {
+  switch (d.dest_color) {
+    case JPEG_COLOR_GRAY: return 1;
+    case JPEG_COLOR_CMYK: return 4;
+    case JPEG_COLOR_NONE: return d.component_count;
+    default: return 3;
+  }
+}
+
+// The destination's lines from `top` on.
+Target linesTarget(const CJPEGDecoder& d, int top, IppiSize area) {
+  const DecoderRoom* const room = DecoderRoom::existing(d);
+  const int bytes = room != nullptr && room->fourBytes ? 4 : destinationChannels(d);
+  return {d.dest_data + std::ptrdiff_t{d.dest_step} * top, d.dest_step, bytes, area};
+}
+
+// A packet's own pixels in its rectangle: of the lines from `top` on those that lie wholly in it.
+Target windowTarget(const CJPEGDecoder& d, const PacketWindow& window, int row, int lines,
+                    const RowSpan& span) {
+  const int bytes = linesTarget(d, 0, {}).bytesPerPixel;
+  const int top = row * d.mcu_height, left = row == 0 ? window.left : 0;
+  const int columns = std::min(span.mcus * d.mcu_width, window.width - left);
+  const std::int64_t room = window.count - (left + columns);
+  const std::int64_t bottom = room < 0 ? 0 : room / window.width + 1;
+  const auto inside = static_cast<int>(std::clamp<std::int64_t>(bottom - top, 0, lines));
+  const std::int64_t first = std::int64_t{top} * window.width + left;
+  return {window.pixels + first * bytes,
+          std::ptrdiff_t{window.width} * bytes,
+          bytes,
+          {columns, inside}};
+}
+
+// Lines of row `row` that the destination takes.
+int linesOf(const CJPEGDecoder& d, int row) {
+  return std::min(d.strip_rows, d.dest_height - row * d.mcu_height);
+}
+
+// Copies the first pixels of lines of three bytes to their places.
+int copyPixels(const Ipp8u* from, int step, const Target& to) {
+  const int toStep = static_cast<int>(to.step);
+  const IppiSize area = to.area;
+  return resultOf(to.bytesPerPixel == 4
+                      ? ippiCopy_8u_C3AC4R(from, step, to.pixels, toStep, area)
+                      : ippiCopy_8u_C1R(from, step, to.pixels, toStep,
+                                        {to.bytesPerPixel * area.width, area.height}));
+}
+
+// Converts `width` pixels of each line and gives the target what it takes of them, a strip at a
+// time.
+int convertByStrips(CJPEGDecoder& d, std::ptrdiff_t offset, Target target, int width) {
+  const int step = destinationChannels(d) * width, lines = d.mcu_height;
+  DecoderRoom& room = *DecoderRoom::of(d);
+  if (!fitBuffer(&room.pixels, &room.pixelsSize, std::int64_t{step} * lines)) {
+    return JPEG_OUT_OF_MEMORY;
+  }
+  const int bottom = target.area.height;
+  for (int top = 0; top < bottom; top += lines, target.pixels += target.step * lines) {
+    const Ipp8u* planes[4] = {};
+    for (int i = 0; i < d.component_count; ++i) {
+      planes[i] = d.components[i]->cc_buffer + offset + std::ptrdiff_t{top} * d.strip_stride;
+    }
+    target.area.height = std::min(lines, bottom - top);
+    QRX_TRY(interleave(d, planes, room.pixels.get(), step, {width, target.area.height}));
+    QRX_TRY(copyPixels(room.pixels.get(), step, target));
+  }
+  return JPEG_NO_ERROR;
+}
+
+// Converts the planes from byte `offset` of each on, in lines of `width` pixels.
+int convert(CJPEGDecoder& d, std::ptrdiff_t offset, const Target& target, int width) {
+  if (target.bytesPerPixel != destinationChannels(d) || target.area.width != width) {
+    return target.area.width <= 0 ? JPEG_NO_ERROR : convertByStrips(d, offset, target, width);
+  }
   const Ipp8u* planes[4] = {};
   for (int i = 0; i < d.component_count; ++i) planes[i] = d.components[i]->cc_buffer + offset;
-  bool written = false;
-  const int result =
-      interleave(d, planes, d.dest_data + std::ptrdiff_t{d.dest_step} * top, area, &written);
-  if (written) room->linesWritten = std::max(room->linesWritten, top + area.height);
-  return result;
+  return interleave(d, planes, target.pixels, static_cast<int>(target.step), target.area);
+}
+
+int noteLines(CJPEGDecoder& d, int bottom) {
+  DecoderRoom* const room = DecoderRoom::of(d);
+  if (room == nullptr) return JPEG_OUT_OF_MEMORY;
+  room->linesWritten = std::max(room->linesWritten, bottom);
+  return JPEG_NO_ERROR;
 }
 
 }  // namespace
 
-int convertRow(CJPEGDecoder& d, int row, int slot, int width) {
+std::optional<Target> rowTarget(CJPEGDecoder& d, int row, const RowSpan& span) {
   if (row == d.mcus_down - 1) d.strip_rows = d.mcu_height - d.pad_rows;
-  const int top = row * d.mcu_height;
-  const int lines = std::min(d.strip_rows, d.dest_height - top);
-  if (lines <= 0) return JPEG_NO_ERROR;
-  return convert(d, std::ptrdiff_t{slot} * d.strip_stride * d.mcu_height, top, {width, lines});
+  const int lines = linesOf(d, row);
+  if (lines <= 0) return std::nullopt;
+  const DecoderRoom* const room = DecoderRoom::existing(d);
+  if (room != nullptr && room->window) return windowTarget(d, *room->window, row, lines, span);
+  return linesTarget(d, row * d.mcu_height, {span.width, lines});
+}
+
+int noteWritten(CJPEGDecoder& d, int row) {
+  return noteLines(d, row * d.mcu_height + linesOf(d, row));
+}
+
+int convertRow(CJPEGDecoder& d, int row, int slot, const RowSpan& span) {
+  const auto target = rowTarget(d, row, span);
+  if (!target || !hasConversion(d)) return JPEG_NO_ERROR;
+  const std::ptrdiff_t offset = std::ptrdiff_t{slot} * d.strip_stride * d.mcu_height;
+  QRX_TRY(convert(d, offset, *target, span.width));
+  return noteWritten(d, row);
 }
 
 }  // namespace qrx::jpeg
@@ -112,9 +197,12 @@ int CJPEGDecoder::UpSampling() {
 }
 
 int CJPEGDecoder::ColorConvert(int row, int slot) {
-  return qrx::jpeg::convertRow(*this, row, slot, dest_width);
+  return qrx::jpeg::convertRow(*this, row, slot, {mcus_across, dest_width});
 }
 
 int CJPEGDecoder::ColorConvert() {
-  return qrx::jpeg::convert(*this, 0, 0, {dest_width, dest_height});
+  using namespace qrx::jpeg;
+  if (!hasConversion(*this)) return JPEG_NO_ERROR;
+  QRX_TRY(convert(*this, 0, linesTarget(*this, 0, {dest_width, dest_height}), dest_width));
+  return noteLines(*this, dest_height);
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "codecs/jpeg/library/decoder/band_decoder.h"
 #include "codecs/jpeg/library/decoder/buffer_sizes.h"
 #include "codecs/jpeg/library/decoder/decoder_stages.h"
 #include "codecs/jpeg/library/decoder/sample_planes.h"
@@ -46,15 +47,24 @@ int decodeFirstBlock(CJPEGDecoder& d, CJPEGColorComponent& c, std::ptrdiff_t ind
   return result;
 }
 
-// Decodes the blocks of a walk, which `step` takes with what opens an interval and what visits one.
+// Decodes the blocks of a walk, which takes what opens an interval and what visits a block.
 template <typename Walk>
 int decodeBlocks(CJPEGDecoder& d, const Walk& walk) {
-  return walk([&d] { return openInterval(d); },
-              [&d](CJPEGColorComponent& c, const BlockPlace& place) {
-                return keepCount(d, d.coefficients != nullptr
-                                        ? decodeBlock(d, c, d.coefficients + 64 * place.index)
-                                        : decodeFirstBlock(d, c, place.index));
-              });
+  BandDecoder bands(d, isSpectral(d));
+  bool isDecoded = false;
+  const auto open = [&]() -> int {
+    QRX_TRY(openInterval(d));
+    isDecoded = bands.open();
+    return JPEG_NO_ERROR;
+  };
+  return walk(open, [&](CJPEGColorComponent& c, const BlockPlace& place) -> int {
+    if (isDecoded) return JPEG_NO_ERROR;
+    const int result = d.coefficients != nullptr
+                           ? decodeBlock(d, c, d.coefficients + 64 * place.index)
+                           : decodeFirstBlock(d, c, place.index);
+    bands.note();
+    return keepCount(d, result);
+  });
 }
 
 // A scan of one component: the blocks that hold image data, in the component's raster order.
@@ -99,6 +109,7 @@ int CJPEGDecoder::PerformDCT() {
   using namespace qrx::jpeg;
   if (mode != JPEG_MODE_PROGRESSIVE) return JPEG_INTERNAL_ERROR;
   if (coefficients == nullptr) return fillPlanes(*this);
+  if (transformImage(*this)) return JPEG_NO_ERROR;
   return walkOf(*this, mcus_across)
       .mcus(
           mcus_down, [] { return JPEG_NO_ERROR; },

@@ -53,13 +53,16 @@ int readComment(CJPEGDecoder& d, SegmentReader& segment) {
   return JPEG_NO_ERROR;
 }
 
+// The text names a line, which stays the same from release to release: logs are searched for it.
+constexpr int kReportedLine = 85;
+
 int readQuantTables(CJPEGDecoder& d, SegmentReader& segment) {
   while (segment.remaining > 0) {
     const int precisionAndId = segment.readByte();
     const int entryPrecision = precisionAndId >> 4, id = precisionAndId & 15;
     if (id > 3) {
       std::fprintf(stderr, "JPEG_BAD_QUANT_SEGMENT at %s:%d\n", "codecs/jpeg/library/decoder",
-                   __LINE__);
+                   kReportedLine);
       return JPEG_BAD_QUANT_SEGMENT;
     }
     Ipp8u table[64];

@@ -2,13 +2,12 @@
 #include <cstring>
 
 #include "codecs/jpeg/jpeg_codec.h"
-#include "codecs/jpeg/packet_view.h"
+#include "codecs/jpeg/packets/packet_head.h"
 
 namespace qrx::codec {
 namespace {
 
 constexpr std::uint8_t kReceivedKind = 1;
-constexpr std::uint32_t kFormatRgba = 6408;
 
 std::uint32_t magnitude(std::int32_t value) {
   const auto bits = static_cast<std::uint32_t>(value);
@@ -17,31 +16,11 @@ std::uint32_t magnitude(std::int32_t value) {
 
 }  // namespace
 
-std::optional<udp_header> readHead(const Buffer* buffer) {
-  udp_header head;
-  if (buffer == nullptr || buffer->data == nullptr || buffer->size < sizeof head) return {};
-  std::memcpy(&head, buffer->data, sizeof head);
-  return head;
-}
-
-PacketGrid packetGrid(const udp_header& head) {
-  const int mcuWidth = mcuWidthOf(head), mcuHeight = mcuHeightOf(head);
-  if (mcuWidth == 0 || mcuHeight == 0 || head.frameWidth <= 0 || head.frameHeight <= 0) {
-    return {0, 0};
-  }
-  return {(head.frameWidth + mcuWidth - 1) / mcuWidth,
-          (head.frameHeight + mcuHeight - 1) / mcuHeight};
-}
-
-std::int64_t outputSize(const udp_header& head, std::uint32_t bytesPerPixel) {
-  const PacketGrid grid = packetGrid(head);
-  return grid.across * mcuWidthOf(head) * grid.down * mcuHeightOf(head) * bytesPerPixel;
-}
-
 bool JpegDecompressor::isValid(const Buffer* buffer) {
   const auto head = readHead(buffer);
-  return head && head->kind == kReceivedKind && std::int64_t{buffer->size} - 2 == head->dataEnd &&
-         mcuWidthOf(*head) != 0 && mcuHeightOf(*head) != 0;
+  return head && head->kind == kReceivedKind &&
+         std::int64_t{buffer->size} - kEoiSize == head->dataEnd && mcuWidthOf(*head) != 0 &&
+         mcuHeightOf(*head) != 0;
 }
 
 std::uint32_t JpegDecompressor::getOutputSize(const Buffer* buffer, std::uint32_t bytesPerPixel,

@@ -1,6 +1,6 @@
-// A received buffer seen as a packet.
-#ifndef QRX_CODECS_JPEG_PACKET_VIEW_H_
-#define QRX_CODECS_JPEG_PACKET_VIEW_H_
+// The head of a received packet, and what it says of the packet's rectangle.
+#ifndef QRX_CODECS_JPEG_PACKETS_PACKET_HEAD_H_
+#define QRX_CODECS_JPEG_PACKETS_PACKET_HEAD_H_
 
 #include <cstdint>
 #include <optional>
@@ -9,6 +9,11 @@
 #include "qrx/tile_header.h"
 
 namespace qrx::codec {
+
+inline constexpr int kHeadSize = sizeof(udp_header);
+inline constexpr int kEoiSize = 2;  // behind the slice
+// Of a rectangle: the head has signed 16-bit fields.
+inline constexpr int kMaxRectangleSide = 32767;
 
 // The head of the packet in `buffer`; none for a null buffer or one too short for a head. The
 // fields come from the network: none of them is to be trusted.
@@ -29,4 +34,4 @@ std::int64_t outputSize(const udp_header& head, std::uint32_t bytesPerPixel);
 
 }  // namespace qrx::codec
 
-#endif  // QRX_CODECS_JPEG_PACKET_VIEW_H_
+#endif  // QRX_CODECS_JPEG_PACKETS_PACKET_HEAD_H_

@@ -1,7 +1,6 @@
 // Structure of a packet's slice. Everything here comes from the network.
-#include "codecs/jpeg/packet_slice.h"
+#include "codecs/jpeg/packets/packet_slice.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "codecs/jpeg/library/markers.h"
@@ -14,7 +13,6 @@ constexpr int kSegmentFixed = 9;   // marker, quality, height, width, component 
 constexpr int kBytesPerEntry = 3;  // of a component in the packet segment
 constexpr int kScanFixed = 8;      // marker, length, count, Ss, Se, Ah/Al
 constexpr int kTables = 2;         // that a packet's quality and the defaults make
-constexpr int kMaxSide = 32767;    // of a rectangle: the head has signed 16-bit fields
 
 int word(const std::uint8_t* bytes) { return bytes[0] << 8 | bytes[1]; }
 
@@ -55,7 +53,9 @@ bool PacketSlice::canHold(int mcuCount) const {
   return std::int64_t{mcuCount} * bits <= std::int64_t{dataBytes} * 8;
 }
 
-std::optional<PacketSlice> parseSlice(const std::uint8_t* slice, int length) {
+std::optional<PacketSlice> parseSlice(SliceBytes bytes) {
+  const std::uint8_t* slice = bytes.data();
+  const auto length = static_cast<int>(bytes.size());
   if (length < kSegmentFixed || word(slice) != kMarkerPDK) return std::nullopt;
   const int quality = word(slice + 2);
   PacketSlice parsed = {};
@@ -85,33 +85,6 @@ std::optional<PacketSlice> parseSlice(const std::uint8_t* slice, int length) {
   parsed.dataBytes = length - headers;
   if (hasMarker(slice + headers, parsed.dataBytes)) return std::nullopt;
   return parsed;
-}
-
-int PacketCells::countIn(int row) const {
-  const int before = row == 0 ? 0 : row * across - firstColumn;
-  return std::min(count - before, across - columnOf(row));
-}
-
-std::optional<PacketCells> packetCells(const PacketSlice& slice, int mcuCount, int xOffset,
-                                       int frameWidth) {
-  if (mcuCount < 0 || frameWidth < 1 || frameWidth > kMaxSide || xOffset < 0 ||
-      xOffset >= frameWidth || xOffset % slice.mcuWidth != 0 || !slice.canHold(mcuCount)) {
-    return std::nullopt;
-  }
-  PacketCells cells = {};
-  cells.across = ::mcuCount(frameWidth, slice.mcuWidth);
-  cells.firstColumn = xOffset / slice.mcuWidth;
-  cells.count = mcuCount;
-  cells.rows = (cells.firstColumn + mcuCount + cells.across - 1) / cells.across;
-  if (mcuCount == 0) return cells;
-
-  // The slice counts as a small image of its own, which has to be the size of these cells. One MCU
-  // alone may say the whole rectangle's width.
-  const int ownWidth =
-      cells.rows == 1 ? std::min(frameWidth, mcuCount * slice.mcuWidth) : frameWidth;
-  const bool widthFits = slice.width == ownWidth || (mcuCount == 1 && slice.width == frameWidth);
-  if (!widthFits || ::mcuCount(slice.height, slice.mcuHeight) != cells.rows) return std::nullopt;
-  return cells;
 }
 
 }  // namespace qrx::codec

@@ -1,0 +1,130 @@
+#include "codecs/jpeg/library/decoder/strip_decoder.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "codecs/jpeg/library/decoder/decoder_room.h"
+#include "codecs/jpeg/library/decoder/decoder_stages.h"
+#include "qrx/primitives.h"
+
+namespace qrx::jpeg {
+namespace {
+
+// Those of the slot in force.
+const strips::Routes& routes() { return *strips::kRoutes[ippJumpIndexForMergedLibs]; }
+
+// Whether the routes write such pixels: three colours in lines that do not overlap.
+bool hasRoutePixels(const CJPEGDecoder& d) {
+  if (d.jpeg_color != JPEG_COLOR_YCBCR || d.component_count != strips::kComponents) return false;
+  if (d.dest_color != JPEG_COLOR_RGB && d.dest_color != JPEG_COLOR_BGR) return false;
+  const DecoderRoom* const room = DecoderRoom::existing(d);
+  if (room != nullptr && room->window) return true;
+  const std::int64_t bytes = room != nullptr && room->fourBytes ? 4 : 3;
+  return d.dest_data != nullptr && d.dest_width > 0 && d.dest_step >= bytes * d.dest_width;
+}
+
+bool hasRouteStream(const CJPEGDecoder& d) {
+  return d.stream.data != nullptr && d.huffman_state.state != nullptr && d.block_buffer != nullptr;
+}
+
+// The tables of a component; false where it lacks one.
+bool takeTables(CJPEGDecoder& d, int index, DecoderRoom* room, strips::ScanIn* scan) {
+  CJPEGColorComponent& c = *d.components[index];
+  const IppiDecodeHuffmanSpec* dc = d.dc_tables[c.dc_selector].spec;
+  const IppiDecodeHuffmanSpec* ac = d.ac_tables[c.ac_selector].spec;
+  if (dc == nullptr || ac == nullptr) return false;
+  makeDcTable(*dc, &room->dcTables[c.dc_selector]);
+  makeAcTable(*ac, &room->acTables[c.ac_selector]);
+  scan->dc[index] = &room->dcTables[c.dc_selector];
+  scan->ac[index] = &room->acTables[c.ac_selector];
+  scan->quant[index] = d.quant_tables[c.q_selector].inverse;
+  scan->lastDc[index] = &c.last_dc;
+  return true;
+}
+
+}  // namespace
+
+StripDecoder::StripDecoder(CJPEGDecoder& decoder) : decoder_(decoder), serves_(takeRoute()) {}
+
+bool StripDecoder::takeRoute() {
+  CJPEGDecoder& d = decoder_;
+  if (!hasRoutePixels(d) || !hasRouteStream(d)) return false;
+  DecoderRoom* const room = DecoderRoom::of(d);
+  scan_.layout = {d.components[0]->hsampling, d.components[0]->vsampling};
+  if (room == nullptr || !room->planes.fit(scan_.layout, d.mcus_across)) return false;
+  for (int i = 0; i < strips::kComponents; ++i) {
+    if (!takeTables(d, i, room, &scan_)) return false;
+  }
+  scan_.planes = room->planes.planes();
+  scan_.blocks = d.block_buffer;
+  scan_.bytes = d.stream.data;
+  scan_.length = d.stream.capacity;
+  scan_.position = &d.stream.position;
+  scan_.marker = reinterpret_cast<int*>(&d.marker);
+  scan_.state = d.huffman_state.state;
+  return true;
+}
+
+void StripDecoder::decode(int mcus) {
+  CJPEGDecoder& d = decoder_;
+  int column = 0;
+  while (column < mcus) {
+    int together = mcus - column;
+    if (d.restart_interval != 0) {
+      if (d.restarts_to_go == 0 && d.ProcessRestart() != JPEG_NO_ERROR) break;
+      if (d.restarts_to_go > 0) together = std::min(together, d.restarts_to_go);
+    }
+    const int done = routes().decode(scan_, column, together);
+    if (d.restart_interval != 0) d.restarts_to_go -= done;
+    column += done;
+    if (done < together) break;
+  }
+  routes().transform(scan_, column, mcus - column);
+}
+
+// Behind the last MCU of a packet's first row lies memory that this packet never wrote. The
+// up-sampling filter looks there, so each line's last sample is repeated to the plane's end.
+void StripDecoder::extend(int mcus) {
+  for (int i = 0; i < strips::kComponents; ++i) {
+    const CJPEGColorComponent& c = *decoder_.components[i];
+    const int decoded = 8 * c.hsampling * mcus;
+    const auto missing = static_cast<std::size_t>(decoder_.strip_stride / c.h_factor - decoded);
+    Ipp8u* line = scan_.planes.plane[i];
+    for (int y = 0; y < 8 * c.vsampling; ++y, line += scan_.planes.step[i]) {
+      std::memset(line + decoded, line[decoded - 1], missing);
+    }
+  }
+}
+
+// The next row's filter looks at this row's last line of chroma.
+void StripDecoder::keepLastLines() {
+  const auto size = static_cast<std::size_t>(decoder_.strip_stride / 2 + 2);
+  for (int i = 1; i < strips::kComponents; ++i) {
+    Ipp8u* const guard = scan_.planes.plane[i] - 1;
+    std::memcpy(guard - scan_.planes.step[i], guard + 7 * scan_.planes.step[i], size);
+  }
+}
+
+void StripDecoder::show(int row, const RowSpan& span) {
+  CJPEGDecoder& d = decoder_;
+  if (d.tile_mcu_count >= 0 && row == 0) extend(span.mcus);
+  const auto target = rowTarget(d, row, span);
+  if (!target) return;
+  const strips::Planes& planes = scan_.planes;
+  strips::PixelsOut out = {};
+  out.format = {target->bytesPerPixel, d.dest_color == JPEG_COLOR_RGB ? 0 : 2};
+  out.pixels = target->pixels;
+  out.step = target->step;
+  out.width = span.width;
+  out.last = target->area.width;
+  out.lines = target->area.height;
+  out.samples = d.strip_stride;
+  for (int i = 1; i < strips::kComponents; ++i) {
+    out.above[i] = planes.plane[i] - (row == 0 ? 0 : planes.step[i]);
+  }
+  routes().toPixels(out, scan_.layout, planes);
+  noteWritten(d, row);
+  if (scan_.layout.down == 2) keepLastLines();
+}
+
+}  // namespace qrx::jpeg

@@ -1,0 +1,38 @@
+// Rows of MCUs of a sequential scan by the fused routes of the processor, for the images that they
+// take. Wherever a route stops, the primitives go on.
+#ifndef QRX_CODECS_JPEG_LIBRARY_DECODER_STRIP_DECODER_H_
+#define QRX_CODECS_JPEG_LIBRARY_DECODER_STRIP_DECODER_H_
+
+#include "codecs/jpeg/library/decoder/output_stage.h"
+#include "primitives/strips/strips.h"
+#include "qrx/jpeg_decoder.h"
+
+namespace qrx::jpeg {
+
+class StripDecoder {
+ public:
+  // `decoder` is initialised for a baseline scan and stays the caller's.
+  explicit StripDecoder(CJPEGDecoder& decoder);
+
+  // Whether the routes take the image; without them nothing else is to be called.
+  bool serve() const { return serves_; }
+
+  // Decodes the next row of `mcus` MCUs into the planes. What a failure leaves undecoded keeps the
+  // coefficients of the row above.
+  void decode(int mcus);
+  // Gives the row to the destination. Rows come from the top.
+  void show(int row, const RowSpan& span);
+
+ private:
+  bool takeRoute();
+  void extend(int mcus);
+  void keepLastLines();
+
+  CJPEGDecoder& decoder_;
+  strips::ScanIn scan_ = {};
+  bool serves_;
+};
+
+}  // namespace qrx::jpeg
+
+#endif  // QRX_CODECS_JPEG_LIBRARY_DECODER_STRIP_DECODER_H_
