@@ -6,6 +6,7 @@
 #include "primitives/strips/strips_ref.h"
 #else
 #include "primitives/strips/bands_in.h"
+#include "primitives/strips/bands_keep.h"
 #include "primitives/strips/bands_out.h"
 #include "primitives/strips/code_row.h"
 #include "primitives/strips/decode_row.h"
