@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Draws the chart of a comparison and fills its figures in.
 
-    scripts/performance_report.py JSON     what bench/compare.sh leaves in build/performance.json
+    scripts/performance_report.py JSON       what bench/compare.sh leaves in build/performance.json
+    scripts/performance_report.py JSON SVG   the chart only, into that file
 
 A whole comparison writes docs/performance.svg and the parts of README.md and docs/performance.md
 between the "performance" marks; a partial one writes build/performance.svg only.
@@ -40,11 +41,8 @@ def chart(report):
     bars = [(road, [(label, colour, value) for side, label, colour in series
                     if (value := speed(report, road, side)) is not None]) for road in ROADS]
     bars = [(road, values) for road, values in bars if values]
-    goals = {r["name"].split(" / ")[0]: r["goal"] for r in reversed(report["ratios"])
-             if " / our" not in r["name"] and " / one" not in r["name"]}
     left, width, thick, gap, top = 150, 520, 16, 14, 96
-    largest = max([1.0] + [value for _, values in bars for _, _, value in values]
-                  + [goals.get(road, 0) for road, _ in bars])
+    largest = max([1.0] + [value for _, values in bars for _, _, value in values])
     steps = math.ceil(largest * 2) + 1
 
     def x(value):
@@ -145,16 +143,18 @@ def fill(name, text):
 
 
 def main():
-    if len(sys.argv) != 2:
+    if len(sys.argv) not in (2, 3):
         sys.exit(__doc__)
     report = json.loads(pathlib.Path(sys.argv[1]).read_text())
     whole = (not report["quick"] and len(report["ratios"]) == TABLE_RATIOS
              and report["gains"] and report["upkeep"])
     if any(speed(report, road, "ours") for road in ROADS):
         svg = ROOT / ("docs" if whole else "build") / "performance.svg"
+        if len(sys.argv) == 3:
+            svg = pathlib.Path(sys.argv[2])
         svg.write_text(chart(report))
         print(f"chart: {svg}")
-    if not whole:
+    if not whole or len(sys.argv) == 3:
         return
     origin = f"{report['date']}, {report['processor']}"
     fill("README.md", "![Speed on each road beside libjpeg-turbo](docs/performance.svg)\n\n"
