@@ -2,7 +2,7 @@
 # The library beside libjpeg-turbo, from any folder: builds the release preset, measures, prints the
 # ratios and leaves every figure in build/performance.json.
 #
-#   bench/compare.sh [options of compare, see --help]
+#   bench/compare.sh [options of compare but for --json, see --help]
 #
 # A whole run also draws docs/performance.svg and fills the figures in README.md and
 # docs/performance.md; one of --quick or --roads draws build/performance.svg only.
