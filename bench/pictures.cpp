@@ -141,9 +141,9 @@ Image photographPicture(Size size) {
   const float scale = 1080.0f / static_cast<float>(size.height);
   return paint(size, [scale](int column, int row) {
     const float x = scale * static_cast<float>(column), y = scale * static_cast<float>(row);
-    const float light = 125 + 330 * octaves(x, y, 512, 8, 0.55f, 1);
+    const float light = 125 + 450 * octaves(x, y, 512, 9, 0.74f, 1);
     const float warm = 110 * octaves(x, y, 384, 5, 0.5f, 20);
-    const float grain = 5 * (lattice(column, row, 30) + lattice(column, row, 31) - 1);
+    const float grain = 14 * (lattice(column, row, 30) + lattice(column, row, 31) - 1);
     return Vec{light + grain + warm, light + grain, light + grain - warm};
   });
 }

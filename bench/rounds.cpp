@@ -22,9 +22,8 @@ void repeat(const tool::Work& work, int times) {
   for (int i = 0; i < times; ++i) work();
 }
 
-// How often the work fits in a run of `milliseconds`. Also warms up.
+// How often work that has been warmed up fits in a run of `milliseconds`.
 int repetitions(const tool::Work& work, double milliseconds) {
-  work();
   const tool::Stopwatch watch;
   work();
   return std::max(1, static_cast<int>(std::ceil(milliseconds / watch.elapsed().wall)));
@@ -45,7 +44,10 @@ class Pair {
   Pair(const Pair&) = delete;
   Pair& operator=(const Pair&) = delete;
 
-  int repetitionsOf(double milliseconds) { return repetitions(works_[0], milliseconds); }
+  int repetitionsOf(double milliseconds) {
+    works_[0]();
+    return repetitions(works_[0], milliseconds);
+  }
   // Wall time of `active` threads, each doing the work `times` over; no times end them.
   double run(int active, int times) {
     active_ = active;

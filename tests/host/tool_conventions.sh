@@ -24,6 +24,8 @@ decode a.jpg -
 view --connect nowhere:port --headless
 relay --loss 120%
 serve --tile 20
+bench
+bench a.png --threads 0
 USAGE
 
 # Scenes: a frame does not depend on the frames before it.
@@ -60,6 +62,16 @@ expect 0 "$tool" encode $frame link.jpg
 [ -L link.jpg ] || fail "the link was replaced"
 cmp -s target.jpg file.jpg || fail "the link's target was not written"
 [ "$(stat -c %a target.jpg)" = 644 ] || fail "mode $(stat -c %a target.jpg)"
+
+# The benchmark: every road of every picture, from all threads, in the form asked for.
+expect 1 "$tool" bench $frame missing.png
+expect 0 "$tool" bench $frame b/frame00005.png --threads 2 --runs 2 --sampling 420 --slot 1 --json
+[ "$(json slot <out)$(json threads <out)" = 12 ] || fail "bench: $(cat out)"
+for key in bytes ms ms_spread mpixel_per_s core_ms_per_mpixel; do
+  [ "$(grep -oE "\"$key\":[0-9]*\.?[0-9]+" out | wc -l)" = 8 ] || fail "bench: $key: $(cat out)"
+done
+"$tool" encode $frame x.jpg --quality 85 --sampling 420 >/dev/null || fail "encode"
+grep -q "\"frame out\",\"bytes\":$(stat -c %s x.jpg)," out || fail "bench: other bytes: $(cat out)"
 
 # One sample of six differs by 4: 10 log10(65025 * 6 / 16).
 printf 'P2\n2 1\n255\n10 20\n' >one.pgm

@@ -21,9 +21,11 @@ void addInspect(CLI::App& app, Action& action);
 void addServe(CLI::App& app, Action& action);
 void addView(CLI::App& app, Action& action);
 void addRelay(CLI::App& app, Action& action);
+void addBench(CLI::App& app, Action& action);
 
-inline constexpr AddCommand kCommands[] = {addEncode,  addDecode,  addInfo,  addPsnr, addScene,
-                                           addPackets, addInspect, addServe, addView, addRelay};
+inline constexpr AddCommand kCommands[] = {addEncode, addDecode,  addInfo,    addPsnr,
+                                           addScene,  addPackets, addInspect, addServe,
+                                           addView,   addRelay,   addBench};
 
 }  // namespace qrx::tool
 
