@@ -9,11 +9,10 @@
 
 #include "bench/our_library.h"
 #include "bench/records.h"
+#include "bench/rounds.h"
 #include "tools/image/image.h"
 
 namespace qrx::bench {
-
-struct Contender;
 
 // One ratio over all cells of a road: the time of `against` divided by that of `side`, so that more
 // is better. `goal` is for the geometric mean, `floor` for the worst cell; 0 where nothing is set.

@@ -162,6 +162,30 @@ TEST_F(Damage, ProgressiveWithoutMemoryForCoefficients) {
   decoder_.Clean();
 }
 
+// A packet segment of quality 0 is refused once its tables are made. An image without tables of its
+// own finds them empty, whatever their memory held before.
+TEST_F(Damage, TablesThatWereNeverFilled) {
+  const Bytes three = {1, 0x11, 0, 2, 0x11, 1, 3, 0x11, 1};
+  const Bytes refused = Bytes{0xFF, 0xD8, 0xFF, 0xDE, 0, 0} + word(16) + word(24) + byte(3) + three;
+  const Bytes image = Bytes{0xFF, 0xD8} + segment(0xDB, byte(0) + Bytes(64, 1)) +
+                      frame(0xC0, 8, three) + scan({1, 0, 2, 0x11, 3, 0x11}) +
+                      noisePicture({16, 16}, 1).pixels;
+  Bytes pixels[2];
+  for (int i = 0; i < 2; ++i) {
+    AllocationHooks hooks(&i_malloc, &i_free);
+    hooks.fillWith(i == 0 ? 0x5A : 0);
+    EXPECT_EQ(decode(refused).header, JPEG_INTERNAL_ERROR);
+    const Decoded d = decode(image);
+    EXPECT_EQ(d.lines, 16);
+    pixels[i] = d.pixels;
+    for (auto& table : decoder_.dc_tables) table.Destroy();
+    for (auto& table : decoder_.ac_tables) table.Destroy();
+    decoder_.huffman_state.Destroy();
+    decoder_.Clean();
+  }
+  EXPECT_EQ(pixels[0], pixels[1]);
+}
+
 // Refinement scans without end: the hundred-and-first is not looked at, nor what follows it, and
 // the colours that it would have stay its own.
 TEST_F(Damage, ProgressiveScansAreCounted) {
