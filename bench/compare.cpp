@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <fstream>
 
 #include "bench/comparison.h"
@@ -89,9 +90,7 @@ void defineOptions(CLI::App& app, Options& options) {
   app.add_option("--json", options.json, "Where every figure goes as JSON");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   CLI::App app("Measures libqrx_jpeg beside libjpeg-turbo.", "compare");
   Options options;
   defineOptions(app, options);
@@ -115,4 +114,17 @@ int main(int argc, char** argv) {
     }
   }
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "compare: %s\n", error.what());
+  } catch (...) {
+    std::fputs("compare: failed\n", stderr);
+  }
+  return 1;
 }

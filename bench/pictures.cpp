@@ -32,7 +32,7 @@ Image paint(Size size, Shade shade) {
     for (int x = 0; x < size.width; ++x, out += Image::kBytesPerPixel) {
       const Vec colour = shade(x, y);
       const auto byte = [](float v) {
-        return static_cast<std::uint8_t>(std::clamp(v, 0.0f, 255.0f) + 0.5f);
+        return static_cast<std::uint8_t>(std::lround(std::clamp(v, 0.0f, 255.0f)));
       };
       out[0] = byte(colour.z);
       out[1] = byte(colour.y);
