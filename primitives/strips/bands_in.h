@@ -164,7 +164,7 @@ class BlockRefinement {
     while (left != 0) {
       if (!reader_->refill()) return false;
       const int symbol = reader_->symbol(*scan_.ac);
-      if (symbol < 0) return false;
+      if (static_cast<unsigned>(symbol) > kMaxSymbol) return false;
       const int run = symbol >> 4;
       unsigned positive = 0;
       const bool isFresh = (symbol & 15) != 0;

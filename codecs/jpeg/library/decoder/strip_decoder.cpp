@@ -98,7 +98,7 @@ void StripDecoder::extend(int mcus) {
 
 // The next row's filter looks at this row's last line of chroma.
 void StripDecoder::keepLastLines() {
-  const auto size = static_cast<std::size_t>(decoder_.strip_stride / 2 + 2);
+  const auto size = static_cast<std::size_t>(decoder_.strip_stride) / 2 + 2;
   for (int i = 1; i < strips::kComponents; ++i) {
     Ipp8u* const guard = scan_.planes.plane[i] - 1;
     std::memcpy(guard - scan_.planes.step[i], guard + 7 * scan_.planes.step[i], size);
