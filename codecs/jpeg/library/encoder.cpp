@@ -8,12 +8,12 @@
 #include "codecs/jpeg/library/default_tables.h"
 #include "codecs/jpeg/library/encoder_room.h"
 #include "codecs/jpeg/library/encoder_stages.h"
+#include "codecs/jpeg/library/image_limits.h"
 #include "codecs/jpeg/library/mcu_grid.h"
 
 namespace qrx::jpeg {
 namespace {
 
-constexpr int kMaxImageSide = 65535;  // the frame header has 16 bits for each
 constexpr int kMaxRestartInterval = 65535;
 // Room per MCU in the coefficient store: 20 blocks, more than any sampling uses.
 constexpr int kCoefficientBytesPerMCU = 2560;
