@@ -362,7 +362,7 @@ Bytes encode(const Host& host, const Image& image, int sampling, int quality) {
   EXPECT_EQ(compress(image.pixels.data(), 4, image.size.width, image.size.height, &output, &release,
                      &size, &args),
             1);
-  const Bytes bytes(output, output + size);
+  Bytes bytes(output, output + size);
   release(output);
   return bytes;
 }

@@ -93,15 +93,19 @@ RoadResult summariseRoad(const char* name, const std::vector<Worker>& workers, d
 
 RoadResult measureRoad(Session& session, const Road& road, const Image& image,
                        const BenchOptions& options) {
+  const auto threadCount = static_cast<std::size_t>(options.threads);
   std::vector<Worker> workers;
+  workers.reserve(threadCount);
   for (int t = 0; t < options.threads; ++t) {
     workers.emplace_back(road.make(session, {image, options.quality}), options.runs);
   }
   std::vector<std::unique_ptr<std::latch>> starts;
+  starts.reserve(kWarmUpRuns + static_cast<std::size_t>(options.runs));
   for (int i = 0; i < kWarmUpRuns + options.runs; ++i) {
     starts.push_back(std::make_unique<std::latch>(options.threads));
   }
   std::vector<std::jthread> threads;
+  threads.reserve(threadCount);
   for (Worker& worker : workers) threads.emplace_back([&] { worker.run(starts); });
   threads.clear();  // joins
   const double megapixels = static_cast<double>(image.size.width) * image.size.height / 1e6;

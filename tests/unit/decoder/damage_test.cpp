@@ -212,7 +212,7 @@ TEST_F(Damage, LosslessStopsAtTheFirstError) {
   EXPECT_EQ(cut.data, JPEG_INTERNAL_ERROR);
   EXPECT_GT(cut.lines, 5);
   EXPECT_LT(cut.lines, 20);
-  Bytes expected = prefix(job.pixels, static_cast<std::size_t>(30 * cut.lines));
+  Bytes expected = prefix(job.pixels, 30 * static_cast<std::size_t>(cut.lines));
   expected.resize(job.pixels.size(), GuardedBuffer::kFill);
   EXPECT_EQ(cut.pixels, expected);
 }
