@@ -96,16 +96,18 @@ int initComponent(CJPEGEncoder& e, int index, int bufferSize) {
   return JPEG_NO_ERROR;
 }
 
+std::int64_t coefficientBytes(const CJPEGEncoder& e) {
+  return std::int64_t{e.mcus_across} * e.mcus_down * kCoefficientBytesPerMCU;
+}
+
 int initCoefficients(CJPEGEncoder& e) {
   // Of an image before, where Clean was left out, they may be too few.
   ippFree(e.coefficients);
   e.coefficients = nullptr;
-  const std::int64_t size = std::int64_t{e.mcus_across} * e.mcus_down * kCoefficientBytesPerMCU;
+  const std::int64_t size = coefficientBytes(e);
   if (size > INT_MAX) return JPEG_OUT_OF_MEMORY;
   e.coefficients = static_cast<Ipp16s*>(ippMalloc(static_cast<int>(size)));
-  if (e.coefficients == nullptr) return JPEG_OUT_OF_MEMORY;
-  ippsZero_8u(reinterpret_cast<Ipp8u*>(e.coefficients), static_cast<int>(size));
-  return JPEG_NO_ERROR;
+  return e.coefficients != nullptr ? JPEG_NO_ERROR : JPEG_OUT_OF_MEMORY;
 }
 
 int initTables(CJPEGEncoder& e) {
@@ -125,11 +127,45 @@ int initTables(CJPEGEncoder& e) {
   return JPEG_NO_ERROR;
 }
 
+int initComponents(CJPEGEncoder& e) {
+  if (e.component_count <= 0) return JPEG_NO_ERROR;
+  std::int64_t bufferSize = 0;
+  QRX_TRY(componentBytes(e, &bufferSize));
+  for (int i = 0; i < e.component_count; ++i) {
+    QRX_TRY(initComponent(e, i, static_cast<int>(bufferSize)));
+  }
+  return JPEG_NO_ERROR;
+}
+
+int initEncoder(CJPEGEncoder& e, CoefficientStore store) {
+  if (!sizeFitsHeader(e.source_width) || !sizeFitsHeader(e.source_height)) {
+    return JPEG_NOT_SUPPORTED;
+  }
+  e.component_count = componentsOf(e.jpeg_color, e.component_count);
+  e.pad_columns = e.mcu_width * e.mcus_across - e.source_width;
+  e.pad_rows = e.mcu_height * e.mcus_down - e.source_height;
+  e.strip_rows = e.mcu_height;
+  e.strip_stride = e.mcus_across * e.mcu_width;
+  QRX_TRY(initComponents(e));
+  if (e.mode != JPEG_MODE_PROGRESSIVE) return initTables(e);
+
+  e.SelectScanScripts();
+  QRX_TRY(initCoefficients(e));
+  const int result = initTables(e);
+  if (result != JPEG_NO_ERROR || store == CoefficientStore::kCleared) clearCoefficients(e);
+  return result;
+}
+
 }  // namespace
 
-int initFor(CJPEGEncoder& encoder, _JPEG_MODE mode) {
-  QRX_TRY(encoder.Init());
+int initFor(CJPEGEncoder& encoder, _JPEG_MODE mode, CoefficientStore store) {
+  QRX_TRY(initEncoder(encoder, store));
   return encoder.mode == mode ? JPEG_NO_ERROR : JPEG_NOT_SUPPORTED;
+}
+
+void clearCoefficients(CJPEGEncoder& encoder) {
+  ippsZero_8u(reinterpret_cast<Ipp8u*>(encoder.coefficients),
+              static_cast<int>(coefficientBytes(encoder)));
 }
 
 }  // namespace qrx::jpeg
@@ -238,27 +274,7 @@ int CJPEGEncoder::SetDestinationTiles(Ipp8u* pDst, int dstSize, int dstQuality,
   return JPEG_NO_ERROR;
 }
 
-int CJPEGEncoder::Init() {
-  if (!sizeFitsHeader(source_width) || !sizeFitsHeader(source_height)) return JPEG_NOT_SUPPORTED;
-  component_count = componentsOf(jpeg_color, component_count);
-  pad_columns = mcu_width * mcus_across - source_width;
-  pad_rows = mcu_height * mcus_down - source_height;
-  strip_rows = mcu_height;
-  strip_stride = mcus_across * mcu_width;
-
-  if (component_count > 0) {
-    std::int64_t bufferSize = 0;
-    QRX_TRY(componentBytes(*this, &bufferSize));
-    for (int i = 0; i < component_count; ++i) {
-      QRX_TRY(initComponent(*this, i, static_cast<int>(bufferSize)));
-    }
-  }
-  if (mode == JPEG_MODE_PROGRESSIVE) {
-    SelectScanScripts();
-    QRX_TRY(initCoefficients(*this));
-  }
-  return initTables(*this);
-}
+int CJPEGEncoder::Init() { return initEncoder(*this, CoefficientStore::kCleared); }
 
 std::uint64_t CJPEGEncoder::getRTClock() { return __rdtsc(); }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "codecs/jpeg/library/band_room.h"
 #include "codecs/jpeg/library/plane_room.h"
 #include "primitives/strips/wide_tables.h"
 #include "qrx/jpeg_encoder.h"
@@ -22,6 +23,7 @@ struct EncoderRoom {
 
   int pixelBytes = 3;
   PlaneRoom planes;
+  BandRoom bands;
   strips::WideCodes dcCodes[2] = {};  // by table number
   strips::WideCodes acCodes[2] = {};
   std::unique_ptr<Ipp8u[]> pixels;  // of a strip, in three bytes, for want of a route

@@ -11,8 +11,17 @@
 
 namespace qrx::jpeg {
 
-// Init for a writer of one mode: buffers and grid of another mode would not fit its walk.
-int initFor(CJPEGEncoder& encoder, _JPEG_MODE mode);
+// Whether the coefficients of a progressive image are zero after Init, or whatever was in their
+// memory: then the writer has to set all of them, or to clear them.
+enum class CoefficientStore { kCleared, kUnwritten };
+
+// Init for a writer of one mode: buffers and grid of another mode would not fit its walk. Where it
+// fails, coefficients are zero.
+int initFor(CJPEGEncoder& encoder, _JPEG_MODE mode,
+            CoefficientStore store = CoefficientStore::kCleared);
+
+// Of a progressive image that is initialised.
+void clearCoefficients(CJPEGEncoder& encoder);
 
 // JFIF's segment or Adobe's, as the stream's colour asks.
 int writeApplicationSegment(CJPEGEncoder& encoder);

@@ -10,11 +10,7 @@ namespace {
 
 constexpr int kMaxComponents = 4;  // of a scan (T.81 B.2.3)
 
-using Statistics = int[256];  // by symbol
-
-// An AC scan has one component; any other goes over all of them, MCU by MCU.
 bool isScanAC(int ss, int se) { return ss != 0 && se != 0; }
-bool isAC(const Scan& scan) { return isScanAC(scan.ss, scan.se); }
 
 // The scan that the arguments of a stated operation name.
 int scanOf(int count, const int* components, int ss, int se, int ah, int al, Scan* scan) {
@@ -89,13 +85,12 @@ int restartStatistics(CJPEGEncoder& e, const Scan& scan, Statistics* counts) {
 
 int buildTableAC(CJPEGEncoder& e, const Scan& scan) {
   Statistics counts[2] = {};  // by table number
-  const int selector = e.components[scan.components[0]]->ac_selector;
-  int* const row = counts[selector];
+  int* const row = counts[e.components[scan.components[0]]->ac_selector];
   QRX_TRY(walkScan(
       e, scan, [&] { return restartStatistics(e, scan, counts); },
       [&](CJPEGColorComponent&, const Ipp16s* block) { return countAC(e, scan, block, row); }));
   QRX_TRY(resultOf(countAC(e, scan, nullptr, row)));
-  return initFromStatistics(e.ac_tables[selector], selector, 1, row);
+  return initScanTables(e, scan, counts);
 }
 
 int buildTablesDC(CJPEGEncoder& e, const Scan& scan) {
@@ -106,11 +101,7 @@ int buildTablesDC(CJPEGEncoder& e, const Scan& scan) {
         return ippiGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(block, counts[c.dc_selector],
                                                                &c.last_dc, scan.al);
       }));
-  for (int i = 0; i < scan.count; ++i) {
-    const int selector = e.components[scan.components[i]]->dc_selector;
-    QRX_TRY(initFromStatistics(e.dc_tables[selector], selector, 0, counts[selector]));
-  }
-  return JPEG_NO_ERROR;
+  return initScanTables(e, scan, counts);
 }
 
 int writeTables(CJPEGEncoder& e, const Scan& scan) {
@@ -122,6 +113,21 @@ int writeTables(CJPEGEncoder& e, const Scan& scan) {
 
 }  // namespace
 
+bool isAC(const Scan& scan) { return isScanAC(scan.ss, scan.se); }
+
+int initScanTables(CJPEGEncoder& e, const Scan& scan, const Statistics* counts) {
+  if (isAC(scan)) {
+    const int selector = e.components[scan.components[0]]->ac_selector;
+    return initFromStatistics(e.ac_tables[selector], selector, 1, counts[selector]);
+  }
+  if (scan.ah != 0) return JPEG_NO_ERROR;
+  for (int i = 0; i < scan.count; ++i) {
+    const int selector = e.components[scan.components[i]]->dc_selector;
+    QRX_TRY(initFromStatistics(e.dc_tables[selector], selector, 0, counts[selector]));
+  }
+  return JPEG_NO_ERROR;
+}
+
 int buildScanTables(CJPEGEncoder& e, const Scan& scan) {
   clearPredictions(e);
   QRX_TRY(e.huffman_state.Init());
@@ -131,12 +137,19 @@ int buildScanTables(CJPEGEncoder& e, const Scan& scan) {
 
 int encodeScan(CJPEGEncoder& e, const Scan& scan) {
   QRX_TRY(buildScanTables(e, scan));
+  QRX_TRY(openScan(e, scan));
+  return codeScan(e, scan);
+}
+
+int openScan(CJPEGEncoder& e, const Scan& scan) {
   clearPredictions(e);
   e.restarts_to_go = e.restart_interval;
   QRX_TRY(e.huffman_state.Init());
   QRX_TRY(writeTables(e, scan));
-  QRX_TRY(e.WriteSOS(scan.count, scan.components, scan.ss, scan.se, scan.ah, scan.al));
+  return e.WriteSOS(scan.count, scan.components, scan.ss, scan.se, scan.ah, scan.al);
+}
 
+int codeScan(CJPEGEncoder& e, const Scan& scan) {
   const bool ac = isAC(scan);
   QRX_TRY(walkScan(
       e, scan, [&] { return restartInterval(e, scan); },

@@ -8,9 +8,23 @@
 
 namespace qrx::jpeg {
 
+using Statistics = int[256];  // by symbol
+
+// An AC scan has one component; any other goes over all of them, MCU by MCU.
+bool isAC(const Scan& scan);
+
 // Gathers the scan's symbols and builds the tables that fit them best. A refinement of DC needs
 // none.
 int buildScanTables(CJPEGEncoder& encoder, const Scan& scan);
+
+// The tables that fit `counts` best, which are by table number.
+int initScanTables(CJPEGEncoder& encoder, const Scan& scan, const Statistics* counts);
+
+// Writes DHT and SOS. The coder and the predictions start afresh.
+int openScan(CJPEGEncoder& encoder, const Scan& scan);
+
+// Writes the code of a scan that is open.
+int codeScan(CJPEGEncoder& encoder, const Scan& scan);
 
 // Builds the tables and writes DHT, SOS and code.
 int encodeScan(CJPEGEncoder& encoder, const Scan& scan);

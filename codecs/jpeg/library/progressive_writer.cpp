@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <span>
 
+#include "codecs/jpeg/library/band_coder.h"
 #include "codecs/jpeg/library/encoder_stages.h"
-#include "codecs/jpeg/library/progressive_scan.h"
 
 namespace {
 
@@ -63,20 +63,12 @@ int writeFrameHeaders(CJPEGEncoder& e) {
   return e.WriteSOF2();
 }
 
-// Fills the coefficient store from the source pixels.
-int fillCoefficients(CJPEGEncoder& e) {
-  if (e.mcus_down <= 0) return JPEG_NO_ERROR;
-  QRX_TRY(e.ColorConvert());
-  QRX_TRY(e.DownSampling());
-  return e.PerformDCT();
-}
-
-int writeScans(CJPEGEncoder& e) {
+int writeScans(CJPEGEncoder& e, BandCoder& coder) {
   if (e.restart_interval != 0) QRX_TRY(e.WriteDRI(e.restart_interval));
   for (int i = 0; i < e.scan_count; ++i) {
     e.next_restart = 0;
     e.restarts_to_go = e.restart_interval;
-    QRX_TRY(encodeScan(e, e.scan_script[i]));
+    QRX_TRY(coder.code(e.scan_script[i]));
   }
   return JPEG_NO_ERROR;
 }
@@ -87,10 +79,14 @@ int writeScans(CJPEGEncoder& e) {
 using namespace qrx::jpeg;
 
 int CJPEGEncoder::WriteImageProgressive() {
-  QRX_TRY(initFor(*this, JPEG_MODE_PROGRESSIVE));
-  QRX_TRY(writeFrameHeaders(*this));
-  QRX_TRY(fillCoefficients(*this));
-  QRX_TRY(writeScans(*this));
+  QRX_TRY(initFor(*this, JPEG_MODE_PROGRESSIVE, CoefficientStore::kUnwritten));
+  if (const int result = writeFrameHeaders(*this); result != JPEG_NO_ERROR) {
+    clearCoefficients(*this);
+    return result;
+  }
+  BandCoder coder(*this);
+  QRX_TRY(coder.fill());
+  QRX_TRY(writeScans(*this, coder));
   return WriteEOI();
 }
 

@@ -6,6 +6,7 @@
 
 #include "codecs/jpeg/library/colour_stage.h"
 #include "codecs/jpeg/library/encoder_room.h"
+#include "codecs/jpeg/library/encoder_route.h"
 #include "codecs/jpeg/library/encoder_stages.h"
 #include "codecs/jpeg/library/entropy_interval.h"
 #include "qrx/primitives.h"
@@ -13,27 +14,8 @@
 namespace qrx::jpeg {
 namespace {
 
-// Whether the routes take the source's pixels: three colours in lines that do not overlap.
-bool hasRoutePixels(const CJPEGEncoder& e, bool colourTable) {
-  if (e.jpeg_color != JPEG_COLOR_YCBCR || e.component_count != strips::kComponents) return false;
-  if (e.source_color != JPEG_COLOR_RGB && e.source_color != JPEG_COLOR_BGR) return false;
-  if (e.source_color == JPEG_COLOR_BGR && colourTable) return false;
-  const std::int64_t line = std::int64_t{e.source_width} * EncoderRoom::sourcePixelBytes(e);
-  return e.source_data != nullptr && e.source_width > 0 && e.source_step >= line;
-}
-
-bool hasRouteStream(const CJPEGEncoder& e) {
-  return e.stream.data != nullptr && e.stream.capacity > 0 && e.huffman_state.state != nullptr;
-}
-
 // Those of the slot in force.
 const strips::Routes& routes() { return *strips::kRoutes[ippJumpIndexForMergedLibs]; }
-
-// Whether the routes multiply by such a table: one that a quantisation table gives.
-bool isRouteTable(const Ipp16u* multipliers) {
-  return std::all_of(multipliers, multipliers + 64,
-                     [](Ipp16u m) { return m <= strips::kLargestMultiplier; });
-}
 
 }  // namespace
 
@@ -42,10 +24,13 @@ StripCoder::StripCoder(CJPEGEncoder& encoder) : encoder_(encoder), walk_(walkOf(
 // Settles what a strip needs. False where the routes do not take the image.
 bool StripCoder::takeRoute() {
   CJPEGEncoder& e = encoder_;
-  if (!hasRoutePixels(e, useColourTable()) || !hasRouteStream(e)) return false;
+  const bool hasTableAlone = e.source_color == JPEG_COLOR_BGR && useColourTable();
+  if (hasTableAlone || !hasRouteStream(e)) return false;
+  if (!hasRoutePixels(e, EncoderRoom::sourcePixelBytes(e))) return false;
   EncoderRoom* const room = EncoderRoom::of(e);
   scan_.layout = {e.components[0]->hsampling, e.components[0]->vsampling};
   if (room == nullptr || !room->planes.fit(scan_.layout, e.mcus_across)) return false;
+  if (!takeMultipliers(e, scan_.quant)) return false;
   for (int i = 0; i < 2; ++i) {
     const IppiEncodeHuffmanSpec *dc = e.dc_tables[i].spec, *ac = e.ac_tables[i].spec;
     if (dc == nullptr || !makeDcCodes(*dc, &room->dcCodes[i])) return false;
@@ -54,8 +39,6 @@ bool StripCoder::takeRoute() {
   scan_.planes = room->planes.planes();
   for (int i = 0; i < strips::kComponents; ++i) {
     CJPEGColorComponent& c = *e.components[i];
-    scan_.quant[i] = e.quant_tables[c.q_selector].fwd_table;
-    if (!isRouteTable(scan_.quant[i])) return false;
     scan_.dc[i] = &room->dcCodes[c.dc_selector];
     scan_.ac[i] = &room->acCodes[c.ac_selector];
     scan_.lastDc[i] = &c.last_dc;
@@ -64,9 +47,7 @@ bool StripCoder::takeRoute() {
   scan_.length = e.stream.capacity;
   scan_.position = &e.stream.position;
   scan_.state = e.huffman_state.state;
-  pixels_.format = {room->pixelBytes, e.source_color == JPEG_COLOR_RGB ? 0 : 2};
-  pixels_.step = e.source_step;
-  pixels_.width = e.source_width;
+  pixels_ = routePixels(e, room->pixelBytes);
   return true;
 }
 

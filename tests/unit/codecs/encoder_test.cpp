@@ -1,6 +1,7 @@
 // The encoder: grid, tables, marker segments byte for byte, and whole images of the three writers.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <numeric>
 #include <set>
@@ -307,11 +308,15 @@ TEST(ImageWriters, PlaceRestarts) {
 
 // Every capacity that is too small: the stated code, a prefix of the stream, no byte beyond.
 TEST(ImageWriters, StopAtTheEndOfTheBuffer) {
-  for (const _JPEG_MODE mode : kModes) {
+  const std::pair<_JPEG_MODE, int> kinds[] = {{JPEG_MODE_BASELINE, 1},
+                                              {JPEG_MODE_PROGRESSIVE, 1},
+                                              {JPEG_MODE_PROGRESSIVE, 0},
+                                              {JPEG_MODE_LOSSLESS, 0}};
+  for (const auto& [mode, interval] : kinds) {
     EncoderJob job = mode == JPEG_MODE_LOSSLESS ? grayJob(noisePicture({20, 20}, 1))
                                                 : colourJob(noisePicture({20, 20}, 1));
     job.mode = mode;
-    job.restartInterval = mode == JPEG_MODE_LOSSLESS ? 0 : 1;
+    job.restartInterval = interval;
     const Bytes whole = encode(job).bytes;
     const tool::JpegInfo info = tool::walkJpeg(whole);
     CJPEGEncoder encoder;
@@ -376,6 +381,33 @@ TEST(ProgressiveWriter, ScansByTheScript) {
     EXPECT_EQ(scans.str(), script);
     // One table for each AC scan; for the first DC scan one or two; none for its refinement.
     EXPECT_EQ(info.huffmanTables.size(), info.scans.size() - (source == JPEG_COLOR_GRAY ? 1 : 0));
+  }
+}
+
+// The writer, by whatever route it takes, against the stated operations called one after another.
+TEST(ProgressiveWriter, IsItsOperationsOneAfterAnother) {
+  for (int i = 0; i < 3 * 4 * 3 * 2; ++i) {
+    const Size size = std::array{Size{1, 1}, Size{17, 33}, Size{75, 40}, Size{300, 130}}[i / 3 % 4];
+    EncoderJob job = colourJob(i / 36 != 0 ? noisePicture(size, 3) : scenePicture(size));
+    job.mode = JPEG_MODE_PROGRESSIVE;
+    job.sampling = kSamplings[i % 3];
+    job.quality = std::array{20, 75, 97}[i / 12 % 3];
+    job.source = i % 2 != 0 ? JPEG_COLOR_RGB : JPEG_COLOR_BGR;
+    const Bytes whole = encode(job).bytes;
+
+    GuardedBuffer buffer(static_cast<std::size_t>(job.capacity));
+    CJPEGEncoder e;
+    setUp(e, job, buffer.data());
+    int failures = e.Init() | e.WriteSOI() | e.WriteAPP0() | e.WriteCOM(nullptr) |
+                   e.WriteDQT(&e.quant_tables[0]) | e.WriteDQT(&e.quant_tables[1]) | e.WriteSOF2() |
+                   e.ColorConvert() | e.DownSampling() | e.PerformDCT();
+    for (int k = 0; k < e.scan_count; ++k) {
+      const auto& s = e.scan_script[k];
+      failures |= e.EncodeScan(s.count, s.components, s.ss, s.se, s.ah, s.al);
+    }
+    failures |= e.WriteEOI();
+    EXPECT_EQ(failures, 0) << job;
+    EXPECT_EQ(whole, Bytes(buffer.data(), buffer.data() + e.stream.position)) << job;
   }
 }
 
