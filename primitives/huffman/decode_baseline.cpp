@@ -1,5 +1,6 @@
 // Baseline and lossless Huffman decoding: a block, or one sample.
 #include "primitives/checks.h"
+#include "primitives/clear_block.h"
 #include "primitives/form.h"
 #include "primitives/huffman/decode_common.h"
 
@@ -38,8 +39,7 @@ IppStatus FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(const Ipp8u* pSrc, int srcLen
   if (anyNull(pSrcCurrPos, pDst, pLastDC, pMarker, pDcTable, pAcTable, pState)) {
     return ippStsNullPtrErr;
   }
-  void* block = pDst;
-  __builtin_memset(block, 0, 64 * sizeof(Ipp16s));
+  clearBlock(pDst);
   BitReader reader(pSrc, srcLenBytes, pSrcCurrPos, pMarker, pState, FillBytes::kPass);
   IppStatus status = decodeDc(&reader, pDcTable, pLastDC);
   if (status >= 0) {

@@ -68,7 +68,10 @@ inline Vec levelShiftedBack(Vec upper, Vec lower) {
   return clamp16(addSaturated16(upper, level), addSaturated16(lower, level));
 }
 
-inline bool isZero(Vec128 v) { return signs8(equal8(v, Vec128::all16(0))) == 0xFFFF; }
+template <typename Vec>
+inline bool isZero(Vec v) {
+  return ~signs8(equal8(v, Vec::all16(0))) << (32 - sizeof(Vec)) == 0;
+}
 
 inline void inverseBlock(const Ipp16s* pSrc, Ipp8u* pDst, int dstStep,
                          const Ipp16u* pQuantInvTable) {

@@ -104,8 +104,7 @@ void BandCoder::setPredictions(const Scan& scan) {
   const std::int64_t perMCU = store.layout.across * store.layout.down + chroma;
   const Ipp16s* const end = image_.dc + perMCU * store.mcusAcross * store.mcusDown;
   for (int i = 0; i < strips::kComponents; ++i) {
-    encoder_.components[i]->last_dc =
-        static_cast<Ipp16s>(end[i - strips::kComponents] >> scan.al);
+    encoder_.components[i]->last_dc = static_cast<Ipp16s>(end[i - strips::kComponents] >> scan.al);
   }
 }
 
