@@ -150,15 +150,19 @@ void BandDecoder::note() {
 
 namespace {
 
-// Rows of MCUs on their way from coefficients to planes of the whole image, and from there to
-// pixels.
+// Rows of MCUs on their way from coefficients to planes, and from there to pixels.
 class ImageView {
  public:
-  explicit ImageView(CJPEGDecoder& decoder) : decoder_(decoder) {
+  enum class Planes { kKept, kFree };  // of the whole image, once the rows are through
+
+  ImageView(CJPEGDecoder& decoder, Planes planes) : decoder_(decoder) {
     CJPEGDecoder& d = decoder_;
     const auto layout = layoutOf(d);
     if (!layout || d.coefficients == nullptr) return;
     scan_.layout = *layout;
+    // Unless a filter looks from row to row, all rows can go through the same lines, which stay in
+    // the cache.
+    sharesLines_ = planes == Planes::kFree && layout->down == 1;
     for (int i = 0; i < strips::kComponents; ++i) {
       const CJPEGColorComponent& c = *d.components[i];
       const bool reduced = i != 0;
@@ -217,6 +221,7 @@ class ImageView {
   // The planes from line `line` of chroma on.
   strips::Planes planesFrom(int line) const {
     strips::Planes planes = scan_.planes;
+    if (sharesLines_) line %= 8;
     for (int i = 0; i < strips::kComponents; ++i) {
       const int lines = i == 0 ? scan_.layout.down * line : line;
       planes.plane[i] += std::ptrdiff_t{lines} * planes.step[i];
@@ -254,20 +259,21 @@ class ImageView {
   CJPEGDecoder& decoder_;
   strips::ScanIn scan_ = {};
   bool serves_ = false;
+  bool sharesLines_ = false;
   int shown_ = 0;  // lines of chroma
 };
 
 }  // namespace
 
 bool transformImage(CJPEGDecoder& decoder) {
-  const ImageView view(decoder);
+  const ImageView view(decoder, ImageView::Planes::kKept);
   if (!view.serves()) return false;
   for (int row = 0; row < decoder.mcus_down; ++row) view.transform(row);
   return true;
 }
 
 bool showImage(CJPEGDecoder& decoder) {
-  ImageView view(decoder);
+  ImageView view(decoder, ImageView::Planes::kFree);
   if (!view.hasPixels()) return false;
   for (int row = 0; row < decoder.mcus_down; ++row) {
     view.transform(row);
