@@ -84,21 +84,28 @@ __attribute__((always_inline)) inline bool decodeBlock(const WideTable& dc, cons
   return true;
 }
 
-// The blocks of an MCU by the form's primitive, with the records in force. False where the data is
-// damaged: that block is as far as it was decoded.
-template <int kAcross, int kDown>
-__attribute__((noinline)) bool decodeMcuByPrimitive(const ScanIn& scan, Ipp16s* block,
-                                                    BlocksWithAc* withAc) {
-  using Place = McuPlace<kAcross, kDown>;
-  for (int b = 0; b < Place::kBlocks; ++b, block += 64) {
-    const int i = Place::componentOf(b);
-    withAc->of[b] = true;
-    if (FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(scan.bytes, scan.length, scan.position, block,
-                                                 scan.lastDc[i], scan.marker, &scan.dc[i]->source,
-                                                 &scan.ac[i]->source, scan.state) < 0) {
+// Near the end of the data: a block whose symbols are all in a look-up and in hand, so that the
+// primitives would not have to fetch anything either. False for others.
+inline bool decodeLastBlock(const WideTable& dc, const WideTable& ac, RowReader* reader,
+                            Ipp16s* lastDc, Ipp16s* block, bool* hasAc) {
+  constexpr int kLeastBits = 8;  // with fewer the primitives look for more
+  clearBlock(block);
+  int k = 0;
+  for (const WideTable* table = &dc; k < 63; table = &ac) {
+    reader->refill();
+    const WideTable::Entry entry = table->entries[reader->peek()];
+    if (reader->count() < kLeastBits || entry.bits == 0 || entry.bits > reader->count()) {
       return false;
     }
+    reader->drop(entry.bits);
+    if (table == &dc) {
+      *lastDc = block[0] = static_cast<Ipp16s>(*lastDc + entry.value);
+    } else {
+      k += entry.skip;
+      block[kPlaces.natural[k]] = entry.value;
+    }
   }
+  *hasAc = k != kEndOfBlock;
   return true;
 }
 
@@ -125,9 +132,12 @@ class RowDecoder {
 
   int decode() {
     reads_ = RowReader::serves(scan_);
-    while (done_ < count_) {
-      if (!decodeMcu() && !decodeMcuByRecords()) break;
-      finishMcu();
+    for (; done_ < count_; ++done_) {
+      if (!decodeMcu()) break;
+      // Samples of two MCUs at once.
+      if ((done_ & 1) != 0) {
+        transformTwoMcus<kAcross, kDown>(scan_, column_ + done_ - 1, withAc_);
+      }
     }
     if ((done_ & 1) != 0) {
       transformMcu<kAcross, kDown>(scan_, column_ + done_ - 1, withAc_[0]);
@@ -139,27 +149,28 @@ class RowDecoder {
  private:
   using Place = McuPlace<kAcross, kDown>;
 
-  Ipp16s* blocks() const {
-    return scan_.blocks + ptrdiff_t{64} * Place::kBlocks * (column_ + done_);
+  Ipp16s* block(int b) const {
+    return scan_.blocks + ptrdiff_t{64} * (Place::kBlocks * (column_ + done_) + b);
   }
 
-  // Samples of two MCUs at once.
-  __attribute__((always_inline)) void finishMcu() {
-    if ((done_ & 1) != 0) {
-      transformTwoMcus<kAcross, kDown>(scan_, column_ + done_ - 1, withAc_);
-    }
-    ++done_;
-  }
-
+  // False where the data is damaged: the block there is as far as it was decoded.
   bool decodeMcu() {
-    if (!reads_) return false;
+    if (reads_ && decodeBlocks()) return true;
+    for (int b = 0; b < Place::kBlocks; ++b) {
+      if (!decodeOne(b)) return false;
+    }
+    return true;
+  }
+
+  // The whole MCU. False, with nothing done, where the reader stops in it.
+  bool decodeBlocks() {
     RowReader reader = reader_;  // in registers
     Predictions last = last_;
-    Ipp16s* const block = blocks();
+    Ipp16s* const first = block(0);
     BlocksWithAc* const current = &withAc_[done_ & 1];
     for (int b = 0; b < Place::kBlocks; ++b) {
       const int i = Place::componentOf(b);
-      if (!decodeBlock(*scan_.dc[i], *scan_.ac[i], &reader, &last.of[i], block + 64 * b,
+      if (!decodeBlock(*scan_.dc[i], *scan_.ac[i], &reader, &last.of[i], first + 64 * b,
                        &current->of[b])) {
         return false;
       }
@@ -169,14 +180,28 @@ class RowDecoder {
     return true;
   }
 
-  // False where the data is damaged.
-  bool decodeMcuByRecords() {
-    if (reads_) close();
-    const bool isWhole = decodeMcuByPrimitive<kAcross, kDown>(scan_, blocks(), &withAc_[done_ & 1]);
-    reads_ = isWhole && RowReader::serves(scan_);
+  // Block `b` of the MCU, by the form's primitive if need be.
+  __attribute__((noinline)) bool decodeOne(int b) {
+    const int i = Place::componentOf(b);
+    bool* const hasAc = &withAc_[done_ & 1].of[b];
+    if (reads_) {
+      RowReader reader = reader_;
+      Ipp16s dc = last_.of[i];
+      if (decodeLastBlock(*scan_.dc[i], *scan_.ac[i], &reader, &dc, block(b), hasAc)) {
+        reader_ = reader;
+        last_.of[i] = dc;
+        return true;
+      }
+      close();
+    }
+    *hasAc = true;
+    const IppStatus status = FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(
+        scan_.bytes, scan_.length, scan_.position, block(b), scan_.lastDc[i], scan_.marker,
+        &scan_.dc[i]->source, &scan_.ac[i]->source, scan_.state);
+    reads_ = status >= 0 && RowReader::serves(scan_);
     reader_ = RowReader(scan_);
     last_.load(scan_);
-    return isWhole;
+    return status >= 0;
   }
 
   void close() const {

@@ -55,6 +55,8 @@ class RowReader {
     return count_ >= 32;
   }
 
+  // What is in hand.
+  int count() const { return count_; }
   // The next kLookUpBits bits.
   unsigned peek() const { return static_cast<unsigned>(bits_ >> (64 - kLookUpBits)); }
 

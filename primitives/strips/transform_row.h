@@ -82,12 +82,11 @@ inline void transformTwo(const Ipp16s* left, const Ipp16s* right, const Ipp16u* 
 #endif
 
 // Two blocks side by side.
-inline void transformPair(const Ipp16s* left, const Ipp16s* right, bool leftHasAc,
-                          bool rightHasAc, const Ipp16u* quant, Ipp8u* to, int step) {
+inline void transformPair(const Ipp16s* left, const Ipp16s* right, bool leftHasAc, bool rightHasAc,
+                          const Ipp16u* quant, Ipp8u* to, int step) {
 #ifdef __AVX2__
   if (leftHasAc | rightHasAc) {
-    const bool isUpper =
-        isUpperHalf<simd::Vec256>(left) & isUpperHalf<simd::Vec256>(right);
+    const bool isUpper = isUpperHalf<simd::Vec256>(left) & isUpperHalf<simd::Vec256>(right);
     return isUpper ? transformTwo<4>(left, right, quant, to, step)
                    : transformTwo<8>(left, right, quant, to, step);
   }

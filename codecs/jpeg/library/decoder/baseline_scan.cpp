@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "codecs/jpeg/library/decoder/decoder_room.h"
 #include "codecs/jpeg/library/decoder/decoder_stages.h"
 #include "codecs/jpeg/library/decoder/output_stage.h"
 #include "codecs/jpeg/library/decoder/sample_planes.h"
@@ -52,13 +53,24 @@ int showRow(CJPEGDecoder& d, const Ipp16s* blocks, int slot, int row, const RowS
   return convertRow(d, row, slot, span);
 }
 
+// A row that fails shows zeros where no row before it had blocks.
+void clearBlocks(CJPEGDecoder& d, int mcus) {
+  DecoderRoom* const room = DecoderRoom::existing(d);
+  if (room == nullptr || !room->clearedMcus || *room->clearedMcus >= mcus) return;
+  const std::ptrdiff_t each = std::ptrdiff_t{64} * d.mcu_blocks;
+  std::fill(d.block_buffer + each * *room->clearedMcus, d.block_buffer + each * mcus, Ipp16s{0});
+  room->clearedMcus = mcus;
+}
+
 // All rows, whatever becomes of each. `spanOf` is asked once for every row, from the top.
 template <typename SpanOf>
 void decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
   StripDecoder routes(d);
   for (int row = 0; row < d.mcus_down; ++row) {
     const RowSpan span = spanOf(row);
+    clearBlocks(d, span.mcus);
     if (routes.serve()) {
+      routes.fetchTarget(row, span);
       routes.decode(span.mcus);
       routes.show(row, span);
     } else {

@@ -30,6 +30,16 @@ int allocateComponent(CJPEGDecoder& d, int index, const BufferSizes& sizes) {
   return JPEG_NO_ERROR;
 }
 
+// Of a packet only the MCUs that it has are cleared, as it decodes them.
+bool allocateBlocks(CJPEGDecoder& d, std::int64_t size) {
+  DecoderRoom* const room = DecoderRoom::existing(d);
+  const bool defers = room != nullptr && room->window && d.mode == JPEG_MODE_BASELINE;
+  if (room != nullptr) room->clearedMcus.reset();
+  if (!defers) return allocateZeroed(&d.block_buffer, size);
+  room->clearedMcus = 0;
+  return allocate(&d.block_buffer, size);
+}
+
 }  // namespace
 
 std::int64_t coefficientBytes(const CJPEGDecoder& d) {
@@ -191,7 +201,7 @@ int CJPEGDecoder::Init() {
 
   // The coefficients of a progressive image wait for a scan that brings some.
   if (mode != JPEG_MODE_PROGRESSIVE && block_buffer == nullptr) {
-    if (!qrx::jpeg::allocateZeroed(&block_buffer, sizes.blocks)) return JPEG_OUT_OF_MEMORY;
+    if (!qrx::jpeg::allocateBlocks(*this, sizes.blocks)) return JPEG_OUT_OF_MEMORY;
   }
   for (int i = 0; i < component_count; ++i) {
     QRX_TRY(qrx::jpeg::allocateComponent(*this, i, sizes));

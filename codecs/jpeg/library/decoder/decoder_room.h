@@ -71,6 +71,7 @@ struct DecoderRoom {
   std::optional<PacketWindow> window;
 
   PacketTables packetTables;
+  std::optional<int> clearedMcus;  // of block_buffer, unless all are
 
   // What the fused routes work with.
   PlaneRoom planes;

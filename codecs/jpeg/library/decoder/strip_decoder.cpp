@@ -65,6 +65,20 @@ bool StripDecoder::takeRoute() {
   return true;
 }
 
+// A packet's pixels lie in short pieces of many lines, which the processor does not foresee.
+void StripDecoder::fetchTarget(int row, const RowSpan& span) {
+  const DecoderRoom* const room = DecoderRoom::existing(decoder_);
+  if (room == nullptr || !room->window) return;
+  constexpr std::ptrdiff_t kCacheLine = 64;
+  const auto target = rowTarget(decoder_, row, span);
+  if (!target) return;
+  const std::ptrdiff_t bytes = std::ptrdiff_t{target->bytesPerPixel} * target->area.width;
+  for (int line = 0; line < target->area.height; ++line) {
+    const Ipp8u* const pixels = target->pixels + line * target->step;
+    for (std::ptrdiff_t i = 0; i < bytes; i += kCacheLine) __builtin_prefetch(pixels + i, 1);
+  }
+}
+
 void StripDecoder::decode(int mcus) {
   CJPEGDecoder& d = decoder_;
   int column = 0;
@@ -83,12 +97,19 @@ void StripDecoder::decode(int mcus) {
 }
 
 // Behind the last MCU of a packet's first row lies memory that this packet never wrote. The
-// up-sampling filter looks there, so each line's last sample is repeated to the plane's end.
+// up-sampling filter looks there, so each line's last sample is repeated to the plane's end. Where
+// only the packet's own pixels are shown, one sample of chroma is enough, unless another row's
+// filter looks further.
 void StripDecoder::extend(int mcus) {
+  const DecoderRoom* const room = DecoderRoom::existing(decoder_);
+  const bool ownPixels = room != nullptr && room->window;
+  const bool isOnlyRow = decoder_.tile_mcu_count <= mcus;
   for (int i = 0; i < strips::kComponents; ++i) {
     const CJPEGColorComponent& c = *decoder_.components[i];
+    if (ownPixels && c.h_factor == 1) continue;
     const int decoded = 8 * c.hsampling * mcus;
-    const auto missing = static_cast<std::size_t>(decoder_.strip_stride / c.h_factor - decoded);
+    auto missing = static_cast<std::size_t>(decoder_.strip_stride / c.h_factor - decoded);
+    if (ownPixels && isOnlyRow) missing = std::min<std::size_t>(missing, 1);
     Ipp8u* line = scan_.planes.plane[i];
     for (int y = 0; y < 8 * c.vsampling; ++y, line += scan_.planes.step[i]) {
       std::memset(line + decoded, line[decoded - 1], missing);

@@ -17,6 +17,7 @@ class StripDecoder {
   // Whether the routes take the image; without them nothing else is to be called.
   bool serve() const { return serves_; }
 
+  void fetchTarget(int row, const RowSpan& span);
   // Decodes the next row of `mcus` MCUs into the planes. What a failure leaves undecoded keeps the
   // coefficients of the row above.
   void decode(int mcus);
