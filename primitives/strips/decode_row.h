@@ -12,15 +12,16 @@ namespace {
 namespace strips {
 
 // Natural places by zig-zag place. A run that leads past the block, and the end of a block, end on
-// its last coefficient.
+// its last coefficient; a coefficient with the end behind it stands kEndBehind further.
 struct Places {
-  Ipp8u natural[63 + kEndOfBlock + 1];
+  Ipp8u natural[kEndBehind + 63 + 16];
 };
 
 constexpr Places places() {
   Places result = {};
-  for (int k = 0; k < 63 + kEndOfBlock + 1; ++k) {
-    result.natural[k] = static_cast<Ipp8u>(own_pj_izigzag_index[k < 63 ? k : 63]);
+  for (int i = 0; i < static_cast<int>(sizeof result.natural); ++i) {
+    const int k = i < kEndBehind ? i : i - kEndBehind;
+    result.natural[i] = static_cast<Ipp8u>(own_pj_izigzag_index[k < 63 ? k : 63]);
   }
   return result;
 }
@@ -53,6 +54,13 @@ __attribute__((always_inline)) inline bool decodeDcValue(const WideTable& table,
   return true;
 }
 
+// The end of a block that a look-up foresaw. Behind the last coefficient there is none.
+__attribute__((always_inline)) inline bool takeEnd(const WideTable& ac, RowReader* reader) {
+  if (!reader->refill()) return false;
+  reader->drop(ac.endBits);
+  return true;
+}
+
 // *hasAc: whether there may be AC coefficients. False where the primitives have to decode it.
 __attribute__((always_inline)) inline bool decodeBlock(const WideTable& dc, const WideTable& ac,
                                                        RowReader* reader, Ipp16s* lastDc,
@@ -81,7 +89,7 @@ __attribute__((always_inline)) inline bool decodeBlock(const WideTable& dc, cons
     block[kPlaces.natural[k]] = static_cast<Ipp16s>(value);
   } while (k < 63);
   *hasAc = k != 0 && k != kEndOfBlock;
-  return true;
+  return k < kEndBehind + 63 && k >= kEndBehind ? takeEnd(ac, reader) : true;
 }
 
 // Near the end of the data: a block whose symbols are all in a look-up and in hand, so that the
@@ -100,10 +108,10 @@ inline bool decodeLastBlock(const WideTable& dc, const WideTable& ac, RowReader*
     reader->drop(entry.bits);
     if (table == &dc) {
       *lastDc = block[0] = static_cast<Ipp16s>(*lastDc + entry.value);
-    } else {
-      k += entry.skip;
-      block[kPlaces.natural[k]] = entry.value;
+      continue;
     }
+    k += entry.skip >= kEndBehind ? entry.skip - kEndBehind : entry.skip;
+    block[kPlaces.natural[k]] = entry.value;
   }
   *hasAc = k != kEndOfBlock;
   return true;

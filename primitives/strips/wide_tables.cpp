@@ -15,6 +15,8 @@ bool isMadeFrom(const Spec& made, const Spec& spec) {
   return std::memcmp(&made, &spec, sizeof spec) == 0;
 }
 
+constexpr int kLongestSkip = 16;  // of a coefficient
+
 unsigned lengthOf(std::uint32_t entry) { return entry >> 16; }
 
 bool isCode(std::uint32_t entry) { return lengthOf(entry) - 1 < 16; }
@@ -88,11 +90,14 @@ Code codeIn(const IppiDecodeHuffmanSpec& spec, unsigned bits) {
   return {0, 0};
 }
 
+bool isMadeFrom(const WideTable& table, const IppiDecodeHuffmanSpec& spec) {
+  return table.made && isMadeFrom(table.source, spec);
+}
+
 // `entryOf` makes an entry of a symbol, its code's length, and the bits behind the code with their
 // number.
 template <typename EntryOf>
 void makeEntries(const IppiDecodeHuffmanSpec& spec, WideTable* table, EntryOf entryOf) {
-  if (table->made && isMadeFrom(table->source, spec)) return;
   table->source = spec;
   table->made = true;
   for (unsigned bits = 0; bits < 1u << kLookUpBits; ++bits) {
@@ -114,6 +119,22 @@ WideTable::Entry valueEntry(int symbol, int length, unsigned rest, int spare, in
   const int size = symbol & 15;
   return size <= spare ? makeEntry(valueIn(rest, spare, size), length + size, skip)
                        : makeEntry(symbol, 0, length);
+}
+
+// Marks the values of AC entries behind which the rest of the bits begins with the end of the
+// block.
+void joinEnds(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+  table->endBits = 0;
+  for (unsigned bits = 0; bits < 1u << kLookUpBits; ++bits) {
+    WideTable::Entry& entry = table->entries[bits];
+    if (entry.bits == 0 || entry.skip > kLongestSkip) continue;
+    const Code end = codeIn(spec, bits << entry.bits & ((1u << kLookUpBits) - 1));
+    if (end.symbol != 0 || end.length == 0 || end.length > kLookUpBits - entry.bits) continue;
+    if (table->endBits == 0) table->endBits = static_cast<std::uint8_t>(end.length);
+    // A record that was not made of lists may end a block in more than one way.
+    if (table->endBits == end.length)
+      entry.skip = static_cast<std::uint8_t>(entry.skip + kEndBehind);
+  }
 }
 
 }  // namespace
@@ -143,20 +164,24 @@ bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
 }
 
 void makeDcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+  if (isMadeFrom(*table, spec)) return;
   makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
     return valueEntry(symbol, length, rest, spare, 0);
   });
 }
 
 void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+  if (isMadeFrom(*table, spec)) return;
   makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
     // A size of 0 ends the block, but for the symbol of 16 zeros.
     const bool goesOn = (symbol & 15) != 0 || symbol == 0xF0;
     return valueEntry(symbol, length, rest, spare, goesOn ? (symbol >> 4) + 1 : kEndOfBlock);
   });
+  joinEnds(spec, table);
 }
 
 void makeBandTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+  if (isMadeFrom(*table, spec)) return;
   makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
     const int run = symbol >> 4;
     if ((symbol & 15) != 0) return valueEntry(symbol, length, rest, spare, run + 1);

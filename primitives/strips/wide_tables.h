@@ -49,6 +49,7 @@ bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes);
 
 constexpr int kLookUpBits = 11;
 constexpr int kEndOfBlock = 80;  // a skip that leads further than any run
+constexpr int kEndBehind = 144;  // added to a skip: the end of the block follows the coefficient
 constexpr int kMaxSymbol = 255;
 constexpr int kStrangeSymbol = -1;  // a value: the symbol is above kMaxSymbol
 
@@ -75,6 +76,7 @@ struct WideTable {
 
   IppiDecodeHuffmanSpec source;
   bool made;
+  uint8_t endBits;  // AC: of the code that ends a block
   Entry entries[1 << kLookUpBits];
 };
 
