@@ -121,19 +121,40 @@ WideTable::Entry valueEntry(int symbol, int length, unsigned rest, int spare, in
                        : makeEntry(symbol, 0, length);
 }
 
-// Marks the values of AC entries behind which the rest of the bits begins with the end of the
-// block.
-void joinEnds(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
-  table->endBits = 0;
+// The code that ends a block, of up to 8 bits: the code, not its symbol, and its length.
+struct EndCode {
+  int code, length;
+};
+
+EndCode endIn(const IppiDecodeHuffmanSpec& spec) {
+  constexpr unsigned kBits = 8, kEntries = 1 << kBits;
+  const auto isEnd = [&](unsigned place) {
+    return (spec.lookup[place] & 0xFFFF) == 0 && lengthOf(spec.lookup[place]) - 1 < kBits;
+  };
+  unsigned first = 0;
+  while (first < kEntries && !isEnd(first)) ++first;
+  if (first == kEntries) return {0, 0};
+  const unsigned length = lengthOf(spec.lookup[first]), count = 1u << (kBits - length);
+  // In a record that was not made of lists it may hang on the bits behind it.
+  if (first % count != 0) return {0, 0};
+  for (unsigned i = 1; i < count; ++i) {
+    if (spec.lookup[first + i] != spec.lookup[first]) return {0, 0};
+  }
+  return {static_cast<int>(first / count), static_cast<int>(length)};
+}
+
+// Marks the values of AC entries behind which the end of the block stands.
+void joinEnd(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+  const EndCode end = endIn(spec);
+  table->endBits = static_cast<std::uint8_t>(end.length);
+  if (end.length == 0) return;
   for (unsigned bits = 0; bits < 1u << kLookUpBits; ++bits) {
     WideTable::Entry& entry = table->entries[bits];
-    if (entry.bits == 0 || entry.skip > kLongestSkip) continue;
-    const Code end = codeIn(spec, bits << entry.bits & ((1u << kLookUpBits) - 1));
-    if (end.symbol != 0 || end.length == 0 || end.length > kLookUpBits - entry.bits) continue;
-    if (table->endBits == 0) table->endBits = static_cast<std::uint8_t>(end.length);
-    // A record that was not made of lists may end a block in more than one way.
-    if (table->endBits == end.length)
-      entry.skip = static_cast<std::uint8_t>(entry.skip + kEndBehind);
+    const int spare = kLookUpBits - entry.bits;
+    if (entry.bits == 0 || entry.skip > kLongestSkip || spare < end.length) continue;
+    const unsigned rest = bits & ((1u << spare) - 1);
+    if (static_cast<int>(rest >> (spare - end.length)) != end.code) continue;
+    entry.skip = static_cast<std::uint8_t>(entry.skip + kEndBehind);
   }
 }
 
@@ -177,7 +198,7 @@ void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
     const bool goesOn = (symbol & 15) != 0 || symbol == 0xF0;
     return valueEntry(symbol, length, rest, spare, goesOn ? (symbol >> 4) + 1 : kEndOfBlock);
   });
-  joinEnds(spec, table);
+  joinEnd(spec, table);
 }
 
 void makeBandTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
