@@ -15,9 +15,37 @@ constexpr int kMaxBlocksPerMcu = 6;
 
 // A block on its way from the transform to the coder, in natural order.
 struct CodedBlock {
-  alignas(32) Ipp16s values[64];
-  uint64_t places;  // which values are not zero
+  alignas(32) Ipp16s values[64];  // of AC those alone that are not zero need be there
+  uint64_t places;                // which values are not zero
 };
+
+inline uint64_t lineOfBlock(const Ipp8u* from, int step, int line) {
+  uint64_t samples;
+  __builtin_memcpy(&samples, from + ptrdiff_t{line} * step, sizeof samples);
+  return samples;
+}
+
+// What keeps the first and the last line of a block from being of one value; 0 if nothing does.
+inline uint64_t unevenness(const Ipp8u* from, int step) {
+  const uint64_t first = lineOfBlock(from, step, 0);
+  return (first ^ (first >> 8 | first << 56)) | (first ^ lineOfBlock(from, step, 7));
+}
+
+// Whether each of two blocks side by side is of one value. Most that are not show it at once.
+inline bool areFlat(const Ipp8u* from, int step) {
+  if (__builtin_expect((unevenness(from, step) | unevenness(from + 8, step)) != 0, 1)) return false;
+  uint64_t different = 0;
+  for (int j = 1; j < 7; ++j) {
+    different |= lineOfBlock(from, step, j) ^ lineOfBlock(from, step, 0);
+    different |= lineOfBlock(from + 8, step, j) ^ lineOfBlock(from + 8, step, 0);
+  }
+  return different == 0;
+}
+
+inline void takeFlat(const FlatBlocks& flat, Ipp8u sample, CodedBlock* block) {
+  block->values[0] = flat.dc[sample];
+  block->places = block->values[0] != 0 ? 1 : 0;
+}
 
 #ifdef __AVX2__
 // Two blocks side by side, one in each half of a vector.
@@ -63,6 +91,18 @@ inline void transformPair(const Ipp8u* from, int step, const Ipp16u* quant, Code
 }
 #endif
 
+// Two blocks of component `i` side by side, or neither transformed where one value fills each.
+inline void codedPair(const ScanOut& scan, int i, const Ipp8u* from, CodedBlock* left,
+                      CodedBlock* right) {
+  const int step = scan.planes.step[i];
+  if (scan.flat[i] != nullptr && areFlat(from, step)) {
+    takeFlat(*scan.flat[i], from[0], left);
+    takeFlat(*scan.flat[i], from[8], right);
+  } else {
+    transformPair(from, step, scan.quant[i], left, right);
+  }
+}
+
 // The blocks of MCUs `column` and the next one, in the order of the scan.
 template <int kAcross, int kDown>
 inline void transformMcus(const ScanOut& scan, int column, CodedBlock (*blocks)[kMaxBlocksPerMcu]) {
@@ -70,19 +110,18 @@ inline void transformMcus(const ScanOut& scan, int column, CodedBlock (*blocks)[
     return scan.planes.plane[i] + ptrdiff_t{line} * scan.planes.step[i] + ptrdiff_t{width} * column;
   };
   if constexpr (kAcross == 1) {
-    transformPair(from(0, 8, 0), scan.planes.step[0], scan.quant[0], &blocks[0][0], &blocks[1][0]);
+    codedPair(scan, 0, from(0, 8, 0), &blocks[0][0], &blocks[1][0]);
   } else {
     for (int mcu = 0; mcu < 2; ++mcu) {
       for (int v = 0; v < kDown; ++v) {
-        transformPair(from(0, 16, 8 * v) + 16 * mcu, scan.planes.step[0], scan.quant[0],
-                      &blocks[mcu][2 * v], &blocks[mcu][2 * v + 1]);
+        codedPair(scan, 0, from(0, 16, 8 * v) + 16 * mcu, &blocks[mcu][2 * v],
+                  &blocks[mcu][2 * v + 1]);
       }
     }
   }
   for (int i = 1; i < kComponents; ++i) {
     constexpr int kLuma = kAcross * kDown;
-    transformPair(from(i, 8, 0), scan.planes.step[i], scan.quant[i], &blocks[0][kLuma + i - 1],
-                  &blocks[1][kLuma + i - 1]);
+    codedPair(scan, i, from(i, 8, 0), &blocks[0][kLuma + i - 1], &blocks[1][kLuma + i - 1]);
   }
 }
 

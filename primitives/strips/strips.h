@@ -11,6 +11,7 @@
 
 #include <stddef.h>
 
+#include "primitives/strips/flat_blocks.h"
 #include "primitives/strips/wide_tables.h"
 #include "qrx/primitives.h"
 
@@ -57,6 +58,8 @@ struct ScanOut {
   Layout layout;
   Planes planes;
   const Ipp16u* quant[kComponents];  // of the forward transform, up to kLargestMultiplier
+  // Made with these, and complete; null where there are none.
+  const FlatBlocks* flat[kComponents];
   const WideCodes* dc[kComponents];
   const WideCodes* ac[kComponents];
   Ipp16s* lastDc[kComponents];

@@ -98,7 +98,12 @@ inline bool samePlanes(const Routes& routes, Layout layout, Chooser& choose) {
 
 inline void fillPlanes(Chooser& choose, PlaneMemory& planes) {
   const Bytes samples = choose.bytes(4096);
-  planes.fill([&, i = size_t{0}]() mutable { return samples[i++ % samples.size()]; });
+  // Some have blocks of one value.
+  const auto every = size_t(choose.oneIn(3) ? 1 + choose.below(400) : 1);
+  planes.fill([&, i = size_t{0}]() mutable {
+    const size_t place = i++ % samples.size();
+    return samples[place % every == 0 ? place : 0];
+  });
 }
 
 inline bool sameBits(const Routes& routes, Layout layout, Chooser& choose) {

@@ -106,6 +106,7 @@ struct CodingRun {
 struct CodingTables {
   strips::WideCodes dc[2] = {}, ac[2] = {};
   std::array<Ipp16u, 64> quant[2] = {};
+  mutable strips::FlatBlocks flat[2] = {};
 
   CodingTables(EncodeTable& dcTable, EncodeTable& acTable) {
     for (int i = 0; i < 2; ++i) {
@@ -118,6 +119,8 @@ struct CodingTables {
     scan.planes = planes;
     for (int i = 0; i < kComponents; ++i) {
       scan.quant[i] = quant[i != 0].data();
+      strips::FlatBlocks& flatBlocks = flat[i != 0];
+      scan.flat[i] = makeFlatBlocks(scan.quant[i], &flatBlocks) ? &flatBlocks : nullptr;
       scan.dc[i] = &dc[i != 0];
       scan.ac[i] = &ac[i != 0];
       scan.lastDc[i] = &run.lastDc[size_t(i)];

@@ -8,6 +8,7 @@
 
 #include "codecs/jpeg/library/band_room.h"
 #include "codecs/jpeg/library/plane_room.h"
+#include "primitives/strips/flat_blocks.h"
 #include "primitives/strips/wide_tables.h"
 #include "qrx/jpeg_encoder.h"
 
@@ -26,6 +27,7 @@ struct EncoderRoom {
   BandRoom bands;
   strips::WideCodes dcCodes[2] = {};  // by table number
   strips::WideCodes acCodes[2] = {};
+  strips::FlatBlocks flat[2] = {};
   std::unique_ptr<Ipp8u[]> pixels;  // of a strip, in three bytes, for want of a route
   std::int64_t pixelsSize = 0;
 };

@@ -36,9 +36,14 @@ bool StripCoder::takeRoute() {
     if (dc == nullptr || !makeDcCodes(*dc, &room->dcCodes[i])) return false;
     if (ac == nullptr || !makeAcCodes(*ac, &room->acCodes[i])) return false;
   }
+  bool hasFlat[2];
+  for (int i = 0; i < 2; ++i) {
+    hasFlat[i] = makeFlatBlocks(e.quant_tables[i].fwd_table, &room->flat[i]);
+  }
   scan_.planes = room->planes.planes();
   for (int i = 0; i < strips::kComponents; ++i) {
     CJPEGColorComponent& c = *e.components[i];
+    scan_.flat[i] = hasFlat[c.q_selector] ? &room->flat[c.q_selector] : nullptr;
     scan_.dc[i] = &room->dcCodes[c.dc_selector];
     scan_.ac[i] = &room->acCodes[c.ac_selector];
     scan_.lastDc[i] = &c.last_dc;
