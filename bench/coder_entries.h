@@ -46,7 +46,8 @@ class Coder {
   T* get() { return reinterpret_cast<T*>(room_); }
 
  private:
-  alignas(T) std::byte room_[sizeof(T)];
+  // Of another build the object may be larger.
+  alignas(T) std::byte room_[2 * sizeof(T) + 4096];
   void (*end_)(T*);
 };
 

@@ -69,6 +69,7 @@ bool measureSampling(const bench::Plan& plan, const std::vector<bench::NamedPict
   std::fclose(source);
   int status = 0;
   waitpid(child, &status, 0);
+  if (WIFSIGNALED(status)) std::fprintf(stderr, "compare: signal %d\n", WTERMSIG(status));
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
