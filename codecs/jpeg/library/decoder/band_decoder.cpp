@@ -82,11 +82,7 @@ bool BandDecoder::takeRoute() {
   }
   scan_.Ah = d.approx_high;
   scan_.Al = d.approx_low;
-  scan_.bytes = d.stream.data;
-  scan_.length = d.stream.capacity;
-  scan_.position = &d.stream.position;
-  scan_.marker = reinterpret_cast<int*>(&d.marker);
-  scan_.state = d.huffman_state.state;
+  setRouteStream(d, &scan_);
   return takeTables();
 }
 

@@ -51,6 +51,16 @@ int decodeCode(CJPEGDecoder& decoder, const Decode& decode) {
   return resultOf(status);
 }
 
+// Lets a fused route, of strips or of bands, read where the decoder stands.
+template <typename Scan>
+void setRouteStream(CJPEGDecoder& decoder, Scan* scan) {
+  scan->bytes = decoder.stream.data;
+  scan->length = decoder.stream.capacity;
+  scan->position = &decoder.stream.position;
+  scan->marker = reinterpret_cast<int*>(&decoder.marker);
+  scan->state = decoder.huffman_state.state;
+}
+
 // Decodes a block of a sequential scan.
 inline int decodeBlock(CJPEGDecoder& decoder, CJPEGColorComponent& c, Ipp16s* block) {
   return decodeCode(decoder, [&](int* marker) {

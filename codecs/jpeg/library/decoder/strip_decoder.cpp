@@ -57,11 +57,7 @@ bool StripDecoder::takeRoute() {
   }
   scan_.planes = room->planes.planes();
   scan_.blocks = d.block_buffer;
-  scan_.bytes = d.stream.data;
-  scan_.length = d.stream.capacity;
-  scan_.position = &d.stream.position;
-  scan_.marker = reinterpret_cast<int*>(&d.marker);
-  scan_.state = d.huffman_state.state;
+  setRouteStream(d, &scan_);
   return true;
 }
 
