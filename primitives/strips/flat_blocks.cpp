@@ -8,7 +8,8 @@
 namespace qrx::strips {
 
 bool makeFlatBlocks(const Ipp16u* multipliers, FlatBlocks* blocks) {
-  if (blocks->made && std::memcmp(blocks->multipliers, multipliers, sizeof blocks->multipliers) == 0) {
+  if (blocks->made &&
+      std::memcmp(blocks->multipliers, multipliers, sizeof blocks->multipliers) == 0) {
     return blocks->complete;
   }
   std::copy_n(multipliers, 64, blocks->multipliers);

@@ -10,7 +10,7 @@ namespace qrx::strips {
 struct FlatBlocks {
   Ipp16u multipliers[64];  // that it was made with
   bool made;
-  bool complete;  // whether they all come to a DC coefficient alone
+  bool complete;   // whether they all come to a DC coefficient alone
   Ipp16s dc[256];  // by sample
 };
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "codecs/jpeg/library/decoder/decoder_room.h"
+#include "codecs/jpeg/library/decoder/decoder_stages.h"
 #include "codecs/jpeg/library/decoder/output_stage.h"
 #include "codecs/jpeg/library/decoder/sample_planes.h"
 #include "codecs/jpeg/library/mcu_grid.h"
