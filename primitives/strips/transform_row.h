@@ -42,21 +42,21 @@ inline void transformOne(const Ipp16s* block, const Ipp16u* quant, Ipp8u* to, in
 
 constexpr Ipp16s kAllButFirst[8] = {0, -1, -1, -1, -1, -1, -1, -1};
 
-// Whether the lower four rows of a block are zero.
+// The lower four rows of a block, all in one.
 template <typename Vec>
-inline bool isUpperHalf(const Ipp16s* block) {
+inline Vec lowerHalf(const Ipp16s* block) {
   using namespace simd;
   constexpr int kWidth = sizeof(Vec) / sizeof(Ipp16s);
   Vec all = Vec::load(block + 32);
   for (int i = 32 + kWidth; i < 64; i += kWidth) all = bitOr(all, Vec::load(block + i));
-  return isZero(all);
+  return all;
 }
 
 inline void transformBlock(const Ipp16s* block, bool hasAc, const Ipp16u* quant, Ipp8u* to,
                            int step) {
   if (!hasAc) {
     transformDc(block[0], quant, to, step);
-  } else if (isUpperHalf<simd::Vec128>(block)) {
+  } else if (simd::isZero(lowerHalf<simd::Vec128>(block))) {
     transformOne<4>(block, quant, to, step);
   } else {
     transformOne<8>(block, quant, to, step);
@@ -85,8 +85,9 @@ inline void transformTwo(const Ipp16s* left, const Ipp16s* right, const Ipp16u* 
 inline void transformPair(const Ipp16s* left, const Ipp16s* right, bool leftHasAc, bool rightHasAc,
                           const Ipp16u* quant, Ipp8u* to, int step) {
 #ifdef __AVX2__
-  if (leftHasAc | rightHasAc) {
-    const bool isUpper = isUpperHalf<simd::Vec256>(left) & isUpperHalf<simd::Vec256>(right);
+  if (leftHasAc || rightHasAc) {
+    using namespace simd;
+    const bool isUpper = isZero(bitOr(lowerHalf<Vec256>(left), lowerHalf<Vec256>(right)));
     return isUpper ? transformTwo<4>(left, right, quant, to, step)
                    : transformTwo<8>(left, right, quant, to, step);
   }
