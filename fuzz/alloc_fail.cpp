@@ -1,9 +1,6 @@
 // Makes the decoder's n-th allocation fail: an error comes back, nothing leaks, and the object
 // decodes the next image.
-#include <cstdint>
-#include <cstdlib>
-#include <vector>
-
+#include "fuzz/kit.h"
 #include "fuzz/roads.h"
 #include "fuzz/sample_streams.h"
 #include "qrx/primitives.h"
@@ -21,15 +18,16 @@ void* failingMalloc(std::size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 1) return 0;
-  static const auto* const good = new std::vector<std::uint8_t>(sampleBaseline());
+  static const auto* const good = new fuzz::Bytes(sampleBaseline());
+  fuzz::Input input(data, size);
   i_malloc = failingMalloc;
-  g_untilFailure = data[size - 1] % 32;
+  g_untilFailure = input.below(32);
+  const fuzz::Bytes stream = input.rest();
   {
     CJPEGDecoder decoder;
-    decode(decoder, data, size - 1, kRoad);
+    decode(decoder, stream.data(), stream.size(), kRoad);
     g_untilFailure = -1;
-    if (decode(decoder, good->data(), good->size(), kRoad).result != 0) std::abort();
+    fuzz::require(decode(decoder, good->data(), good->size(), kRoad).result == 0);
   }
   return 0;
 }

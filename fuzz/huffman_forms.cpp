@@ -1,8 +1,7 @@
 // All forms of the entropy decoders on one stream: values and statuses have to agree.
-#include <cstdint>
-#include <cstdlib>
-
+#include "fuzz/kit.h"
 #include "tests/forms/huffman_kit.h"
+#include "tests/forms/slots.h"
 
 namespace {
 
@@ -43,16 +42,12 @@ Outcome decodeWith(int slot, int kind, const Bytes& stream) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const int best = [] {
-    ippInit();
-    return static_cast<int>(ippJumpIndexForMergedLibs);
-  }();
-  if (size < 2) return 0;
-  const int kind = data[0] % 4;
-  const Bytes stream(data + 1, data + size);
+  static const std::vector<Slot> slots = runnableSlots();
+  fuzz::Input input(data, size);
+  const int kind = input.below(4);
+  const Bytes stream = input.rest();
+  if (stream.empty()) return 0;
   const Outcome first = decodeWith(1, kind, stream);
-  for (int slot = 2; slot <= best; ++slot) {
-    if (decodeWith(slot, kind, stream) != first) std::abort();
-  }
+  for (const Slot& slot : slots) fuzz::require(decodeWith(slot.index, kind, stream) == first);
   return 0;
 }

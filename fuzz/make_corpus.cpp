@@ -86,6 +86,18 @@ void savePackets() {
   }
 }
 
+void saveTexts() {
+  const std::string texts[] = {
+      "[Remotization]\nimage_quality = 70 ; per cent\n",
+      "# all forms of a line\n[Logging]\nlog_level: debug\nverbose=TRUE\n\n[a]\n = b\nc =\n",
+      "P3 2 1 255\n1 2 3 4 5 6\n",
+  };
+  int count = 0;
+  for (const std::string& text : texts) {
+    save("text-" + std::to_string(count++), {text.begin(), text.end()});
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -97,5 +109,6 @@ int main(int argc, char** argv) {
   std::filesystem::create_directories(g_folder);
   saveStreams();
   savePackets();
+  saveTexts();
   return 0;
 }

@@ -15,9 +15,12 @@ cd "$root"
 seconds=${1:-60}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(decompress decoder decompress_tile huffman_forms strip_forms alloc_fail)
+[ ${#targets[@]} -gt 0 ] || targets=(decompress decoder decompress_tile
+  packet_inspection packet_sequence packet_round_trip frame_round_trip
+  huffman_forms huffman_tables strip_forms band_forms primitive_forms
+  ini_text settings host_readers alloc_fail)
 
-need_packages g++ cmake ninja-build clang libclang-rt-14-dev
+need_packages g++ cmake ninja-build clang libclang-rt-14-dev libpng-dev
 
 note "building (build/fuzz)"
 cmake --preset fuzz >/dev/null
@@ -34,11 +37,11 @@ for target in "${targets[@]}"; do
   # The library's texts about bad streams go nowhere; the fuzzer's own go to the log.
   if ! build/fuzz/fuzz/fuzz_"$target" "$corpus" "$seeds" tests/data/fuzz \
     -max_total_time="$seconds" -timeout=20 -rss_limit_mb=4096 -max_len=65536 -print_final_stats=1 \
-    -artifact_prefix=build/fuzz-findings/"$target"- -close_fd_mask=2 -verbosity=0 >"$log" 2>&1; then
+    -dict=fuzz/jpeg.dict -artifact_prefix=build/fuzz-findings/"$target"- -close_fd_mask=2 -verbosity=0 >"$log" 2>&1; then
     tail -n 60 "$log"
     echo "finding in $target" >&2
     exit 1
   fi
-  grep 'stat::number_of_executed_units' "$log"
+  grep -E 'stat::(number_of_executed_units|average_exec_per_sec)' "$log"
 done
 note "no findings"
