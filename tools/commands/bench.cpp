@@ -146,7 +146,8 @@ void printResults(const std::string& input, const Image& image,
   }
 }
 
-int runBench(const BenchOptions& options) {
+int runBench(BenchOptions options) {
+  options.quality = usedQuality(options.quality);
   if (options.sampling) requestSampling(*options.sampling);
   Session session(options.host);
   JsonWriter json;
@@ -169,7 +170,10 @@ int runBench(const BenchOptions& options) {
     if (options.json) {
       addToJson(json, input, image, results);
     } else {
-      printResults(input, image, results);
+      progress.aside([&] {
+        printResults(input, image, results);
+        std::fflush(stdout);
+      });
     }
   }
   if (options.json) json.endArray().endObject().print();

@@ -1,9 +1,10 @@
-// qrx-jpeg decode: one JPEG to one picture.
+// qrx-jpeg decode: JPEGs to pictures.
 #include <chrono>
 #include <cstdio>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/commands/outputs.h"
 #include "tools/host/frame.h"
 #include "tools/jpeg/walk.h"
 #include "tools/support/files.h"
@@ -22,9 +23,10 @@ constexpr char kDamageHelp[] =
     "of a baseline image, which the decoder conceals.";
 
 struct DecodeOptions {
-  std::string input, output;
+  OutputOptions files;
   std::optional<ImageFormat> format;
   bool json = false;
+  TalkOptions talk;
   HostOptions host;
 };
 
@@ -35,11 +37,12 @@ void tellDamage(const JpegInfo& info, const std::string& libraryMessages) {
   std::fputs(libraryMessages.c_str(), stderr);
 }
 
-void printReport(const DecodeOptions& options, const JpegFrame& frame, double ms, bool damaged) {
+void printReport(const DecodeOptions& options, const std::string& output, const JpegFrame& frame,
+                 double ms, bool damaged) {
   if (options.json) {
     JsonWriter json;
     json.beginObject()
-        .field("output", options.output)
+        .field("output", output)
         .field("width", frame.width)
         .field("height", frame.height)
         .field("sampling", samplingText(frame))
@@ -49,24 +52,23 @@ void printReport(const DecodeOptions& options, const JpegFrame& frame, double ms
         .print();
     return;
   }
-  std::fprintf(isStream(options.output) ? stderr : stdout, "%s: %dx%d, %s, %.2f ms%s\n",
-               displayName(options.output).c_str(), frame.width, frame.height,
-               samplingText(frame).c_str(), ms, damaged ? ", damaged" : "");
+  if (options.talk.quiet) return;
+  std::fprintf(isStream(output) ? stderr : stdout, "%s: %dx%d, %s, %.2f ms%s\n",
+               displayName(output).c_str(), frame.width, frame.height, samplingText(frame).c_str(),
+               ms, damaged ? ", damaged" : "");
 }
 
-int runDecode(const DecodeOptions& options) {
-  if (options.json && isStream(options.output)) {
-    throw Error("--json and the picture cannot both go to standard output", kUsage);
-  }
-  const ImageFormat format = outputFormat(options.output, options.format);
-  const std::vector<std::uint8_t> data = readFile(options.input);
+int decodePair(const DecodeOptions& options, const FilePair& pair, PixelCount& pixels) {
+  const ImageFormat format = outputFormat(pair.output, options.format);
+  const std::vector<std::uint8_t> data = readFile(pair.input);
   const JpegInfo info = walkJpeg(data);
   const JpegFrame* frame = info.frame();
   if (frame == nullptr || frame->width == 0 || frame->height == 0) {
     tellDamage(info, "");
-    throw Error(displayName(options.input) + ": no JPEG image of a known size");
+    throw Error(displayName(pair.input) + ": no JPEG image of a known size");
   }
   Session session(options.host);
+  options.talk.detail(pair.input + ": slot " + std::to_string(session.slot()));
   codec::Decompressor& decompressor = session.decompressor();
   const auto start = std::chrono::steady_clock::now();
   const DecodedFrame decoded = decompressFrame(decompressor, data, {frame->width, frame->height});
@@ -74,27 +76,47 @@ int runDecode(const DecodeOptions& options) {
   const bool damaged = !info.damage.empty() || !decoded.messages.empty();
   if (damaged) tellDamage(info, decoded.messages);
   if (damaged && !decoded.anyPixel) {
-    throw Error(displayName(options.input) + ": nothing could be decoded");
+    throw Error(displayName(pair.input) + ": nothing could be decoded");
   }
-  writeImage(options.output, decoded.image, format);
-  printReport(options, *frame, ms.count(), damaged);
+  writeImage(pair.output, decoded.image, format, options.files.noClobber);
+  pixels += decoded.image.pixels.size() / Image::kBytesPerPixel;
+  printReport(options, pair.output, *frame, ms.count(), damaged);
   return damaged ? kDamaged : kDone;
 }
 
+// What the outputs are called: in a folder, and at all.
+OutputKind outputKind(const std::optional<ImageFormat>& format) {
+  if (!format) return {"PNG or PPM", {".png", ".ppm", ".pnm"}};
+  if (*format == ImageFormat::kPng) return {"PNG", {".png"}};
+  return {"PPM", {".ppm", ".pnm"}};
+}
+
+int runDecode(const DecodeOptions& options) {
+  const std::vector<FilePair> pairs = planOutputs(options.files, outputKind(options.format));
+  if (options.json && isStream(pairs.front().output)) {
+    throw Error("--json and the picture cannot both go to standard output", kUsage);
+  }
+  for (const FilePair& pair : pairs) outputFormat(pair.output, options.format);
+  return runPairs(
+      pairs, options.files.jobs, options.talk, options.json,
+      [&](const FilePair& pair, PixelCount& pixels) { return decodePair(options, pair, pixels); });
+}
+
 void define(CLI::App& command, DecodeOptions& options) {
-  command.add_option("input", options.input, "The JPEG to read; - for standard input")->required();
-  command.add_option("output", options.output, "PNG or PPM; - for standard output")->required();
+  addOutputOptions(command, options.files, "JPEGs",
+                   "Without -o: one input, one output, a PNG or PPM by its name");
   addFormatOption(command, options.format,
                   "Format of the output; needed where its name does not tell, as for -");
   addJsonOption(command, options.json);
+  addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);
 }
 
 }  // namespace
 
 void addDecode(CLI::App& app, Action& action) {
-  addCommand<DecodeOptions>(app, action, "decode", "Decode a JPEG to a picture", kDamageHelp,
-                            define, runDecode);
+  addCommand<DecodeOptions>(app, action, "decode", "Decode JPEGs to pictures", kDamageHelp, define,
+                            runDecode);
 }
 
 }  // namespace qrx::tool

@@ -1,4 +1,4 @@
-// qrx-jpeg encode: one picture to one JPEG, with the time it took.
+// qrx-jpeg encode: pictures to JPEGs, with the time it took.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -7,6 +7,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/commands/outputs.h"
 #include "tools/host/frame.h"
 #include "tools/jpeg/walk.h"
 #include "tools/modes/mode_encoder.h"
@@ -18,17 +19,19 @@ namespace qrx::tool {
 namespace {
 
 struct EncodeOptions {
-  std::string input, output;
+  OutputOptions files;
   std::optional<ImageFormat> format;
   unsigned quality = 80;
   std::optional<Sampling> sampling;
   Mode mode = Mode::kBaseline;
   int repeat = 1;
   bool json = false;
+  TalkOptions talk;
   HostOptions host;
 };
 
 struct EncodeReport {
+  std::string output;
   Size size;
   std::size_t bytes = 0;
   std::string sampling;
@@ -56,7 +59,9 @@ FrameEncoder makeEncoder(Session& session, const Image& image, const EncodeOptio
 std::vector<std::uint8_t> encodeTimed(const FrameEncoder& encode, const EncodeOptions& options,
                                       EncodeReport& report) {
   using Clock = std::chrono::steady_clock;
-  Progress progress("frame", options.repeat);
+  Progress progress("frame", options.repeat, options.talk.quiet);
+  progress.setPixels(static_cast<std::uint64_t>(report.size.width) *
+                     static_cast<std::uint64_t>(report.size.height));
   std::vector<std::uint8_t> data;
   double total = 0;
   for (int i = 0; i < options.repeat; ++i) {
@@ -87,14 +92,15 @@ std::string checkSampling(std::span<const std::uint8_t> data, std::optional<Samp
 }
 
 void printReport(const EncodeOptions& options, const EncodeReport& report) {
+  const bool lossless = options.mode == Mode::kLossless;
   if (options.json) {
     JsonWriter json;
     json.beginObject()
-        .field("output", options.output)
+        .field("output", report.output)
         .field("width", report.size.width)
-        .field("height", report.size.height)
-        .field("quality", options.quality)
-        .field("sampling", report.sampling)
+        .field("height", report.size.height);
+    if (!lossless) json.field("quality", options.quality);
+    json.field("sampling", report.sampling)
         .field("slot", report.slot)
         .field("bytes", report.bytes)
         .field("bits_per_pixel", report.bitsPerPixel(), 4)
@@ -105,23 +111,23 @@ void printReport(const EncodeOptions& options, const EncodeReport& report) {
         .print();
     return;
   }
+  if (options.talk.quiet) return;
+  const std::string quality = lossless ? "lossless" : "quality " + std::to_string(options.quality);
   // Where the image itself goes to standard output, the report is a message.
-  std::fprintf(isStream(options.output) ? stderr : stdout,
-               "%s: %dx%d, %s, quality %u: %zu bytes, %.3f bits per pixel, %.2f ms per frame "
+  std::fprintf(isStream(report.output) ? stderr : stdout,
+               "%s: %dx%d, %s, %s: %zu bytes, %.3f bits per pixel, %.2f ms per frame "
                "(best of %d: %.2f)\n",
-               displayName(options.output).c_str(), report.size.width, report.size.height,
-               report.sampling.c_str(), options.quality, report.bytes, report.bitsPerPixel(),
+               displayName(report.output).c_str(), report.size.width, report.size.height,
+               report.sampling.c_str(), quality.c_str(), report.bytes, report.bitsPerPixel(),
                report.meanMs, options.repeat, report.bestMs);
 }
 
-int runEncode(const EncodeOptions& options) {
-  if (options.json && isStream(options.output)) {
-    throw Error("--json and the image cannot both go to standard output", kUsage);
-  }
-  const Image image = readImage(options.input, options.format);
-  if (options.sampling) requestSampling(*options.sampling);
+int encodePair(const EncodeOptions& options, const FilePair& pair, PixelCount& pixels) {
+  const Image image = readImage(pair.input, options.format);
   Session session(options.host);
+  options.talk.detail(pair.input + ": slot " + std::to_string(session.slot()));
   EncodeReport report;
+  report.output = pair.output;
   report.size = image.size;
   report.slot = session.slot();
   const std::vector<std::uint8_t> data =
@@ -129,25 +135,44 @@ int runEncode(const EncodeOptions& options) {
   report.bytes = data.size();
   const bool gray = options.mode == Mode::kLossless;
   report.sampling = checkSampling(data, gray ? std::nullopt : options.sampling);
-  writeFile(options.output, data);
+  writeFile(pair.output, data, options.files.noClobber);
+  pixels += image.pixels.size() / Image::kBytesPerPixel;
   printReport(options, report);
   return kDone;
 }
 
+int runEncode(EncodeOptions options) {
+  const std::vector<FilePair> pairs =
+      planOutputs(options.files, {"a JPEG", {".jpg", ".jpeg", ".jpe", ".jfif"}});
+  if (options.json && isStream(pairs.front().output)) {
+    throw Error("--json and the image cannot both go to standard output", kUsage);
+  }
+  if (options.mode != Mode::kLossless) {
+    options.quality = usedQuality(options.quality, options.talk);
+  }
+  if (options.sampling) {
+    requestSampling(*options.sampling);
+  } else if (options.mode == Mode::kBaseline) {
+    checkSamplingVariable(options.talk);
+  }
+  return runPairs(
+      pairs, options.files.jobs, options.talk, options.json,
+      [&](const FilePair& pair, PixelCount& pixels) { return encodePair(options, pair, pixels); });
+}
+
 void define(CLI::App& command, EncodeOptions& options) {
-  command.add_option("input", options.input, "PNG, PPM or PGM; - for standard input")->required();
-  command.add_option("output", options.output, "The JPEG to write; - for standard output")
-      ->required();
+  addOutputOptions(command, options.files, "PNG, PPM or PGM", "Without -o: one input, one output");
   addQualityOption(command, options.quality);
   addSamplingOption(command, options.sampling);
   command
       .add_option("--mode", options.mode,
-                  "baseline (default), progressive, or lossless for gray pictures")
+                  "Kind of JPEG; lossless is for gray pictures (default: baseline)")
       ->transform(
           CLI::CheckedTransformer(std::map<std::string, Mode>{{"baseline", Mode::kBaseline},
                                                               {"progressive", Mode::kProgressive},
-                                                              {"lossless", Mode::kLossless}}))
-      ->type_name("MODE");
+                                                              {"lossless", Mode::kLossless}})
+              .description(""))
+      ->type_name("baseline|progressive|lossless");
   command
       .add_option("--repeat", options.repeat,
                   "Compress the frame this often, for a better time; the last one is written")
@@ -157,6 +182,7 @@ void define(CLI::App& command, EncodeOptions& options) {
   addFormatOption(command, options.format,
                   "Accept only this format, for a stream whose kind must be certain");
   addJsonOption(command, options.json);
+  addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);
 }
 
@@ -165,7 +191,7 @@ void define(CLI::App& command, EncodeOptions& options) {
 void addEncode(CLI::App& app, Action& action) {
   addCommand<EncodeOptions>(
       app, action, "encode",
-      "Compress a picture to a JPEG; print bytes, bits per pixel, milliseconds per frame",
+      "Compress pictures to JPEGs; print bytes, bits per pixel, milliseconds per frame",
       kMappingHelp, define, runEncode);
 }
 

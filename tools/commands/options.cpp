@@ -2,6 +2,8 @@
 #include "tools/commands/options.h"
 
 #include <charconv>
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 
 namespace qrx::tool {
@@ -20,6 +22,20 @@ bool parseSize(const std::string& text, Size& size) {
 
 }  // namespace
 
+void TalkOptions::note(const std::string& text) const {
+  if (!quiet) std::fprintf(stderr, "qrx-jpeg: note: %s\n", text.c_str());
+}
+
+void TalkOptions::detail(const std::string& text) const {
+  if (verbose) std::fprintf(stderr, "qrx-jpeg: %s\n", text.c_str());
+}
+
+void addTalkOptions(CLI::App& command, TalkOptions& options) {
+  CLI::Option* quiet = command.add_flag("--quiet", options.quiet, "Print nothing but errors");
+  command.add_flag("-v,--verbose", options.verbose, "Tell what is done, on standard error")
+      ->excludes(quiet);
+}
+
 void addHostOptions(CLI::App& command, HostOptions& options) {
   command
       .add_option("--library", options.library,
@@ -34,10 +50,28 @@ void addHostOptions(CLI::App& command, HostOptions& options) {
 }
 
 void addQualityOption(CLI::App& command, unsigned& quality) {
-  command.add_option("--quality", quality, "JPEG quality, 1 to 97")
-      ->check(CLI::Range(1, 97))
+  command
+      .add_option("-q,--quality", quality,
+                  "JPEG quality, 1 to 100; the library's best is 97, and more counts as that")
+      ->check(CLI::Range(1, 100))
       ->capture_default_str()
       ->type_name("N");
+}
+
+unsigned usedQuality(unsigned quality, const TalkOptions& talk) {
+  constexpr unsigned kBest = 97;
+  if (quality <= kBest) return quality;
+  talk.note("quality " + std::to_string(quality) + " becomes 97, the library's best");
+  return kBest;
+}
+
+void checkSamplingVariable(const TalkOptions& talk) {
+  const char* value = std::getenv("ZMT_SUBSAMPLING");
+  if (value == nullptr || *value == '\0') return;
+  const std::string text = value;
+  if (text == "0" || text == "1" || text == "4") return;
+  talk.note("ZMT_SUBSAMPLING=" + text + " counts as 0, which is 4:2:2: set 0, 1 (4:2:0) or 4 " +
+            "(4:4:4), or give --sampling");
 }
 
 void addSamplingOption(CLI::App& command, std::optional<Sampling>& sampling) {

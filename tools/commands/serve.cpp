@@ -75,7 +75,12 @@ int runServe(const ServeOptions& options) {
   server.frames = options.frames;
   server.waitSeconds = options.waitSeconds;
   server.sender = options.sender;
-  if (options.sampling) requestSampling(*options.sampling);
+  server.sender.quality = usedQuality(options.sender.quality);
+  if (options.sampling) {
+    requestSampling(*options.sampling);
+  } else {
+    checkSamplingVariable({});
+  }
   Session session(options.host);
   Server running(session.compressor(), source, server);
   // A message, so that scripts with port 0 learn the port while --json stays one object.

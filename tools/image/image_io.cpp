@@ -54,8 +54,8 @@ ImageFormat outputFormat(const std::string& path, std::optional<ImageFormat> req
   throw Error(displayName(path) + ": give --format, or a name that ends in .png or .ppm", kUsage);
 }
 
-void writeImage(const std::string& path, const Image& image, ImageFormat format) {
-  writeFile(path, format == ImageFormat::kPng ? encodePng(image) : encodePpm(image));
+void writeImage(const std::string& path, const Image& image, ImageFormat format, bool keep) {
+  writeFile(path, format == ImageFormat::kPng ? encodePng(image) : encodePpm(image), keep);
 }
 
 }  // namespace qrx::tool

@@ -30,8 +30,9 @@ Image readImage(const std::string& path, std::optional<ImageFormat> expected = {
 // tells. Ask before the work begins.
 ImageFormat outputFormat(const std::string& path, std::optional<ImageFormat> requested);
 
-// Writes a picture; "-" is standard output. PNG keeps alpha where any pixel is not opaque.
-void writeImage(const std::string& path, const Image& image, ImageFormat format);
+// Writes a picture; "-" is standard output. PNG keeps alpha where any pixel is not opaque. With
+// `keep` a path that is there is an Error.
+void writeImage(const std::string& path, const Image& image, ImageFormat format, bool keep = false);
 
 Image decodePng(std::span<const std::uint8_t> data);
 Image decodePnm(std::span<const std::uint8_t> data);
