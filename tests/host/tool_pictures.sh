@@ -74,6 +74,102 @@ expect 0 "$tool" decode lossless.jpg back.ppm
 alike inf gray.pgm back.ppm
 expect 1 "$tool" encode picture.ppm none.jpg --mode lossless
 
+# What is gray stays so, in every format, and colour can be taken away.
+expect 0 "$tool" encode gray.pgm gray.jpg
+[ "$(djpeg gray.jpg | head -c 2)" = P5 ] || fail "a gray picture becomes one in colour"
+for name in back.pgm back.pnm; do
+  expect 0 "$tool" decode gray.jpg $name
+  [ "$(head -c 2 $name)" = P5 ] || fail "$name is not gray"
+done
+expect 0 "$tool" decode gray.jpg back.png
+[ "$(head -c 26 back.png | tail -c 1 | od -An -tu1 | tr -d ' ')" = 0 ] || fail "no gray PNG"
+alike inf back.png back.pgm
+cjpeg -grayscale -quality 80 picture.ppm >reader.jpg
+expect 0 "$tool" encode picture.ppm back.jpg --gray
+alike 40 reader.jpg back.jpg
+expect 0 "$tool" encode picture.ppm lossless.jpg --mode lossless --gray --json
+[ "$(json sampling <out)$(json quality <out)" = gray ] || fail "lossless: $(cat out)"
+
+# Restart markers change no pixel; a size that is asked for is kept, and not undercut much.
+for mode in baseline progressive; do
+  expect 0 "$tool" encode picture.ppm restart.jpg --restart 5 --sampling 420 --mode $mode
+  as_the_reader 50 restart
+  alike inf restart.jpg $mode-420.jpg
+  expect 0 "$tool" info restart.jpg --json
+  [ "$(json restart_interval <out)" = 5 ] || fail "$mode: restart interval"
+  expect 0 "$tool" encode picture.ppm small.jpg --target-size 15k --mode $mode --json
+  [ "$(stat -c %s small.jpg)" -le 15000 ] || fail "$mode: target size"
+  expect 0 "$tool" encode picture.ppm next.jpg -q $(($(json quality <out) + 1)) --mode $mode
+  [ "$(stat -c %s next.jpg)" -gt 15000 ] || fail "$mode: a better quality fits too"
+done
+expect 1 "$tool" encode picture.ppm none.jpg --target-size 100
+
+# Inputs of every kind are the same picture.
+expect 0 "$tool" encode picture.ppm wanted.jpg
+tail -c $((333 * 251 * 3)) picture.ppm >picture.raw
+{
+  printf 'P7\nWIDTH 333\nHEIGHT 251\nDEPTH 3\nMAXVAL 255\nTUPLTYPE RGB\nENDHDR\n'
+  cat picture.raw
+} >picture.pam
+for input in picture.pam 'picture.raw --size 333x251' 'picture.raw --size 333x251 --pixels rgb'; do
+  # shellcheck disable=SC2086
+  expect 0 "$tool" encode $input same.jpg
+  cmp -s wanted.jpg same.jpg || fail "$input: another picture"
+done
+expect 1 "$tool" encode picture.raw none.jpg --size 333x250
+printf 'P1 10 2 1010101010\n0000000000' >plain.pbm
+printf 'P4 10 2 \252\200\000\000' >raw.pbm
+printf 'P2 10 2 1 0 1 0 1 0 1 0 1 0 1 1 1 1 1 1 1 1 1 1 1' >plain.pgm
+alike inf plain.pbm raw.pbm
+alike inf plain.pbm plain.pgm
+alike inf 444.jpg 444.ppm
+
+# Orientation: what Exif data tells is what jpegtran does.
+bytes() { printf "$(sed 's/ //g; s/../\\x&/g' <<<"$1")"; }
+with_segment() { # NAME BYTES: NAME with them behind SOI
+  head -c 2 "$1" && bytes "$2" && tail -c +3 "$1"
+}
+exif() { # ORIENTATION
+  echo "ffe10022 457869660000 4d4d002a00000008 0001 0112 0003 00000001 000$1 0000 00000000"
+}
+"$tool" scene --size 160x96 --format ppm . >/dev/null
+cjpeg -sample 1x1 frame00000.ppm >flat.jpg
+orientation=1
+for operation in '-flip horizontal' '-rotate 180' '-flip vertical' -transpose '-rotate 90' \
+  -transverse '-rotate 270'; do
+  orientation=$((orientation + 1))
+  # shellcheck disable=SC2086
+  jpegtran $operation flat.jpg >turned.jpg
+  with_segment flat.jpg "$(exif $orientation)" >exif.jpg
+  alike 50 exif.jpg turned.jpg
+done
+expect 0 "$tool" decode exif.jpg stored.ppm --no-orient
+alike inf stored.ppm flat.jpg
+expect 0 "$tool" decode exif.jpg exif.png
+alike inf exif.png exif.jpg
+expect 0 "$tool" encode exif.png copy.jpg
+expect 0 "$tool" info copy.jpg --json
+[ "$(json orientation <out)$(json exif_bytes <out)" = 126 ] || fail "copied Exif: $(cat out)"
+expect 0 "$tool" encode exif.jpg bare.jpg --metadata none
+expect 0 "$tool" info bare.jpg
+grep -qE 'Exif|comment|COM' out && fail "metadata left: $(cat out)"
+expect 0 "$tool" decode bare.jpg bare.ppm
+cmp -s bare.ppm <("$tool" decode copy.jpg - --format ppm 2>err) || fail "metadata changed pixels"
+
+# Four components: Adobe's ink is inverted, and without its segment it is not.
+tables=ffdb004300$(printf '08%.0s' {1..64})
+tables+='ffc4001500 01010000000000000000000000000000 0007'
+tables+='ffc4001410 01000000000000000000000000000000 00'
+frame='ffc00014080008000804 011100 021100 031100 041100'
+scan='ffda000e04 0100 0200 0300 0400 003f00 bfa809fafe ffd9'
+for transform in 0 2; do
+  bytes "ffd8 ffee000e 41646f6265 006400000000 0$transform $tables $frame $scan" >four.jpg
+  as_the_reader 45 four
+done
+bytes "ffd8 $tables $frame $scan" >four.jpg
+expect 0 "$tool" decode four.jpg four.ppm
+[ "$(tail -c 3 four.ppm | od -An -tu1 | tr -s ' ')" = ' 0 0 0' ] || fail "CMYK without Adobe"
+
 # 42 * 32 MCUs in packets, of which none but the last is short; a cut file is damaged.
 expect 0 "$tool" packets picture.ppm all.qpk --sampling 444 --index 9
 expect 0 "$tool" inspect all.qpk

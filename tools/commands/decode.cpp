@@ -1,50 +1,44 @@
 // qrx-jpeg decode: JPEGs to pictures.
-#include <chrono>
 #include <cstdio>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/commands/outputs.h"
-#include "tools/host/frame.h"
 #include "tools/jpeg/walk.h"
 #include "tools/support/files.h"
 #include "tools/support/json.h"
+#include "tools/support/timing.h"
 
 namespace qrx::tool {
 namespace {
 
 constexpr char kDamageHelp[] =
     "Damage is told from the markers (a missing end, cut segments, missing tables, lost restart\n"
-    "  "
     "markers) and from the library's messages. The picture is then written as far as it goes,\n"
     "gray where nothing came, with exit code 2; where nothing at all was decoded there is no\n"
     "picture, and the exit code is 1. What cannot be seen: wrong bits inside the compressed data\n"
-    "   "
     "of a baseline image, which the decoder conceals.";
 
 struct DecodeOptions {
   OutputOptions files;
   std::optional<ImageFormat> format;
+  bool gray = false;
+  DecodeRequest decode;
+  MetadataChoice metadata;
   bool json = false;
   TalkOptions talk;
   HostOptions host;
 };
 
-void tellDamage(const JpegInfo& info, const std::string& libraryMessages) {
-  for (const std::string& text : info.damage) {
-    std::fprintf(stderr, "qrx-jpeg: damaged: %s\n", text.c_str());
-  }
-  std::fputs(libraryMessages.c_str(), stderr);
-}
-
 void printReport(const DecodeOptions& options, const std::string& output, const JpegFrame& frame,
-                 double ms, bool damaged) {
+                 const Picture& picture, double ms) {
+  const bool damaged = !picture.damage.empty();
   if (options.json) {
     JsonWriter json;
     json.beginObject()
         .field("output", output)
-        .field("width", frame.width)
-        .field("height", frame.height)
+        .field("width", picture.image.size.width)
+        .field("height", picture.image.size.height)
         .field("sampling", samplingText(frame))
         .field("damaged", damaged)
         .field("ms", ms)
@@ -54,41 +48,45 @@ void printReport(const DecodeOptions& options, const std::string& output, const 
   }
   if (options.talk.quiet) return;
   std::fprintf(isStream(output) ? stderr : stdout, "%s: %dx%d, %s, %.2f ms%s\n",
-               displayName(output).c_str(), frame.width, frame.height, samplingText(frame).c_str(),
-               ms, damaged ? ", damaged" : "");
+               displayName(output).c_str(), picture.image.size.width, picture.image.size.height,
+               samplingText(frame).c_str(), ms, damaged ? ", damaged" : "");
 }
 
 int decodePair(const DecodeOptions& options, const FilePair& pair, PixelCount& pixels) {
   const ImageFormat format = outputFormat(pair.output, options.format);
   const std::vector<std::uint8_t> data = readFile(pair.input);
+  const std::string name = displayName(pair.input);
   const JpegInfo info = walkJpeg(data);
-  const JpegFrame* frame = info.frame();
-  if (frame == nullptr || frame->width == 0 || frame->height == 0) {
-    tellDamage(info, "");
-    throw Error(displayName(pair.input) + ": no JPEG image of a known size");
-  }
   Session session(options.host);
-  options.talk.detail(pair.input + ": slot " + std::to_string(session.slot()));
-  codec::Decompressor& decompressor = session.decompressor();
-  const auto start = std::chrono::steady_clock::now();
-  const DecodedFrame decoded = decompressFrame(decompressor, data, {frame->width, frame->height});
-  const std::chrono::duration<double, std::milli> ms = std::chrono::steady_clock::now() - start;
-  const bool damaged = !info.damage.empty() || !decoded.messages.empty();
-  if (damaged) tellDamage(info, decoded.messages);
-  if (damaged && !decoded.anyPixel) {
-    throw Error(displayName(pair.input) + ": nothing could be decoded");
+  options.talk.detail(name + ": slot " + std::to_string(session.slot()));
+  const Stopwatch watch;
+  Picture picture;
+  try {
+    picture = decodeJpeg(session, data, info, options.decode);
+  } catch (const Error& error) {
+    throw Error(name + ": " + error.what(), error.code());
   }
-  writeImage(pair.output, decoded.image, format, options.files.noClobber);
-  pixels += decoded.image.pixels.size() / Image::kBytesPerPixel;
-  printReport(options, pair.output, *frame, ms.count(), damaged);
-  return damaged ? kDamaged : kDone;
+  const double ms = watch.elapsed().wall;
+  for (const std::string& text : picture.damage) {
+    std::fprintf(stderr, "qrx-jpeg: %s: damaged: %s\n", name.c_str(), text.c_str());
+  }
+  if (options.gray || format == ImageFormat::kPgm) makeGray(picture.image);
+  const Metadata metadata =
+      format == ImageFormat::kPng
+          ? chooseMetadata(picture.metadata, options.metadata, picture.image.gray, options.talk)
+          : Metadata{};
+  writeImage(pair.output, picture.image, format, options.files.noClobber, metadata);
+  pixels += picture.image.pixels.size() / Image::kBytesPerPixel;
+  printReport(options, pair.output, *info.frame(), picture, ms);
+  return picture.damage.empty() ? kDone : kDamaged;
 }
 
 // What the outputs are called: in a folder, and at all.
 OutputKind outputKind(const std::optional<ImageFormat>& format) {
-  if (!format) return {"PNG or PPM", {".png", ".ppm", ".pnm"}};
+  if (!format) return {"PNG or PNM", {".png", ".ppm", ".pgm", ".pnm"}};
   if (*format == ImageFormat::kPng) return {"PNG", {".png"}};
-  return {"PPM", {".ppm", ".pnm"}};
+  if (*format == ImageFormat::kPgm) return {"PGM", {".pgm", ".pnm"}};
+  return {"PNM", {*format == ImageFormat::kPpm ? ".ppm" : ".pnm", ".ppm", ".pnm"}};
 }
 
 int runDecode(const DecodeOptions& options) {
@@ -104,9 +102,12 @@ int runDecode(const DecodeOptions& options) {
 
 void define(CLI::App& command, DecodeOptions& options) {
   addOutputOptions(command, options.files, "JPEGs",
-                   "Without -o: one input, one output, a PNG or PPM by its name");
+                   "Without -o: one input, one output, a PNG, PPM, PGM or PNM by its name");
   addFormatOption(command, options.format,
                   "Format of the output; needed where its name does not tell, as for -");
+  command.add_flag("--gray", options.gray, "Without colour; pictures without it are gray anyway");
+  addOrientOption(command, options.decode);
+  addMetadataOption(command, options.metadata);
   addJsonOption(command, options.json);
   addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);

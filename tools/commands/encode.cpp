@@ -9,7 +9,7 @@
 #include "tools/commands/options.h"
 #include "tools/commands/outputs.h"
 #include "tools/host/frame.h"
-#include "tools/jpeg/walk.h"
+#include "tools/jpeg/segments.h"
 #include "tools/modes/mode_encoder.h"
 #include "tools/support/files.h"
 #include "tools/support/json.h"
@@ -20,10 +20,15 @@ namespace {
 
 struct EncodeOptions {
   OutputOptions files;
-  std::optional<ImageFormat> format;
+  PictureRequest request;
+  std::optional<unsigned> requestedQuality;
   unsigned quality = 80;
   std::optional<Sampling> sampling;
   Mode mode = Mode::kBaseline;
+  bool gray = false;
+  int restart = 0;
+  std::size_t targetSize = 0;  // 0: none
+  MetadataChoice metadata;
   int repeat = 1;
   bool json = false;
   TalkOptions talk;
@@ -33,6 +38,7 @@ struct EncodeOptions {
 struct EncodeReport {
   std::string output;
   Size size;
+  unsigned quality = 0;
   std::size_t bytes = 0;
   std::string sampling;
   int slot = 0;
@@ -43,30 +49,42 @@ struct EncodeReport {
   }
 };
 
-using FrameEncoder = std::function<std::vector<std::uint8_t>()>;
+using Bytes = std::vector<std::uint8_t>;
+using FrameEncoder = std::function<Bytes(unsigned quality)>;
 
-// Frames go through the host contract; other modes through the encoder class.
-FrameEncoder makeEncoder(Session& session, const Image& image, const EncodeOptions& options) {
-  if (options.mode == Mode::kBaseline) {
-    return [&] { return compressFrame(session.compressor(), image, options.quality); };
+// What the library's settings ask for, told by a small frame.
+Sampling samplingOfSettings(Session& session) {
+  const JpegInfo info = walkJpeg(compressFrame(session.compressor(), Image({16, 16}), 80));
+  const std::string text = info.frame() == nullptr ? "" : samplingText(*info.frame());
+  for (const Sampling sampling : {Sampling::k444, Sampling::k420}) {
+    if (text == samplingName(sampling)) return sampling;
   }
-  const Sampling sampling = options.sampling.value_or(Sampling::k422);
-  return [&image, &options, sampling, encoder = ModeEncoder()] {
-    return encoder.encode(image, options.mode, options.quality, sampling);
+  return Sampling::k422;
+}
+
+// Colour frames go through the host contract; all else through the encoder class.
+FrameEncoder makeEncoder(Session& session, const Image& image, const EncodeOptions& options) {
+  if (options.mode == Mode::kBaseline && !image.gray && options.restart == 0) {
+    return [&](unsigned quality) { return compressFrame(session.compressor(), image, quality); };
+  }
+  ModeJob job{options.mode, 0, Sampling::k422, image.gray, options.restart};
+  job.sampling = options.sampling ? *options.sampling : samplingOfSettings(session);
+  return [&image, job, encoder = ModeEncoder()](unsigned quality) mutable {
+    job.quality = quality;
+    return encoder.encode(image, job);
   };
 }
 
-std::vector<std::uint8_t> encodeTimed(const FrameEncoder& encode, const EncodeOptions& options,
-                                      EncodeReport& report) {
+Bytes encodeTimed(const FrameEncoder& encode, const EncodeOptions& options, EncodeReport& report) {
   using Clock = std::chrono::steady_clock;
   Progress progress("frame", options.repeat, options.talk.quiet);
   progress.setPixels(static_cast<std::uint64_t>(report.size.width) *
                      static_cast<std::uint64_t>(report.size.height));
-  std::vector<std::uint8_t> data;
+  Bytes data;
   double total = 0;
   for (int i = 0; i < options.repeat; ++i) {
     const Clock::time_point start = Clock::now();
-    data = encode();
+    data = encode(report.quality);
     const double ms = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     total += ms;
     report.bestMs = i == 0 ? ms : std::min(report.bestMs, ms);
@@ -77,12 +95,33 @@ std::vector<std::uint8_t> encodeTimed(const FrameEncoder& encode, const EncodeOp
   return data;
 }
 
+// The stream as it is to be written.
+Bytes finish(const Bytes& data, const EncodeOptions& options, const Metadata& metadata) {
+  if (!options.metadata.any()) return dropComments(data);
+  return addMetadata(data, metadata);
+}
+
+// The best quality whose file has at most the wanted bytes.
+unsigned qualityForSize(const EncodeOptions& options,
+                        const std::function<std::size_t(unsigned)>& sizeAt) {
+  unsigned good = 0, bad = options.quality + 1;
+  while (bad - good > 1) {
+    const unsigned middle = (good + bad) / 2;
+    (sizeAt(middle) <= options.targetSize ? good : bad) = middle;
+  }
+  if (good == 0) {
+    throw Error("more than " + std::to_string(options.targetSize) + " bytes even at quality 1 (" +
+                std::to_string(sizeAt(1)) + "): make the picture smaller");
+  }
+  return good;
+}
+
 // The sampling that came out, and a warning where it is not what was asked for.
 std::string checkSampling(std::span<const std::uint8_t> data, std::optional<Sampling> wanted) {
   const JpegInfo info = walkJpeg(data);
   if (info.frame() == nullptr) throw Error("the library's image has no frame header");
   std::string sampling = samplingText(*info.frame());
-  if (wanted && sampling != samplingName(*wanted)) {
+  if (wanted && sampling != "gray" && sampling != samplingName(*wanted)) {
     std::fprintf(stderr,
                  "qrx-jpeg: warning: the image is %s, not %s: a configuration file of the "
                  "administrator outranks the environment\n",
@@ -99,7 +138,7 @@ void printReport(const EncodeOptions& options, const EncodeReport& report) {
         .field("output", report.output)
         .field("width", report.size.width)
         .field("height", report.size.height);
-    if (!lossless) json.field("quality", options.quality);
+    if (!lossless) json.field("quality", report.quality);
     json.field("sampling", report.sampling)
         .field("slot", report.slot)
         .field("bytes", report.bytes)
@@ -112,7 +151,7 @@ void printReport(const EncodeOptions& options, const EncodeReport& report) {
     return;
   }
   if (options.talk.quiet) return;
-  const std::string quality = lossless ? "lossless" : "quality " + std::to_string(options.quality);
+  const std::string quality = lossless ? "lossless" : "quality " + std::to_string(report.quality);
   // Where the image itself goes to standard output, the report is a message.
   std::fprintf(isStream(report.output) ? stderr : stdout,
                "%s: %dx%d, %s, %s: %zu bytes, %.3f bits per pixel, %.2f ms per frame "
@@ -123,22 +162,33 @@ void printReport(const EncodeOptions& options, const EncodeReport& report) {
 }
 
 int encodePair(const EncodeOptions& options, const FilePair& pair, PixelCount& pixels) {
-  const Image image = readImage(pair.input, options.format);
-  Session session(options.host);
-  options.talk.detail(pair.input + ": slot " + std::to_string(session.slot()));
+  LazySession lazy(options.host);
+  Picture picture = readPicture(pair.input, options.request, lazy);
+  Image& image = picture.image;
+  if (options.gray) makeGray(image);
+  Session& session = lazy.get();
+  options.talk.detail(displayName(pair.input) + ": slot " + std::to_string(session.slot()) +
+                      (image.gray ? ", gray" : ""));
+  const bool gray = image.gray || options.mode == Mode::kLossless;
+  const Metadata metadata = chooseMetadata(picture.metadata, options.metadata, gray, options.talk);
   EncodeReport report;
   report.output = pair.output;
   report.size = image.size;
   report.slot = session.slot();
-  const std::vector<std::uint8_t> data =
-      encodeTimed(makeEncoder(session, image, options), options, report);
+  report.quality = options.quality;
+  const FrameEncoder encode = makeEncoder(session, image, options);
+  if (options.targetSize > 0) {
+    report.quality = qualityForSize(options, [&](unsigned quality) {
+      return finish(encode(quality), options, metadata).size();
+    });
+  }
+  const Bytes data = finish(encodeTimed(encode, options, report), options, metadata);
   report.bytes = data.size();
-  const bool gray = options.mode == Mode::kLossless;
-  report.sampling = checkSampling(data, gray ? std::nullopt : options.sampling);
+  report.sampling = checkSampling(data, options.sampling);
   writeFile(pair.output, data, options.files.noClobber);
   pixels += image.pixels.size() / Image::kBytesPerPixel;
   printReport(options, report);
-  return kDone;
+  return picture.damage.empty() ? kDone : kDamaged;
 }
 
 int runEncode(EncodeOptions options) {
@@ -147,12 +197,16 @@ int runEncode(EncodeOptions options) {
   if (options.json && isStream(pairs.front().output)) {
     throw Error("--json and the image cannot both go to standard output", kUsage);
   }
-  if (options.mode != Mode::kLossless) {
-    options.quality = usedQuality(options.quality, options.talk);
+  if (options.mode == Mode::kLossless) {
+    if (options.targetSize > 0) throw Error("a lossless JPEG has no --target-size", kUsage);
+    if (options.restart > 0) throw Error("a lossless JPEG has no --restart", kUsage);
+  } else {
+    const unsigned usual = options.targetSize > 0 ? 97 : 80;
+    options.quality = usedQuality(options.requestedQuality.value_or(usual), options.talk);
   }
   if (options.sampling) {
     requestSampling(*options.sampling);
-  } else if (options.mode == Mode::kBaseline) {
+  } else if (options.mode != Mode::kLossless) {
     checkSamplingVariable(options.talk);
   }
   return runPairs(
@@ -161,8 +215,9 @@ int runEncode(EncodeOptions options) {
 }
 
 void define(CLI::App& command, EncodeOptions& options) {
-  addOutputOptions(command, options.files, "PNG, PPM or PGM", "Without -o: one input, one output");
-  addQualityOption(command, options.quality);
+  addOutputOptions(command, options.files, "PNG, PNM, PAM, JPEG or raw",
+                   "Without -o: one input, one output");
+  addQualityOption(command, options.requestedQuality);
   addSamplingOption(command, options.sampling);
   command
       .add_option("--mode", options.mode,
@@ -173,14 +228,31 @@ void define(CLI::App& command, EncodeOptions& options) {
                                                               {"lossless", Mode::kLossless}})
               .description(""))
       ->type_name("baseline|progressive|lossless");
+  command.add_flag("--gray", options.gray, "Without colour; pictures without it are gray anyway");
+  command
+      .add_option("--restart", options.restart,
+                  "MCUs between restart markers, for transports that lose bytes")
+      ->check(CLI::Range(1, 65535))
+      ->type_name("N");
+  command
+      .add_option(
+          "--target-size", options.targetSize,
+          "The best quality, up to --quality or 97, that gives at most so many bytes; k and "
+          "M count as 1000 and 1000000")
+      ->transform(
+          CLI::AsNumberWithUnit(std::map<std::string, std::size_t>{{"k", 1000}, {"m", 1000000}},
+                                CLI::AsNumberWithUnit::CASE_INSENSITIVE, ""))
+      ->type_name("BYTES");
   command
       .add_option("--repeat", options.repeat,
                   "Compress the frame this often, for a better time; the last one is written")
       ->check(CLI::Range(1, 1000000))
       ->capture_default_str()
       ->type_name("N");
-  addFormatOption(command, options.format,
+  addFormatOption(command, options.request.format,
                   "Accept only this format, for a stream whose kind must be certain");
+  addPictureOptions(command, options.request);
+  addMetadataOption(command, options.metadata);
   addJsonOption(command, options.json);
   addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);

@@ -9,6 +9,10 @@
 namespace qrx::tool {
 namespace {
 
+constexpr char kQualityHelp[] =
+    "JPEG quality, 1 to 100; the library's best is 97, and more counts as that";
+constexpr char kSizeHelp[] = "give WxH with numbers from 1 to 65535";
+
 // "640x480" with both from 1 to 65535.
 bool parseSize(const std::string& text, Size& size) {
   const char* end = text.data() + text.size();
@@ -50,11 +54,16 @@ void addHostOptions(CLI::App& command, HostOptions& options) {
 }
 
 void addQualityOption(CLI::App& command, unsigned& quality) {
-  command
-      .add_option("-q,--quality", quality,
-                  "JPEG quality, 1 to 100; the library's best is 97, and more counts as that")
+  command.add_option("-q,--quality", quality, kQualityHelp)
       ->check(CLI::Range(1, 100))
       ->capture_default_str()
+      ->type_name("N");
+}
+
+void addQualityOption(CLI::App& command, std::optional<unsigned>& quality) {
+  command.add_option("-q,--quality", quality, kQualityHelp)
+      ->check(CLI::Range(1, 100))
+      ->default_str("80")
       ->type_name("N");
 }
 
@@ -87,10 +96,71 @@ void addSamplingOption(CLI::App& command, std::optional<Sampling>& sampling) {
 
 void addFormatOption(CLI::App& command, std::optional<ImageFormat>& format, const char* text) {
   const std::map<std::string, ImageFormat> names = {{"png", ImageFormat::kPng},
-                                                    {"ppm", ImageFormat::kPpm}};
+                                                    {"ppm", ImageFormat::kPpm},
+                                                    {"pgm", ImageFormat::kPgm},
+                                                    {"pnm", ImageFormat::kPnm}};
   command.add_option("--format", format, text)
       ->transform(CLI::CheckedTransformer(names).description(""))
-      ->type_name("png|ppm");
+      ->type_name("png|ppm|pgm|pnm");
+}
+
+void addPixelsOption(CLI::App& command, std::optional<PixelOrder>& order) {
+  const std::map<std::string, PixelOrder> names = {{"gray", PixelOrder::kGray},
+                                                   {"rgb", PixelOrder::kRgb},
+                                                   {"bgr", PixelOrder::kBgr},
+                                                   {"rgba", PixelOrder::kRgba},
+                                                   {"bgra", PixelOrder::kBgra}};
+  command
+      .add_option("--pixels", order,
+                  "Bytes of a raw pixel (default: gray, rgb or rgba by the file's length)")
+      ->transform(CLI::CheckedTransformer(names).description(""))
+      ->type_name("gray|rgb|bgr|rgba|bgra");
+}
+
+void addOrientOption(CLI::App& command, DecodeRequest& request) {
+  command.add_flag_callback(
+      "--no-orient", [&request] { request.orient = false; },
+      "Leave the picture as it is stored, whatever its Exif data says of its orientation");
+}
+
+void addPictureOptions(CLI::App& command, PictureRequest& request) {
+  CLI::Option* size = command.add_option_function<std::string>(
+      "--size",
+      [&request](const std::string& text) {
+        Size parsed;
+        if (!parseSize(text, parsed)) throw CLI::ValidationError("--size", kSizeHelp);
+        request.rawSize = parsed;
+      },
+      "The input is raw pixels, this many, without a header");
+  size->type_name("WxH");
+  addPixelsOption(command, request.order);
+  command.get_option("--pixels")->needs(size);
+  addOrientOption(command, request.decode);
+}
+
+void addMetadataOption(CLI::App& command, MetadataChoice& choice) {
+  command
+      .add_option_function<std::string>(
+          "--metadata",
+          [&choice](const std::string& text) {
+            choice.exif = text == "all" || text == "exif";
+            choice.icc = text == "all" || text == "icc";
+          },
+          "What of the input's Exif data and colour profile goes to the output; with none a JPEG "
+          "has no comment either (default: all)")
+      ->check(CLI::IsMember({"all", "exif", "icc", "none"}).description(""))
+      ->type_name("all|exif|icc|none");
+}
+
+Metadata chooseMetadata(Metadata metadata, const MetadataChoice& choice, bool gray,
+                        const TalkOptions& talk) {
+  if (!choice.exif) metadata.exif.clear();
+  if (!choice.icc) metadata.icc.clear();
+  if (!metadata.icc.empty() && !profileFits(metadata.icc, gray)) {
+    talk.note("the colour profile is left out: it is for other colours than the output's");
+    metadata.icc.clear();
+  }
+  return metadata;
 }
 
 void addSizeOption(CLI::App& command, Size& size) {
@@ -99,7 +169,7 @@ void addSizeOption(CLI::App& command, Size& size) {
           "--size",
           [&size](const std::string& text) {
             if (!parseSize(text, size)) {
-              throw CLI::ValidationError("--size", "give WxH with numbers from 1 to 65535");
+              throw CLI::ValidationError("--size", kSizeHelp);
             }
           },
           "Width and height in pixels")

@@ -17,6 +17,7 @@ struct PacketsOptions {
   OutputOptions files;
   std::optional<Sampling> sampling;
   RectangleJob job;
+  PictureRequest request;
   bool json = false;
   TalkOptions talk;
   HostOptions host;
@@ -52,15 +53,17 @@ void printReport(const PacketsOptions& options, const std::string& output,
 }
 
 int packPair(const PacketsOptions& options, const FilePair& pair, PixelCount& pixels) {
-  const Image picture = readImage(pair.input);
-  Session session(options.host);
+  LazySession lazy(options.host);
+  const Picture read = readPicture(pair.input, options.request, lazy);
+  const Image& picture = read.image;
+  Session& session = lazy.get();
   const EncodedRectangle result =
       encodeRectangle(session.compressor(), picture, wholeImage(picture), options.job);
   if (result.packets.empty()) throw Error("the library gave no packets");
   writeFile(pair.output, joinPackets(result.packets), options.files.noClobber);
   pixels += picture.pixels.size() / Image::kBytesPerPixel;
   printReport(options, pair.output, result);
-  return result.complete ? kDone : kDamaged;
+  return result.complete && read.damage.empty() ? kDone : kDamaged;
 }
 
 int runPackets(PacketsOptions options) {
@@ -80,7 +83,8 @@ int runPackets(PacketsOptions options) {
 }
 
 void define(CLI::App& command, PacketsOptions& options) {
-  addOutputOptions(command, options.files, "PNG, PPM or PGM", "Without -o: one input, one output");
+  addOutputOptions(command, options.files, "PNG, PNM, PAM, JPEG or raw",
+                   "Without -o: one input, one output");
   addQualityOption(command, options.job.quality);
   addSamplingOption(command, options.sampling);
   command.add_option("--window", options.job.window, "Window number in every packet")
@@ -90,6 +94,7 @@ void define(CLI::App& command, PacketsOptions& options) {
       ->check(CLI::Range(1, 2147483647))
       ->capture_default_str()
       ->type_name("N");
+  addPictureOptions(command, options.request);
   addJsonOption(command, options.json);
   addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);

@@ -43,7 +43,18 @@ struct Image {
 
   Size size;
   std::vector<std::uint8_t> pixels;
+  bool gray = false;  // has no colour by its kind; all three colours are equal then
 };
+
+// Takes the colour away: luma as JPEG has it.
+inline void makeGray(Image& image) {
+  for (std::size_t i = 0; i < image.pixels.size(); i += Image::kBytesPerPixel) {
+    std::uint8_t* p = &image.pixels[i];
+    const int luma = (1868 * p[0] + 9617 * p[1] + 4899 * p[2] + 8192) >> 14;
+    p[0] = p[1] = p[2] = static_cast<std::uint8_t>(luma);
+  }
+  image.gray = true;
+}
 
 }  // namespace qrx::tool
 
