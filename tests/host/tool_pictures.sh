@@ -156,6 +156,54 @@ grep -qE 'Exif|comment|COM' out && fail "metadata left: $(cat out)"
 expect 0 "$tool" decode bare.jpg bare.ppm
 cmp -s bare.ppm <("$tool" decode copy.jpg - --format ppm 2>err) || fail "metadata changed pixels"
 
+# Reasons: what a file is, or what of a JPEG is not taken.
+cjpeg -sample 1x2 picture.ppm >440.jpg
+cjpeg -sample 4x1 picture.ppm >411.jpg
+cjpeg -arithmetic picture.ppm >arithmetic.jpg
+printf '0;1;2;\n' >scans.txt
+cjpeg -scans scans.txt picture.ppm >apart.jpg
+printf '0: 0-0, 0, 0;\n1: 0-0, 0, 0;\n2: 0-0, 0, 0;\n0: 1-63, 0, 0;\n1: 1-63, 0, 0;\n2: 1-63, 0, 0;' >scans.txt
+cjpeg -scans scans.txt picture.ppm >partial.jpg
+bytes 'ffd8 ffc1000b0c0010001001011100 ffd9' >12.jpg
+bytes 'ffd8 ffc0000b08ffffffff01011100 ffd9' >huge.jpg
+: >empty
+echo hello >text
+"$tool" packets picture.ppm some.qpk >out
+while IFS='|' read -r name text; do
+  expect 1 "$tool" decode "$name" none.ppm --json
+  grep -qE "^qrx-jpeg: $name: .*$text.*: " err || fail "$name: $(cat err)"
+  grep -qE "^\{\"error\":\"$name: .*$text.*\",\"exit_code\":1\}$" out || fail "$name: $(cat out)"
+done <<'REASONS'
+440.jpg|4:4:0
+411.jpg|4:1:1
+arithmetic.jpg|arithmetic
+apart.jpg|not interleaved
+12.jpg|12 bits
+huge.jpg|65535x65535 is too large: at most 536870911 pixels
+empty|an empty file
+text|a text
+exif.png|a PNG
+some.qpk|a file of packets
+missing|No such file
+REASONS
+expect 1 "$tool" inspect text
+grep -q '^qrx-jpeg: text: a text, not a file of packets: ' err || fail "inspect: $(cat err)"
+expect 2 "$tool" decode partial.jpg partial.ppm --json
+[ "$(json damaged <out)" = true ] && grep -q 'nonsense"' out || fail "partial DC: $(cat out)"
+expect 1 "$tool" decode partial.jpg partial.ppm --strict
+
+# A baseline image that was cut is the whole one up to the row that is named, and gray below.
+for name in 444 422 420 gray fine; do
+  head -c $(($(stat -c %s $name.jpg) * 3 / 5)) $name.jpg >cut.jpg
+  expect 2 "$tool" decode cut.jpg cut.ppm
+  row=$(sed -nE 's/.*rows ([0-9]+) to 250 did not come.*/\1/p' err)
+  [ "${row:-0}" -gt 40 ] || fail "$name: rows: $(cat err)"
+  expect 0 "$tool" decode $name.jpg whole.ppm
+  cmp -s <(tail -c +16 cut.ppm | head -c $((999 * (row - 1)))) \
+    <(tail -c +16 whole.ppm | head -c $((999 * (row - 1)))) || fail "$name: what came differs"
+  tail -c $((999 * (251 - row - 16))) cut.ppm | tr -d '\200' | grep -q . && fail "$name: not gray"
+done
+
 # Four components: Adobe's ink is inverted, and without its segment it is not.
 tables=ffdb004300$(printf '08%.0s' {1..64})
 tables+='ffc4001500 01010000000000000000000000000000 0007'

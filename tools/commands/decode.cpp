@@ -26,6 +26,7 @@ struct DecodeOptions {
   DecodeRequest decode;
   MetadataChoice metadata;
   bool json = false;
+  bool strict = false;
   TalkOptions talk;
   HostOptions host;
 };
@@ -41,9 +42,10 @@ void printReport(const DecodeOptions& options, const std::string& output, const 
         .field("height", picture.image.size.height)
         .field("sampling", samplingText(frame))
         .field("damaged", damaged)
-        .field("ms", ms)
-        .endObject()
-        .print();
+        .key("damage")
+        .beginArray();
+    for (const std::string& text : picture.damage) json.value(text);
+    json.endArray().field("ms", ms).endObject().print();
     return;
   }
   if (options.talk.quiet) return;
@@ -109,6 +111,7 @@ void define(CLI::App& command, DecodeOptions& options) {
   addOrientOption(command, options.decode);
   addMetadataOption(command, options.metadata);
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
   addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);
 }

@@ -31,6 +31,7 @@ struct EncodeOptions {
   MetadataChoice metadata;
   int repeat = 1;
   bool json = false;
+  bool strict = false;
   TalkOptions talk;
   HostOptions host;
 };
@@ -161,10 +162,18 @@ void printReport(const EncodeOptions& options, const EncodeReport& report) {
                report.meanMs, options.repeat, report.bestMs);
 }
 
+void checkSides(const std::string& input, Size size) {
+  constexpr int kLongest = 65535;
+  if (size.width <= kLongest && size.height <= kLongest) return;
+  throw Error(displayName(input) + ": " + std::to_string(size.width) + "x" +
+              std::to_string(size.height) + " is too large for a JPEG: at most 65535 a side");
+}
+
 int encodePair(const EncodeOptions& options, const FilePair& pair, PixelCount& pixels) {
   LazySession lazy(options.host);
   Picture picture = readPicture(pair.input, options.request, lazy);
   Image& image = picture.image;
+  checkSides(pair.input, image.size);
   if (options.gray) makeGray(image);
   Session& session = lazy.get();
   options.talk.detail(displayName(pair.input) + ": slot " + std::to_string(session.slot()) +
@@ -254,6 +263,7 @@ void define(CLI::App& command, EncodeOptions& options) {
   addPictureOptions(command, options.request);
   addMetadataOption(command, options.metadata);
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
   addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);
 }

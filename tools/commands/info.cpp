@@ -3,6 +3,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/jpeg/reasons.h"
 #include "tools/jpeg/segments.h"
 #include "tools/jpeg/walk.h"
 #include "tools/support/files.h"
@@ -14,6 +15,7 @@ namespace {
 struct InfoOptions {
   std::string input;
   bool json = false;
+  bool strict = false;
 };
 
 void writeFrame(JsonWriter& json, const JpegFrame& frame) {
@@ -176,6 +178,9 @@ void printText(const std::string& input, const JpegInfo& info, const Metadata& m
 
 int runInfo(const InfoOptions& options) {
   const std::vector<std::uint8_t> data = readFile(options.input);
+  if (data.size() < 2 || data[0] != 0xFF || data[1] != 0xD8) {
+    throw Error(displayName(options.input) + ": " + notWanted(data, "not a JPEG"));
+  }
   const JpegInfo info = walkJpeg(data);
   const Metadata metadata = readMetadata(data, info);
   if (options.json) {
@@ -189,6 +194,7 @@ int runInfo(const InfoOptions& options) {
 void define(CLI::App& command, InfoOptions& options) {
   command.add_option("input", options.input, "The JPEG to read; - for standard input")->required();
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
 }
 
 }  // namespace

@@ -177,8 +177,12 @@ void addSizeOption(CLI::App& command, Size& size) {
       ->type_name("WxH");
 }
 
+void addStrictOption(CLI::App& command, bool& strict) {
+  command.add_flag("--strict", strict, "Exit with 1 instead of 2 for damage and partial results");
+}
+
 void addJsonOption(CLI::App& command, bool& json) {
-  command.add_flag("--json", json, "Print the result as one JSON object");
+  command.add_flag("--json", json, "Print the result, or the error, as one JSON object");
 }
 
 }  // namespace qrx::tool

@@ -30,9 +30,10 @@ CLI::App* addCommand(CLI::App& app, Action& action, const char* name, const char
   define(*command, *options);
   command->callback([&action, options, run] {
     action = [options, run] {
-      bool json = false;
+      bool json = false, strict = false;
       if constexpr (requires { options->json; }) json = options->json;
-      return runGuarded([&] { return run(*options); }, json);
+      if constexpr (requires { options->strict; }) strict = options->strict;
+      return runGuarded([&] { return run(*options); }, json, strict);
     };
   });
   return command;
@@ -85,6 +86,8 @@ Metadata chooseMetadata(Metadata metadata, const MetadataChoice& choice, bool gr
 
 // --size WxH.
 void addSizeOption(CLI::App& command, Size& size);
+// --strict.
+void addStrictOption(CLI::App& command, bool& strict);
 // --json.
 void addJsonOption(CLI::App& command, bool& json);
 

@@ -19,6 +19,7 @@ struct PacketsOptions {
   RectangleJob job;
   PictureRequest request;
   bool json = false;
+  bool strict = false;
   TalkOptions talk;
   HostOptions host;
 };
@@ -96,6 +97,7 @@ void define(CLI::App& command, PacketsOptions& options) {
       ->type_name("N");
   addPictureOptions(command, options.request);
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
   addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);
 }

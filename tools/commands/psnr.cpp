@@ -14,6 +14,7 @@ struct PsnrOptions {
   PictureRequest request;
   HostOptions host;
   bool json = false;
+  bool strict = false;
 };
 
 int runPsnr(const PsnrOptions& options) {
@@ -41,6 +42,7 @@ void define(CLI::App& command, PsnrOptions& options) {
   command.add_option("second", options.second, "A picture of the same size")->required();
   addPictureOptions(command, options.request);
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
   addHostOptions(command, options.host);
 }
 

@@ -23,9 +23,10 @@ int tell(const char* text, int code, bool json) {
 
 }  // namespace
 
-int runGuarded(const std::function<int()>& work, bool json) {
+int runGuarded(const std::function<int()>& work, bool json, bool strict) {
   try {
-    const int code = work();
+    int code = work();
+    if (strict && code == kDamaged) code = kFailed;
     if (std::fflush(stdout) != 0) {
       return tell("cannot write to standard output", kFailed, false);
     }

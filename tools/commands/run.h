@@ -7,8 +7,8 @@
 namespace qrx::tool {
 
 // Runs `work`; what it throws becomes a message and an exit code, with `json` an object on
-// standard output too. A usage error is a message only.
-int runGuarded(const std::function<int()>& work, bool json);
+// standard output too. A usage error is a message only. `strict`: damage is a failure.
+int runGuarded(const std::function<int()>& work, bool json, bool strict = false);
 
 }  // namespace qrx::tool
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "tools/support/error.h"
@@ -29,8 +30,11 @@ struct Image {
   static std::size_t byteCount(Size size) {
     const std::int64_t pixelCount = std::int64_t{size.width} * size.height;
     if (size.width < 1 || size.height < 1) throw Error("an image needs a width and a height");
-    if (pixelCount > std::numeric_limits<int>::max() / kBytesPerPixel) {
-      throw Error("the image is too large");
+    constexpr int kMostPixels = std::numeric_limits<int>::max() / kBytesPerPixel;
+    if (pixelCount > kMostPixels) {
+      throw Error("an image of " + std::to_string(size.width) + "x" + std::to_string(size.height) +
+                  " is too large: at most " + std::to_string(kMostPixels) +
+                  " pixels are allowed: make it smaller");
     }
     return static_cast<std::size_t>(pixelCount) * kBytesPerPixel;
   }

@@ -19,8 +19,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const char* advice(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR: return ": check the path";
+    case EACCES:
+    case EPERM:
+    case EROFS: return ": check the permissions";
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG: return ": make room";
+    case EISDIR: return ": name a file in it";
+    case EPIPE: return ": the reader has gone";
+    default: return "";
+  }
+}
+
 [[noreturn]] void fail(const std::string& path, int error) {
-  throw Error(displayName(path) + ": " + std::strerror(error));
+  throw Error(displayName(path) + ": " + std::strerror(error) + advice(error));
 }
 
 class Descriptor {
