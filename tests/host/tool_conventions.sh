@@ -55,6 +55,24 @@ expect 0 "$tool" version --json --slot 1
   fail "version: $(cat out)"
 grep -q "\"library\":\"/.*libqrx_jpeg.so.*\"build\":\".*compiler" out || fail "version: $(cat out)"
 
+# The man page, the completion and the guide are those of this tool.
+docs=$(dirname "$script")/../../docs
+"$tool" help --man | cmp -s - "$docs/qrx-jpeg.1" || fail "qrx-jpeg help --man >docs/qrx-jpeg.1"
+"$tool" help --completion | cmp -s - "$docs/qrx-jpeg.bash" ||
+  fail "qrx-jpeg help --completion >docs/qrx-jpeg.bash"
+for command in $("$tool" --help | sed -nE '/^Subcommands/,/^$/s/^  ([a-z]+) .*/\1/p'); do
+  grep -q "^ *$command) words=" "$docs/qrx-jpeg.bash" || fail "completion lacks $command"
+  for option in $("$tool" help "$command" | grep -oE '^  (-[a-z],)?--[a-z-]+' | grep -oE -- '--.*'); do
+    grep -qF -- "\`$option" "$docs/command_line.md" || fail "the guide lacks $option of $command"
+    grep -qF -- "${option//-/\\-}\fR" "$docs/qrx-jpeg.1" || fail "the man page lacks $option of $command"
+  done
+done
+# shellcheck source=docs/qrx-jpeg.bash
+source "$docs/qrx-jpeg.bash"
+COMP_WORDS=(qrx-jpeg encode --qua) COMP_CWORD=2
+_qrx_jpeg
+[ "${COMPREPLY[*]}" = --quality ] || fail "completion: ${COMPREPLY[*]}"
+
 # Scenes: a frame does not depend on the frames before it.
 expect 0 "$tool" scene --frames 2 --first 4 --size 90x60 a
 expect 0 "$tool" scene --first 5 --size 90x60 b

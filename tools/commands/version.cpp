@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "tools/commands/commands.h"
+#include "tools/commands/manual.h"
 #include "tools/commands/options.h"
 #include "tools/commands/usage.h"
 #include "tools/host/cpu_slots.h"
@@ -52,7 +53,25 @@ void define(CLI::App& command, VersionOptions& options) {
 
 struct HelpOptions {
   std::string command;
+  bool man = false, completion = false;
 };
+
+int runHelp(const CLI::App& app, const HelpOptions& options) {
+  std::string text;
+  if (options.man) {
+    text = manualPage(app);
+  } else if (options.completion) {
+    text = bashCompletion(app);
+  } else if (options.command.empty()) {
+    text = app.help();
+  } else {
+    const std::string wrong = wrongCommand(app, {options.command});
+    if (!wrong.empty()) throw Error(wrong, kUsage);
+    text = app.get_subcommand(options.command)->help(app.get_name());
+  }
+  std::fputs(text.c_str(), stdout);
+  return kDone;
+}
 
 }  // namespace
 
@@ -66,21 +85,15 @@ void addVersion(CLI::App& app, Action& action) {
 
 void addHelp(CLI::App& app, Action& action) {
   addCommand<HelpOptions>(
-      app, action, "help", "Print the help of a command", "Without a command: the list of them.",
+      app, action, "help", "Print the help of a command",
+      "Without a command: the list of them. qrx-jpeg help --man | man -l - shows the page.",
       [](CLI::App& command, HelpOptions& options) {
         command.add_option("command", options.command, "The command");
+        command.add_flag("--man", options.man, "Print all of it as a page for man");
+        command.add_flag("--completion", options.completion,
+                         "Print a script that teaches bash the commands and options");
       },
-      [&app](const HelpOptions& options) {
-        if (!options.command.empty()) {
-          const std::string wrong = wrongCommand(app, {options.command});
-          if (!wrong.empty()) throw Error(wrong, kUsage);
-        }
-        const std::string help = options.command.empty()
-                                     ? app.help()
-                                     : app.get_subcommand(options.command)->help(app.get_name());
-        std::printf("%s", help.c_str());
-        return kDone;
-      });
+      [&app](const HelpOptions& options) { return runHelp(app, options); });
 }
 
 }  // namespace qrx::tool
