@@ -44,6 +44,8 @@ encode a.png b.jpg --qaulity 3|did you mean --quality?
 decode -quality 80 a.jpg b.png|there is no option -quality: see qrx-jpeg help decode
 encode -quality 80 a.png b.jpg|did you mean --quality?
 encode a.png|no output is given
+encode a.png b.jpg --sampling 411|: 411 is none of 420, 422, 444: see
+encode a.png b.jpg --mode jpeg|none of baseline, lossless, progressive: see
 help relay|Usage: qrx-jpeg relay
 help rely|did you mean relay?
 -V|qrx-jpeg 1.

@@ -103,6 +103,7 @@ for mode in baseline progressive; do
   [ "$(stat -c %s next.jpg)" -gt 15000 ] || fail "$mode: a better quality fits too"
 done
 expect 1 "$tool" encode picture.ppm none.jpg --target-size 100
+grep -q '^qrx-jpeg: picture.ppm: more than 100 bytes even at quality 1' err || fail "$(cat err)"
 
 # Inputs of every kind are the same picture.
 expect 0 "$tool" encode picture.ppm wanted.jpg

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "tools/commands/commands.h"
+#include "tools/commands/one_of.h"
 #include "tools/commands/options.h"
 #include "tools/commands/outputs.h"
 #include "tools/host/frame.h"
@@ -162,6 +163,22 @@ void printReport(const EncodeOptions& options, const EncodeReport& report) {
                report.meanMs, options.repeat, report.bestMs);
 }
 
+// The finished stream; errors with the name of the input.
+Bytes encodeAsAsked(Session& session, const Image& image, const EncodeOptions& options,
+                    const Metadata& metadata, const std::string& input, EncodeReport& report) {
+  try {
+    const FrameEncoder encode = makeEncoder(session, image, options);
+    if (options.targetSize > 0) {
+      report.quality = qualityForSize(options, [&](unsigned quality) {
+        return finish(encode(quality), options, metadata).size();
+      });
+    }
+    return finish(encodeTimed(encode, options, report), options, metadata);
+  } catch (const Error& error) {
+    throw Error(displayName(input) + ": " + error.what(), error.code());
+  }
+}
+
 void checkSides(const std::string& input, Size size) {
   constexpr int kLongest = 65535;
   if (size.width <= kLongest && size.height <= kLongest) return;
@@ -185,13 +202,7 @@ int encodePair(const EncodeOptions& options, const FilePair& pair, PixelCount& p
   report.size = image.size;
   report.slot = session.slot();
   report.quality = options.quality;
-  const FrameEncoder encode = makeEncoder(session, image, options);
-  if (options.targetSize > 0) {
-    report.quality = qualityForSize(options, [&](unsigned quality) {
-      return finish(encode(quality), options, metadata).size();
-    });
-  }
-  const Bytes data = finish(encodeTimed(encode, options, report), options, metadata);
+  const Bytes data = encodeAsAsked(session, image, options, metadata, pair.input, report);
   report.bytes = data.size();
   report.sampling = checkSampling(data, options.sampling);
   writeFile(pair.output, data, options.files.noClobber);
@@ -231,11 +242,9 @@ void define(CLI::App& command, EncodeOptions& options) {
   command
       .add_option("--mode", options.mode,
                   "Kind of JPEG; lossless is for gray pictures (default: baseline)")
-      ->transform(
-          CLI::CheckedTransformer(std::map<std::string, Mode>{{"baseline", Mode::kBaseline},
-                                                              {"progressive", Mode::kProgressive},
-                                                              {"lossless", Mode::kLossless}})
-              .description(""))
+      ->transform(oneOf(std::map<std::string, Mode>{{"baseline", Mode::kBaseline},
+                                                    {"progressive", Mode::kProgressive},
+                                                    {"lossless", Mode::kLossless}}))
       ->type_name("baseline|progressive|lossless");
   command.add_flag("--gray", options.gray, "Without colour; pictures without it are gray anyway");
   command

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <map>
 
+#include "tools/commands/one_of.h"
+
 namespace qrx::tool {
 namespace {
 
@@ -90,7 +92,7 @@ void addSamplingOption(CLI::App& command, std::optional<Sampling>& sampling) {
       .add_option("--sampling", sampling,
                   "Colour sampling, through the setting that the library reads (ZMT_SUBSAMPLING). "
                   "Without it the library's settings decide; their default is 422")
-      ->transform(CLI::CheckedTransformer(names).description(""))
+      ->transform(oneOf(names))
       ->type_name("444|422|420");
 }
 
@@ -100,7 +102,7 @@ void addFormatOption(CLI::App& command, std::optional<ImageFormat>& format, cons
                                                     {"pgm", ImageFormat::kPgm},
                                                     {"pnm", ImageFormat::kPnm}};
   command.add_option("--format", format, text)
-      ->transform(CLI::CheckedTransformer(names).description(""))
+      ->transform(oneOf(names))
       ->type_name("png|ppm|pgm|pnm");
 }
 
@@ -113,7 +115,7 @@ void addPixelsOption(CLI::App& command, std::optional<PixelOrder>& order) {
   command
       .add_option("--pixels", order,
                   "Bytes of a raw pixel (default: gray, rgb or rgba by the file's length)")
-      ->transform(CLI::CheckedTransformer(names).description(""))
+      ->transform(oneOf(names))
       ->type_name("gray|rgb|bgr|rgba|bgra");
 }
 
