@@ -1,29 +1,21 @@
 // qrx-jpeg: a sample host of libqrx_jpeg on the command line.
+#include <csignal>
 #include <cstdio>
-#include <exception>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/commands/usage.h"
 #include "tools/support/error.h"
 
 namespace {
 
 using namespace qrx::tool;
 
-int runChosen(const Action& action) {
-  try {
-    const int code = action();
-    if (std::fflush(stdout) != 0) throw Error("cannot write to standard output");
-    return code;
-  } catch (const Error& error) {
-    std::fprintf(stderr, "qrx-jpeg: %s\n", error.what());
-    return error.code();
-  } catch (const std::bad_alloc&) {
-    std::fprintf(stderr, "qrx-jpeg: out of memory\n");
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "qrx-jpeg: %s\n", error.what());
-  }
-  return kFailed;
+// Usage errors in the form of all others; help and version go to standard output.
+int tellParseError(const CLI::App& app, const Words& words, const CLI::ParseError& error) {
+  if (error.get_exit_code() == 0) return app.exit(error) == 0 ? kDone : kFailed;
+  std::fprintf(stderr, "qrx-jpeg: %s\n", wrongUsage(app, words, error).c_str());
+  return kUsage;
 }
 
 }  // namespace
@@ -31,13 +23,21 @@ int runChosen(const Action& action) {
 int main(int argc, char** argv) {
   CLI::App app("Compresses, decodes and inspects JPEG images through libqrx_jpeg.", "qrx-jpeg");
   app.footer(kConventions);
+  app.set_version_flag("-V,--version", "qrx-jpeg " QRX_TOOL_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   Action action;
   for (const AddCommand add : kCommands) add(app, action);
+  const Words words(argv + 1, argv + argc);
+  const std::string wrong = wrongCommand(app, words);
+  if (!wrong.empty()) {
+    std::fprintf(stderr, "qrx-jpeg: %s\n", wrong.c_str());
+    return kUsage;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kUsage;
+    return tellParseError(app, words, error);
   }
-  return runChosen(action);
+  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of the write
+  return action();
 }

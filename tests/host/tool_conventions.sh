@@ -14,7 +14,12 @@ done <<'USAGE'
 paint
 scene --size 0x5 frames
 encode only-one-argument
-encode a.png b.jpg --quality 98
+encode a.png b.jpg --quality 101
+encode a.png b.jpg c.jpg
+encode a.png b.png
+encode a.png b.jpg --quiet -v
+encode a.png b.png -o -
+encode x/a.png y/a.ppm -o folder
 encode a.png b.jpg --sampling 411
 encode a.png b.jpg --slot 7
 encode a.png b.jpg --mode hierarchical
@@ -27,6 +32,48 @@ serve --tile 20
 bench
 bench a.png --threads 0
 USAGE
+
+# What is meant and what runs here.
+while IFS='|' read -r arguments text; do
+  # shellcheck disable=SC2086
+  "$tool" $arguments >out 2>&1
+  grep -qF -- "$text" out || fail "$arguments: $(cat out)"
+done <<'WORDS'
+encdoe|there is no such command: did you mean encode?
+encode a.png b.jpg --qaulity 3|did you mean --quality?
+decode -quality 80 a.jpg b.png|there is no option -quality: see qrx-jpeg help decode
+encode -quality 80 a.png b.jpg|did you mean --quality?
+encode a.png|no output is given
+encode a.png b.jpg --sampling 411|: 411 is none of 420, 422, 444: see
+encode a.png b.jpg --mode jpeg|none of baseline, lossless, progressive: see
+help relay|Usage: qrx-jpeg relay
+help rely|did you mean relay?
+-V|qrx-jpeg 1.
+--version|qrx-jpeg 1.
+version -h|Usage: qrx-jpeg version
+WORDS
+expect 0 "$tool" version --json --slot 1
+[ "$(json version <out)$(json abi <out)$(json slot <out)" = "$("$tool" -V | cut -d' ' -f2)11" ] ||
+  fail "version: $(cat out)"
+grep -q "\"library\":\"/.*libqrx_jpeg.so.*\"build\":\".*compiler" out || fail "version: $(cat out)"
+
+# The man page, the completion and the guide are those of this tool.
+docs=$(dirname "$script")/../../docs
+"$tool" help --man | cmp -s - "$docs/qrx-jpeg.1" || fail "qrx-jpeg help --man >docs/qrx-jpeg.1"
+"$tool" help --completion | cmp -s - "$docs/qrx-jpeg.bash" ||
+  fail "qrx-jpeg help --completion >docs/qrx-jpeg.bash"
+for command in $("$tool" --help | sed -nE '/^Subcommands/,/^$/s/^  ([a-z]+) .*/\1/p'); do
+  grep -q "^ *$command) words=" "$docs/qrx-jpeg.bash" || fail "completion lacks $command"
+  for option in $("$tool" help "$command" | grep -oE '^  (-[a-z],)?--[a-z-]+' | grep -oE -- '--.*'); do
+    grep -qF -- "\`$option" "$docs/command_line.md" || fail "the guide lacks $option of $command"
+    grep -qF -- "${option//-/\\-}\fR" "$docs/qrx-jpeg.1" || fail "the man page lacks $option of $command"
+  done
+done
+# shellcheck source=docs/qrx-jpeg.bash
+source "$docs/qrx-jpeg.bash"
+COMP_WORDS=(qrx-jpeg encode --qua) COMP_CWORD=2
+_qrx_jpeg
+[ "${COMPREPLY[*]}" = --quality ] || fail "completion: ${COMPREPLY[*]}"
 
 # Scenes: a frame does not depend on the frames before it.
 expect 0 "$tool" scene --frames 2 --first 4 --size 90x60 a
@@ -62,6 +109,50 @@ expect 0 "$tool" encode $frame link.jpg
 [ -L link.jpg ] || fail "the link was replaced"
 cmp -s target.jpg file.jpg || fail "the link's target was not written"
 [ "$(stat -c %a target.jpg)" = 644 ] || fail "mode $(stat -c %a target.jpg)"
+
+# Several files: a folder, in processes of their own, results in order, one failure of three.
+mkdir many folder
+cp $frame many/a.png
+cp cut.png many/b.png
+cp b/frame00005.png many/c.png
+expect 2 "$tool" encode many/*.png -o folder --jobs 2 --json
+[ "$(ls folder)" = "$(printf 'a.jpg\nc.jpg')" ] || fail "files of a folder: $(ls folder)"
+grep -qE '^\{"files":\[\{"output":"folder/a.jpg".*\{"error":"many/b.png: .*"output":"folder/c.jpg".*\],"failed":1\}$' out ||
+  fail "files of a folder: $(cat out)"
+cmp -s folder/a.jpg file.jpg || fail "a file of several is another image"
+expect 64 "$tool" encode many/a.png a/../many/a.png -o folder # one output for two
+expect 0 "$tool" decode folder/*.jpg -o decoded/ --quiet
+[ "$(ls decoded)$(cat out err)" = "$(printf 'a.png\nc.png')" ] || fail "decoded: $(ls decoded; cat out err)"
+
+# No input is overwritten, whatever its name; nor what is to be kept.
+cp file.jpg kept.jpg
+ln kept.jpg other.jpg
+expect 64 "$tool" decode kept.jpg other.jpg --format ppm --force
+expect 1 "$tool" encode $frame kept.jpg --no-clobber --quality 1
+cmp -s file.jpg kept.jpg || fail "overwritten"
+expect 0 "$tool" encode $frame new.jpg --no-clobber
+cmp -s file.jpg new.jpg || fail "another image with --no-clobber"
+expect 0 "$tool" encode $frame forced.png --force
+cmp -s file.jpg forced.png || fail "--force"
+
+# Notes, and the lack of them.
+expect 0 "$tool" encode $frame x.jpg -q 100 --json
+[ "$(json quality <out)$(grep -c 'note: quality 100 becomes 97' err)" = 971 ] || fail "quality 100"
+ZMT_SUBSAMPLING=3 "$tool" encode $frame x.jpg >out 2>err
+grep -q 'note: ZMT_SUBSAMPLING=3' err || fail "ZMT_SUBSAMPLING"
+expect 0 "$tool" encode $frame x.jpg --quality 99 --quiet
+[ -s out ] || [ -s err ] && fail "not quiet: $(cat out err)"
+expect 0 "$tool" encode $frame x.jpg -v
+grep -q 'slot' err || fail "not verbose"
+
+# Progress and results do not share a line, and a closed pipe is told.
+if command -v script >/dev/null; then
+  script -qec "'$tool' scene --size 2500x1600 --frames 12 slow" /dev/null >terminal
+  grep -q 'frame [0-9]* of 12' terminal || fail "no progress: $(cat terminal)"
+  [ "$(sed 's/.*\x1b\[K//' terminal | grep -c '^slow/frame000[01][0-9].png.$')" = 12 ] ||
+    fail "progress and results: $(cat -v terminal)"
+  rm -r slow
+fi
 
 # The benchmark: every road of every picture, from all threads, in the form asked for.
 expect 1 "$tool" bench $frame missing.png

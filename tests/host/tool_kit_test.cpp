@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <algorithm>
 #include <string>
 
 #include "tools/image/image_io.h"
+#include "tools/jpeg/segments.h"
 #include "tools/jpeg/walk.h"
 
 namespace qrx::tool {
@@ -45,6 +47,65 @@ TEST(ImageIo, MapsEveryPngKindToBgra) {
   const std::uint16_t wide[] = {65535, 129, 128, 0x8080, 0, 65535};
   EXPECT_EQ(decodePng(makePng(PNG_FORMAT_LINEAR_RGB, {2, 1}, wide)).pixels,
             (Bytes{0, 1, 255, 255, 255, 0, 128, 255}));
+}
+
+// A profile with one tag, as far as libpng looks at it, and not too small when packed.
+Bytes makeProfile(const std::string& space) {
+  Bytes profile(512);
+  for (std::size_t i = 144; i < profile.size(); ++i) {
+    profile[i] = static_cast<std::uint8_t>(i * i * i >> 5);
+  }
+  const auto put = [&profile](std::size_t at, const std::string& text) {
+    std::copy(text.begin(), text.end(), profile.begin() + static_cast<std::ptrdiff_t>(at));
+  };
+  put(0, std::string("\0\0\2\0", 4));
+  put(12, "mntr" + space + "XYZ ");
+  put(36, "acsp");
+  put(68, std::string("\0\0\xF6\xD6\0\x01\0\0\0\0\xD3\x2D", 12));
+  put(128, std::string("\0\0\0\1cprt\0\0\0\x90\0\0\0\x0C", 16));
+  return profile;
+}
+
+TEST(Metadata, GoesThroughPngAndJpeg) {
+  Image image({2, 1}, 0xFF);
+  for (const bool gray : {false, true}) {
+    image.gray = gray;
+    const Metadata metadata{{'I', 'I', 42, 0, 8, 0, 0, 0, 0, 0},
+                            makeProfile(gray ? "GRAY" : "RGB ")};
+    EXPECT_TRUE(profileFits(metadata.icc, gray));
+    EXPECT_FALSE(profileFits(metadata.icc, !gray));
+    Metadata back;
+    EXPECT_EQ(decodePng(encodePng(image, metadata), &back).gray, gray);
+    EXPECT_EQ(back.exif, metadata.exif);
+    EXPECT_EQ(back.icc, metadata.icc);
+  }
+  // A profile of three segments; one that lacks a part is none.
+  const Bytes jpeg = {0xFF, 0xD8, 0xFF, 0xE0, 0, 2, 0xFF, 0xFE, 0, 3, 'x', 0xFF, 0xD9};
+  const Metadata large{Bytes(65527, 1), Bytes(140000, 2)};
+  Bytes stream = addMetadata(jpeg, large);
+  Metadata back = readMetadata(stream, walkJpeg(stream));
+  EXPECT_EQ(back.exif, large.exif);
+  EXPECT_EQ(back.icc, large.icc);
+  stream.erase(stream.begin() + 6 + 65537, stream.begin() + 6 + 65537 + 65537);
+  EXPECT_TRUE(readMetadata(stream, walkJpeg(stream)).icc.empty());
+  const Bytes bare = {0xFF, 0xD8, 0xFF, 0xE0, 0, 2, 0xFF, 0xD9};
+  EXPECT_EQ(dropComments(jpeg), bare);
+}
+
+TEST(Metadata, SurvivesAnyExif) {
+  Bytes exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x12, 1, 3, 0, 1, 0, 0, 0, 6, 0, 0, 0};
+  EXPECT_EQ(orientationOf(exif), 6);
+  for (std::size_t bit = 0; bit < exif.size() * 8; ++bit) {
+    Bytes damaged = exif;
+    damaged[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
+    Bytes cut(exif.begin(), exif.begin() + static_cast<std::ptrdiff_t>(bit / 8));
+    for (Bytes* data : {&damaged, &cut}) {
+      const int orientation = orientationOf(*data);
+      EXPECT_TRUE(orientation >= 1 && orientation <= 8);
+      setUpright(*data);
+      EXPECT_EQ(orientationOf(*data), 1);
+    }
+  }
 }
 
 TEST(JpegWalk, TellsDamageInHandMadeStreams) {

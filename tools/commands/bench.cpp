@@ -30,6 +30,7 @@ struct BenchOptions {
   unsigned quality = 85;
   int threads = 1;
   int runs = 15;
+  PictureRequest request;
   bool json = false;
   HostOptions host;
 };
@@ -146,9 +147,11 @@ void printResults(const std::string& input, const Image& image,
   }
 }
 
-int runBench(const BenchOptions& options) {
+int runBench(BenchOptions options) {
+  options.quality = usedQuality(options.quality);
   if (options.sampling) requestSampling(*options.sampling);
-  Session session(options.host);
+  LazySession lazy(options.host);
+  Session& session = lazy.get();
   JsonWriter json;
   json.beginObject()
       .field("quality", options.quality)
@@ -160,7 +163,7 @@ int runBench(const BenchOptions& options) {
   Progress progress("road", static_cast<int>(options.inputs.size() * std::size(kRoads)));
   int done = 0;
   for (const std::string& input : options.inputs) {
-    const Image image = readImage(input);
+    const Image image = readPicture(input, options.request, lazy).image;
     std::vector<RoadResult> results;
     for (const Road& road : kRoads) {
       results.push_back(measureRoad(session, road, image, options));
@@ -169,7 +172,10 @@ int runBench(const BenchOptions& options) {
     if (options.json) {
       addToJson(json, input, image, results);
     } else {
-      printResults(input, image, results);
+      progress.aside([&] {
+        printResults(input, image, results);
+        std::fflush(stdout);
+      });
     }
   }
   if (options.json) json.endArray().endObject().print();
@@ -177,7 +183,8 @@ int runBench(const BenchOptions& options) {
 }
 
 void define(CLI::App& command, BenchOptions& options) {
-  command.add_option("pictures", options.inputs, "PNG, PPM or PGM; - for standard input")
+  command
+      .add_option("pictures", options.inputs, "PNG, PNM, PAM, JPEG or raw; - for standard input")
       ->required();
   addQualityOption(command, options.quality);
   addSamplingOption(command, options.sampling);
@@ -189,6 +196,7 @@ void define(CLI::App& command, BenchOptions& options) {
       ->check(CLI::Range(1, 10000))
       ->capture_default_str()
       ->type_name("N");
+  addPictureOptions(command, options.request);
   addJsonOption(command, options.json);
   addHostOptions(command, options.host);
 }

@@ -22,10 +22,12 @@ void addServe(CLI::App& app, Action& action);
 void addView(CLI::App& app, Action& action);
 void addRelay(CLI::App& app, Action& action);
 void addBench(CLI::App& app, Action& action);
+void addVersion(CLI::App& app, Action& action);
+void addHelp(CLI::App& app, Action& action);
 
-inline constexpr AddCommand kCommands[] = {addEncode, addDecode,  addInfo,    addPsnr,
-                                           addScene,  addPackets, addInspect, addServe,
-                                           addView,   addRelay,   addBench};
+inline constexpr AddCommand kCommands[] = {addEncode,  addDecode,  addInfo,  addPsnr, addScene,
+                                           addPackets, addInspect, addServe, addView, addRelay,
+                                           addBench,   addVersion, addHelp};
 
 }  // namespace qrx::tool
 

@@ -1,100 +1,126 @@
-// qrx-jpeg decode: one JPEG to one picture.
-#include <chrono>
+// qrx-jpeg decode: JPEGs to pictures.
 #include <cstdio>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/host/frame.h"
+#include "tools/commands/outputs.h"
 #include "tools/jpeg/walk.h"
 #include "tools/support/files.h"
 #include "tools/support/json.h"
+#include "tools/support/timing.h"
 
 namespace qrx::tool {
 namespace {
 
 constexpr char kDamageHelp[] =
     "Damage is told from the markers (a missing end, cut segments, missing tables, lost restart\n"
-    "  "
     "markers) and from the library's messages. The picture is then written as far as it goes,\n"
     "gray where nothing came, with exit code 2; where nothing at all was decoded there is no\n"
     "picture, and the exit code is 1. What cannot be seen: wrong bits inside the compressed data\n"
-    "   "
     "of a baseline image, which the decoder conceals.";
 
 struct DecodeOptions {
-  std::string input, output;
+  OutputOptions files;
   std::optional<ImageFormat> format;
+  bool gray = false;
+  DecodeRequest decode;
+  MetadataChoice metadata;
   bool json = false;
+  bool strict = false;
+  TalkOptions talk;
   HostOptions host;
 };
 
-void tellDamage(const JpegInfo& info, const std::string& libraryMessages) {
-  for (const std::string& text : info.damage) {
-    std::fprintf(stderr, "qrx-jpeg: damaged: %s\n", text.c_str());
-  }
-  std::fputs(libraryMessages.c_str(), stderr);
-}
-
-void printReport(const DecodeOptions& options, const JpegFrame& frame, double ms, bool damaged) {
+void printReport(const DecodeOptions& options, const std::string& output, const JpegFrame& frame,
+                 const Picture& picture, double ms) {
+  const bool damaged = !picture.damage.empty();
   if (options.json) {
     JsonWriter json;
     json.beginObject()
-        .field("output", options.output)
-        .field("width", frame.width)
-        .field("height", frame.height)
+        .field("output", output)
+        .field("width", picture.image.size.width)
+        .field("height", picture.image.size.height)
         .field("sampling", samplingText(frame))
         .field("damaged", damaged)
-        .field("ms", ms)
-        .endObject()
-        .print();
+        .key("damage")
+        .beginArray();
+    for (const std::string& text : picture.damage) json.value(text);
+    json.endArray().field("ms", ms).endObject().print();
     return;
   }
-  std::fprintf(isStream(options.output) ? stderr : stdout, "%s: %dx%d, %s, %.2f ms%s\n",
-               displayName(options.output).c_str(), frame.width, frame.height,
+  if (options.talk.quiet) return;
+  std::fprintf(isStream(output) ? stderr : stdout, "%s: %dx%d, %s, %.2f ms%s\n",
+               displayName(output).c_str(), picture.image.size.width, picture.image.size.height,
                samplingText(frame).c_str(), ms, damaged ? ", damaged" : "");
 }
 
+int decodePair(const DecodeOptions& options, const FilePair& pair, PixelCount& pixels) {
+  const ImageFormat format = outputFormat(pair.output, options.format);
+  const std::vector<std::uint8_t> data = readFile(pair.input);
+  const std::string name = displayName(pair.input);
+  const JpegInfo info = walkJpeg(data);
+  Session session(options.host);
+  options.talk.detail(name + ": slot " + std::to_string(session.slot()));
+  const Stopwatch watch;
+  Picture picture;
+  try {
+    picture = decodeJpeg(session, data, info, options.decode);
+  } catch (const Error& error) {
+    throw Error(name + ": " + error.what(), error.code());
+  }
+  const double ms = watch.elapsed().wall;
+  for (const std::string& text : picture.damage) {
+    std::fprintf(stderr, "qrx-jpeg: %s: damaged: %s\n", name.c_str(), text.c_str());
+  }
+  if (options.gray || format == ImageFormat::kPgm) makeGray(picture.image);
+  const Metadata metadata =
+      format == ImageFormat::kPng
+          ? chooseMetadata(picture.metadata, options.metadata, picture.image.gray, options.talk)
+          : Metadata{};
+  writeImage(pair.output, picture.image, format, options.files.noClobber, metadata);
+  pixels += picture.image.pixels.size() / Image::kBytesPerPixel;
+  printReport(options, pair.output, *info.frame(), picture, ms);
+  return picture.damage.empty() ? kDone : kDamaged;
+}
+
+// What the outputs are called: in a folder, and at all.
+OutputKind outputKind(const std::optional<ImageFormat>& format) {
+  if (!format) return {"PNG or PNM", {".png", ".ppm", ".pgm", ".pnm"}};
+  if (*format == ImageFormat::kPng) return {"PNG", {".png"}};
+  if (*format == ImageFormat::kPgm) return {"PGM", {".pgm", ".pnm"}};
+  return {"PNM", {*format == ImageFormat::kPpm ? ".ppm" : ".pnm", ".ppm", ".pnm"}};
+}
+
 int runDecode(const DecodeOptions& options) {
-  if (options.json && isStream(options.output)) {
+  const std::vector<FilePair> pairs = planOutputs(options.files, outputKind(options.format));
+  if (options.json && isStream(pairs.front().output)) {
     throw Error("--json and the picture cannot both go to standard output", kUsage);
   }
-  const ImageFormat format = outputFormat(options.output, options.format);
-  const std::vector<std::uint8_t> data = readFile(options.input);
-  const JpegInfo info = walkJpeg(data);
-  const JpegFrame* frame = info.frame();
-  if (frame == nullptr || frame->width == 0 || frame->height == 0) {
-    tellDamage(info, "");
-    throw Error(displayName(options.input) + ": no JPEG image of a known size");
-  }
-  Session session(options.host);
-  codec::Decompressor& decompressor = session.decompressor();
-  const auto start = std::chrono::steady_clock::now();
-  const DecodedFrame decoded = decompressFrame(decompressor, data, {frame->width, frame->height});
-  const std::chrono::duration<double, std::milli> ms = std::chrono::steady_clock::now() - start;
-  const bool damaged = !info.damage.empty() || !decoded.messages.empty();
-  if (damaged) tellDamage(info, decoded.messages);
-  if (damaged && !decoded.anyPixel) {
-    throw Error(displayName(options.input) + ": nothing could be decoded");
-  }
-  writeImage(options.output, decoded.image, format);
-  printReport(options, *frame, ms.count(), damaged);
-  return damaged ? kDamaged : kDone;
+  for (const FilePair& pair : pairs) outputFormat(pair.output, options.format);
+  return runPairs(
+      pairs, options.files.jobs, options.talk, options.json,
+      [&](const FilePair& pair, PixelCount& pixels) { return decodePair(options, pair, pixels); });
 }
 
 void define(CLI::App& command, DecodeOptions& options) {
-  command.add_option("input", options.input, "The JPEG to read; - for standard input")->required();
-  command.add_option("output", options.output, "PNG or PPM; - for standard output")->required();
+  addOutputOptions(command, options.files, "JPEGs",
+                   "Without -o: one input, one output, a PNG, PPM, PGM or PNM by its name");
   addFormatOption(command, options.format,
                   "Format of the output; needed where its name does not tell, as for -");
+  command.add_flag("--gray", options.gray, "Without colour; pictures without it are gray anyway");
+  addOrientOption(command, options.decode);
+  addMetadataOption(command, options.metadata);
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
+  addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);
 }
 
 }  // namespace
 
 void addDecode(CLI::App& app, Action& action) {
-  addCommand<DecodeOptions>(app, action, "decode", "Decode a JPEG to a picture", kDamageHelp,
-                            define, runDecode);
+  addCommand<DecodeOptions>(app, action, "decode", "Decode JPEGs to pictures", kDamageHelp, define,
+                            runDecode);
 }
 
 }  // namespace qrx::tool

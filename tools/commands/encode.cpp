@@ -1,4 +1,4 @@
-// qrx-jpeg encode: one picture to one JPEG, with the time it took.
+// qrx-jpeg encode: pictures to JPEGs, with the time it took.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -6,9 +6,11 @@
 #include <map>
 
 #include "tools/commands/commands.h"
+#include "tools/commands/one_of.h"
 #include "tools/commands/options.h"
+#include "tools/commands/outputs.h"
 #include "tools/host/frame.h"
-#include "tools/jpeg/walk.h"
+#include "tools/jpeg/segments.h"
 #include "tools/modes/mode_encoder.h"
 #include "tools/support/files.h"
 #include "tools/support/json.h"
@@ -18,18 +20,27 @@ namespace qrx::tool {
 namespace {
 
 struct EncodeOptions {
-  std::string input, output;
-  std::optional<ImageFormat> format;
+  OutputOptions files;
+  PictureRequest request;
+  std::optional<unsigned> requestedQuality;
   unsigned quality = 80;
   std::optional<Sampling> sampling;
   Mode mode = Mode::kBaseline;
+  bool gray = false;
+  int restart = 0;
+  std::size_t targetSize = 0;  // 0: none
+  MetadataChoice metadata;
   int repeat = 1;
   bool json = false;
+  bool strict = false;
+  TalkOptions talk;
   HostOptions host;
 };
 
 struct EncodeReport {
+  std::string output;
   Size size;
+  unsigned quality = 0;
   std::size_t bytes = 0;
   std::string sampling;
   int slot = 0;
@@ -40,28 +51,42 @@ struct EncodeReport {
   }
 };
 
-using FrameEncoder = std::function<std::vector<std::uint8_t>()>;
+using Bytes = std::vector<std::uint8_t>;
+using FrameEncoder = std::function<Bytes(unsigned quality)>;
 
-// Frames go through the host contract; other modes through the encoder class.
-FrameEncoder makeEncoder(Session& session, const Image& image, const EncodeOptions& options) {
-  if (options.mode == Mode::kBaseline) {
-    return [&] { return compressFrame(session.compressor(), image, options.quality); };
+// What the library's settings ask for, told by a small frame.
+Sampling samplingOfSettings(Session& session) {
+  const JpegInfo info = walkJpeg(compressFrame(session.compressor(), Image({16, 16}), 80));
+  const std::string text = info.frame() == nullptr ? "" : samplingText(*info.frame());
+  for (const Sampling sampling : {Sampling::k444, Sampling::k420}) {
+    if (text == samplingName(sampling)) return sampling;
   }
-  const Sampling sampling = options.sampling.value_or(Sampling::k422);
-  return [&image, &options, sampling, encoder = ModeEncoder()] {
-    return encoder.encode(image, options.mode, options.quality, sampling);
+  return Sampling::k422;
+}
+
+// Colour frames go through the host contract; all else through the encoder class.
+FrameEncoder makeEncoder(Session& session, const Image& image, const EncodeOptions& options) {
+  if (options.mode == Mode::kBaseline && !image.gray && options.restart == 0) {
+    return [&](unsigned quality) { return compressFrame(session.compressor(), image, quality); };
+  }
+  ModeJob job{options.mode, 0, Sampling::k422, image.gray, options.restart};
+  job.sampling = options.sampling ? *options.sampling : samplingOfSettings(session);
+  return [&image, job, encoder = ModeEncoder()](unsigned quality) mutable {
+    job.quality = quality;
+    return encoder.encode(image, job);
   };
 }
 
-std::vector<std::uint8_t> encodeTimed(const FrameEncoder& encode, const EncodeOptions& options,
-                                      EncodeReport& report) {
+Bytes encodeTimed(const FrameEncoder& encode, const EncodeOptions& options, EncodeReport& report) {
   using Clock = std::chrono::steady_clock;
-  Progress progress("frame", options.repeat);
-  std::vector<std::uint8_t> data;
+  Progress progress("frame", options.repeat, options.talk.quiet);
+  progress.setPixels(static_cast<std::uint64_t>(report.size.width) *
+                     static_cast<std::uint64_t>(report.size.height));
+  Bytes data;
   double total = 0;
   for (int i = 0; i < options.repeat; ++i) {
     const Clock::time_point start = Clock::now();
-    data = encode();
+    data = encode(report.quality);
     const double ms = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     total += ms;
     report.bestMs = i == 0 ? ms : std::min(report.bestMs, ms);
@@ -72,12 +97,33 @@ std::vector<std::uint8_t> encodeTimed(const FrameEncoder& encode, const EncodeOp
   return data;
 }
 
+// The stream as it is to be written.
+Bytes finish(const Bytes& data, const EncodeOptions& options, const Metadata& metadata) {
+  if (!options.metadata.any()) return dropComments(data);
+  return addMetadata(data, metadata);
+}
+
+// The best quality whose file has at most the wanted bytes.
+unsigned qualityForSize(const EncodeOptions& options,
+                        const std::function<std::size_t(unsigned)>& sizeAt) {
+  unsigned good = 0, bad = options.quality + 1;
+  while (bad - good > 1) {
+    const unsigned middle = (good + bad) / 2;
+    (sizeAt(middle) <= options.targetSize ? good : bad) = middle;
+  }
+  if (good == 0) {
+    throw Error("more than " + std::to_string(options.targetSize) + " bytes even at quality 1 (" +
+                std::to_string(sizeAt(1)) + "): make the picture smaller");
+  }
+  return good;
+}
+
 // The sampling that came out, and a warning where it is not what was asked for.
 std::string checkSampling(std::span<const std::uint8_t> data, std::optional<Sampling> wanted) {
   const JpegInfo info = walkJpeg(data);
   if (info.frame() == nullptr) throw Error("the library's image has no frame header");
   std::string sampling = samplingText(*info.frame());
-  if (wanted && sampling != samplingName(*wanted)) {
+  if (wanted && sampling != "gray" && sampling != samplingName(*wanted)) {
     std::fprintf(stderr,
                  "qrx-jpeg: warning: the image is %s, not %s: a configuration file of the "
                  "administrator outranks the environment\n",
@@ -87,14 +133,15 @@ std::string checkSampling(std::span<const std::uint8_t> data, std::optional<Samp
 }
 
 void printReport(const EncodeOptions& options, const EncodeReport& report) {
+  const bool lossless = options.mode == Mode::kLossless;
   if (options.json) {
     JsonWriter json;
     json.beginObject()
-        .field("output", options.output)
+        .field("output", report.output)
         .field("width", report.size.width)
-        .field("height", report.size.height)
-        .field("quality", options.quality)
-        .field("sampling", report.sampling)
+        .field("height", report.size.height);
+    if (!lossless) json.field("quality", report.quality);
+    json.field("sampling", report.sampling)
         .field("slot", report.slot)
         .field("bytes", report.bytes)
         .field("bits_per_pixel", report.bitsPerPixel(), 4)
@@ -105,58 +152,128 @@ void printReport(const EncodeOptions& options, const EncodeReport& report) {
         .print();
     return;
   }
+  if (options.talk.quiet) return;
+  const std::string quality = lossless ? "lossless" : "quality " + std::to_string(report.quality);
   // Where the image itself goes to standard output, the report is a message.
-  std::fprintf(isStream(options.output) ? stderr : stdout,
-               "%s: %dx%d, %s, quality %u: %zu bytes, %.3f bits per pixel, %.2f ms per frame "
+  std::fprintf(isStream(report.output) ? stderr : stdout,
+               "%s: %dx%d, %s, %s: %zu bytes, %.3f bits per pixel, %.2f ms per frame "
                "(best of %d: %.2f)\n",
-               displayName(options.output).c_str(), report.size.width, report.size.height,
-               report.sampling.c_str(), options.quality, report.bytes, report.bitsPerPixel(),
+               displayName(report.output).c_str(), report.size.width, report.size.height,
+               report.sampling.c_str(), quality.c_str(), report.bytes, report.bitsPerPixel(),
                report.meanMs, options.repeat, report.bestMs);
 }
 
-int runEncode(const EncodeOptions& options) {
-  if (options.json && isStream(options.output)) {
-    throw Error("--json and the image cannot both go to standard output", kUsage);
+// The finished stream; errors with the name of the input.
+Bytes encodeAsAsked(Session& session, const Image& image, const EncodeOptions& options,
+                    const Metadata& metadata, const std::string& input, EncodeReport& report) {
+  try {
+    const FrameEncoder encode = makeEncoder(session, image, options);
+    if (options.targetSize > 0) {
+      report.quality = qualityForSize(options, [&](unsigned quality) {
+        return finish(encode(quality), options, metadata).size();
+      });
+    }
+    return finish(encodeTimed(encode, options, report), options, metadata);
+  } catch (const Error& error) {
+    throw Error(displayName(input) + ": " + error.what(), error.code());
   }
-  const Image image = readImage(options.input, options.format);
-  if (options.sampling) requestSampling(*options.sampling);
-  Session session(options.host);
+}
+
+void checkSides(const std::string& input, Size size) {
+  constexpr int kLongest = 65535;
+  if (size.width <= kLongest && size.height <= kLongest) return;
+  throw Error(displayName(input) + ": " + std::to_string(size.width) + "x" +
+              std::to_string(size.height) + " is too large for a JPEG: at most 65535 a side");
+}
+
+int encodePair(const EncodeOptions& options, const FilePair& pair, PixelCount& pixels) {
+  LazySession lazy(options.host);
+  Picture picture = readPicture(pair.input, options.request, lazy);
+  Image& image = picture.image;
+  checkSides(pair.input, image.size);
+  if (options.gray) makeGray(image);
+  Session& session = lazy.get();
+  options.talk.detail(displayName(pair.input) + ": slot " + std::to_string(session.slot()) +
+                      (image.gray ? ", gray" : ""));
+  const bool gray = image.gray || options.mode == Mode::kLossless;
+  const Metadata metadata = chooseMetadata(picture.metadata, options.metadata, gray, options.talk);
   EncodeReport report;
+  report.output = pair.output;
   report.size = image.size;
   report.slot = session.slot();
-  const std::vector<std::uint8_t> data =
-      encodeTimed(makeEncoder(session, image, options), options, report);
+  report.quality = options.quality;
+  const Bytes data = encodeAsAsked(session, image, options, metadata, pair.input, report);
   report.bytes = data.size();
-  const bool gray = options.mode == Mode::kLossless;
-  report.sampling = checkSampling(data, gray ? std::nullopt : options.sampling);
-  writeFile(options.output, data);
+  report.sampling = checkSampling(data, options.sampling);
+  writeFile(pair.output, data, options.files.noClobber);
+  pixels += image.pixels.size() / Image::kBytesPerPixel;
   printReport(options, report);
-  return kDone;
+  return picture.damage.empty() ? kDone : kDamaged;
+}
+
+int runEncode(EncodeOptions options) {
+  const std::vector<FilePair> pairs =
+      planOutputs(options.files, {"a JPEG", {".jpg", ".jpeg", ".jpe", ".jfif"}});
+  if (options.json && isStream(pairs.front().output)) {
+    throw Error("--json and the image cannot both go to standard output", kUsage);
+  }
+  if (options.mode == Mode::kLossless) {
+    if (options.targetSize > 0) throw Error("a lossless JPEG has no --target-size", kUsage);
+    if (options.restart > 0) throw Error("a lossless JPEG has no --restart", kUsage);
+  } else {
+    const unsigned usual = options.targetSize > 0 ? 97 : 80;
+    options.quality = usedQuality(options.requestedQuality.value_or(usual), options.talk);
+  }
+  if (options.sampling) {
+    requestSampling(*options.sampling);
+  } else if (options.mode != Mode::kLossless) {
+    checkSamplingVariable(options.talk);
+  }
+  return runPairs(
+      pairs, options.files.jobs, options.talk, options.json,
+      [&](const FilePair& pair, PixelCount& pixels) { return encodePair(options, pair, pixels); });
 }
 
 void define(CLI::App& command, EncodeOptions& options) {
-  command.add_option("input", options.input, "PNG, PPM or PGM; - for standard input")->required();
-  command.add_option("output", options.output, "The JPEG to write; - for standard output")
-      ->required();
-  addQualityOption(command, options.quality);
+  addOutputOptions(command, options.files, "PNG, PNM, PAM, JPEG or raw",
+                   "Without -o: one input, one output");
+  addQualityOption(command, options.requestedQuality);
   addSamplingOption(command, options.sampling);
   command
       .add_option("--mode", options.mode,
-                  "baseline (default), progressive, or lossless for gray pictures")
+                  "Kind of JPEG; lossless is for gray pictures (default: baseline)")
+      ->transform(oneOf(std::map<std::string, Mode>{{"baseline", Mode::kBaseline},
+                                                    {"progressive", Mode::kProgressive},
+                                                    {"lossless", Mode::kLossless}}))
+      ->type_name("baseline|progressive|lossless");
+  command.add_flag("--gray", options.gray, "Without colour; pictures without it are gray anyway");
+  command
+      .add_option("--restart", options.restart,
+                  "MCUs between restart markers, for transports that lose bytes")
+      ->check(CLI::Range(1, 65535))
+      ->type_name("N");
+  command
+      .add_option(
+          "--target-size", options.targetSize,
+          "The best quality, up to --quality or 97, that gives at most so many bytes; k and "
+          "M count as 1000 and 1000000")
       ->transform(
-          CLI::CheckedTransformer(std::map<std::string, Mode>{{"baseline", Mode::kBaseline},
-                                                              {"progressive", Mode::kProgressive},
-                                                              {"lossless", Mode::kLossless}}))
-      ->type_name("MODE");
+          CLI::AsNumberWithUnit(std::map<std::string, std::size_t>{{"k", 1000}, {"m", 1000000}},
+                                CLI::AsNumberWithUnit::CASE_INSENSITIVE, ""))
+      ->type_name("BYTES");
   command
       .add_option("--repeat", options.repeat,
                   "Compress the frame this often, for a better time; the last one is written")
       ->check(CLI::Range(1, 1000000))
       ->capture_default_str()
       ->type_name("N");
-  addFormatOption(command, options.format,
+  addFormatOption(command, options.request.format,
                   "Accept only this format, for a stream whose kind must be certain");
+  addPictureOptions(command, options.request);
+  addMetadataOption(command, options.metadata);
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
+  addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);
 }
 
@@ -165,7 +282,7 @@ void define(CLI::App& command, EncodeOptions& options) {
 void addEncode(CLI::App& app, Action& action) {
   addCommand<EncodeOptions>(
       app, action, "encode",
-      "Compress a picture to a JPEG; print bytes, bits per pixel, milliseconds per frame",
+      "Compress pictures to JPEGs; print bytes, bits per pixel, milliseconds per frame",
       kMappingHelp, define, runEncode);
 }
 

@@ -3,6 +3,8 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/jpeg/reasons.h"
+#include "tools/jpeg/segments.h"
 #include "tools/jpeg/walk.h"
 #include "tools/support/files.h"
 #include "tools/support/json.h"
@@ -13,6 +15,7 @@ namespace {
 struct InfoOptions {
   std::string input;
   bool json = false;
+  bool strict = false;
 };
 
 void writeFrame(JsonWriter& json, const JpegFrame& frame) {
@@ -82,12 +85,15 @@ void writeTexts(JsonWriter& json, const char* name, const std::vector<std::strin
   json.endArray();
 }
 
-void printJson(const std::string& input, const JpegInfo& info) {
+void printJson(const std::string& input, const JpegInfo& info, const Metadata& metadata) {
   JsonWriter json;
   json.beginObject().field("input", input).field("bytes", info.bytes);
   if (info.frame() != nullptr) writeFrame(json, *info.frame());
   json.field("restart_interval", info.restartInterval).field("jfif", info.jfif);
   if (info.adobeTransform) json.field("adobe_transform", *info.adobeTransform);
+  json.field("exif_bytes", metadata.exif.size())
+      .field("orientation", orientationOf(metadata.exif))
+      .field("icc_bytes", metadata.icc.size());
   json.key("segments").beginArray();
   for (const JpegSegment& segment : info.segments) {
     json.beginObject()
@@ -128,7 +134,20 @@ std::string printable(std::string text) {
   return text;
 }
 
-void printText(const std::string& input, const JpegInfo& info) {
+void printMetadata(const Metadata& metadata) {
+  if (!metadata.exif.empty()) {
+    std::printf("Exif data, %zu bytes, orientation %d\n", metadata.exif.size(),
+                orientationOf(metadata.exif));
+  }
+  if (!metadata.icc.empty()) {
+    const char* kind = profileFits(metadata.icc, false)  ? "RGB"
+                       : profileFits(metadata.icc, true) ? "gray"
+                                                         : "other colours";
+    std::printf("colour profile, %zu bytes, for %s\n", metadata.icc.size(), kind);
+  }
+}
+
+void printText(const std::string& input, const JpegInfo& info, const Metadata& metadata) {
   std::printf("%s: %zu bytes\n", displayName(input).c_str(), info.bytes);
   if (const JpegFrame* frame = info.frame()) {
     std::printf("%dx%d, %d bits, %zu components, %s, %s\n", frame->width, frame->height,
@@ -137,6 +156,7 @@ void printText(const std::string& input, const JpegInfo& info) {
   }
   if (info.jfif) std::printf("JFIF\n");
   if (info.adobeTransform) std::printf("Adobe, colour transform %d\n", *info.adobeTransform);
+  printMetadata(metadata);
   if (info.restartInterval > 0) std::printf("restart interval %d MCUs\n", info.restartInterval);
   std::printf("%10s %10s  segment\n", "offset", "bytes");
   std::size_t scan = 0;
@@ -158,11 +178,15 @@ void printText(const std::string& input, const JpegInfo& info) {
 
 int runInfo(const InfoOptions& options) {
   const std::vector<std::uint8_t> data = readFile(options.input);
+  if (data.size() < 2 || data[0] != 0xFF || data[1] != 0xD8) {
+    throw Error(displayName(options.input) + ": " + notWanted(data, "not a JPEG"));
+  }
   const JpegInfo info = walkJpeg(data);
+  const Metadata metadata = readMetadata(data, info);
   if (options.json) {
-    printJson(options.input, info);
+    printJson(options.input, info, metadata);
   } else {
-    printText(options.input, info);
+    printText(options.input, info, metadata);
   }
   return info.damage.empty() ? kDone : kDamaged;
 }
@@ -170,6 +194,7 @@ int runInfo(const InfoOptions& options) {
 void define(CLI::App& command, InfoOptions& options) {
   command.add_option("input", options.input, "The JPEG to read; - for standard input")->required();
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
 }
 
 }  // namespace

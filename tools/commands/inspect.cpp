@@ -13,6 +13,7 @@ namespace {
 struct InspectOptions {
   std::string input;
   bool json = false;
+  bool strict = false;
   HostOptions host;
 };
 
@@ -77,8 +78,17 @@ void printJson(const std::vector<PacketLine>& lines) {
   json.endArray().endObject().print();
 }
 
+PacketFile readPackets(const std::string& path) {
+  const std::vector<std::uint8_t> data = readFile(path);
+  try {
+    return splitPackets(data);
+  } catch (const Error& error) {
+    throw Error(displayName(path) + ": " + error.what());
+  }
+}
+
 int runInspect(const InspectOptions& options) {
-  PacketFile file = splitPackets(readFile(options.input));
+  PacketFile file = readPackets(options.input);
   Session session(options.host);
   std::vector<PacketLine> lines;
   bool sound = !file.cutOff;
@@ -99,6 +109,7 @@ void define(CLI::App& command, InspectOptions& options) {
   command.add_option("input", options.input, "The file of packets; - for standard input")
       ->required();
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
   addHostOptions(command, options.host);
 }
 

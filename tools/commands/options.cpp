@@ -2,10 +2,18 @@
 #include "tools/commands/options.h"
 
 #include <charconv>
+#include <cstdio>
+#include <cstdlib>
 #include <map>
+
+#include "tools/commands/one_of.h"
 
 namespace qrx::tool {
 namespace {
+
+constexpr char kQualityHelp[] =
+    "JPEG quality, 1 to 100; the library's best is 97, and more counts as that";
+constexpr char kSizeHelp[] = "give WxH with numbers from 1 to 65535";
 
 // "640x480" with both from 1 to 65535.
 bool parseSize(const std::string& text, Size& size) {
@@ -19,6 +27,20 @@ bool parseSize(const std::string& text, Size& size) {
 }
 
 }  // namespace
+
+void TalkOptions::note(const std::string& text) const {
+  if (!quiet) std::fprintf(stderr, "qrx-jpeg: note: %s\n", text.c_str());
+}
+
+void TalkOptions::detail(const std::string& text) const {
+  if (verbose) std::fprintf(stderr, "qrx-jpeg: %s\n", text.c_str());
+}
+
+void addTalkOptions(CLI::App& command, TalkOptions& options) {
+  CLI::Option* quiet = command.add_flag("--quiet", options.quiet, "Print nothing but errors");
+  command.add_flag("-v,--verbose", options.verbose, "Tell what is done, on standard error")
+      ->excludes(quiet);
+}
 
 void addHostOptions(CLI::App& command, HostOptions& options) {
   command
@@ -34,10 +56,33 @@ void addHostOptions(CLI::App& command, HostOptions& options) {
 }
 
 void addQualityOption(CLI::App& command, unsigned& quality) {
-  command.add_option("--quality", quality, "JPEG quality, 1 to 97")
-      ->check(CLI::Range(1, 97))
+  command.add_option("-q,--quality", quality, kQualityHelp)
+      ->check(CLI::Range(1, 100))
       ->capture_default_str()
       ->type_name("N");
+}
+
+void addQualityOption(CLI::App& command, std::optional<unsigned>& quality) {
+  command.add_option("-q,--quality", quality, kQualityHelp)
+      ->check(CLI::Range(1, 100))
+      ->default_str("80")
+      ->type_name("N");
+}
+
+unsigned usedQuality(unsigned quality, const TalkOptions& talk) {
+  constexpr unsigned kBest = 97;
+  if (quality <= kBest) return quality;
+  talk.note("quality " + std::to_string(quality) + " becomes 97, the library's best");
+  return kBest;
+}
+
+void checkSamplingVariable(const TalkOptions& talk) {
+  const char* value = std::getenv("ZMT_SUBSAMPLING");
+  if (value == nullptr || *value == '\0') return;
+  const std::string text = value;
+  if (text == "0" || text == "1" || text == "4") return;
+  talk.note("ZMT_SUBSAMPLING=" + text + " counts as 0, which is 4:2:2: set 0, 1 (4:2:0) or 4 " +
+            "(4:4:4), or give --sampling");
 }
 
 void addSamplingOption(CLI::App& command, std::optional<Sampling>& sampling) {
@@ -47,16 +92,77 @@ void addSamplingOption(CLI::App& command, std::optional<Sampling>& sampling) {
       .add_option("--sampling", sampling,
                   "Colour sampling, through the setting that the library reads (ZMT_SUBSAMPLING). "
                   "Without it the library's settings decide; their default is 422")
-      ->transform(CLI::CheckedTransformer(names).description(""))
+      ->transform(oneOf(names))
       ->type_name("444|422|420");
 }
 
 void addFormatOption(CLI::App& command, std::optional<ImageFormat>& format, const char* text) {
   const std::map<std::string, ImageFormat> names = {{"png", ImageFormat::kPng},
-                                                    {"ppm", ImageFormat::kPpm}};
+                                                    {"ppm", ImageFormat::kPpm},
+                                                    {"pgm", ImageFormat::kPgm},
+                                                    {"pnm", ImageFormat::kPnm}};
   command.add_option("--format", format, text)
-      ->transform(CLI::CheckedTransformer(names).description(""))
-      ->type_name("png|ppm");
+      ->transform(oneOf(names))
+      ->type_name("png|ppm|pgm|pnm");
+}
+
+void addPixelsOption(CLI::App& command, std::optional<PixelOrder>& order) {
+  const std::map<std::string, PixelOrder> names = {{"gray", PixelOrder::kGray},
+                                                   {"rgb", PixelOrder::kRgb},
+                                                   {"bgr", PixelOrder::kBgr},
+                                                   {"rgba", PixelOrder::kRgba},
+                                                   {"bgra", PixelOrder::kBgra}};
+  command
+      .add_option("--pixels", order,
+                  "Bytes of a raw pixel (default: gray, rgb or rgba by the file's length)")
+      ->transform(oneOf(names))
+      ->type_name("gray|rgb|bgr|rgba|bgra");
+}
+
+void addOrientOption(CLI::App& command, DecodeRequest& request) {
+  command.add_flag_callback(
+      "--no-orient", [&request] { request.orient = false; },
+      "Leave the picture as it is stored, whatever its Exif data says of its orientation");
+}
+
+void addPictureOptions(CLI::App& command, PictureRequest& request) {
+  CLI::Option* size = command.add_option_function<std::string>(
+      "--size",
+      [&request](const std::string& text) {
+        Size parsed;
+        if (!parseSize(text, parsed)) throw CLI::ValidationError("--size", kSizeHelp);
+        request.rawSize = parsed;
+      },
+      "The input is raw pixels, this many, without a header");
+  size->type_name("WxH");
+  addPixelsOption(command, request.order);
+  command.get_option("--pixels")->needs(size);
+  addOrientOption(command, request.decode);
+}
+
+void addMetadataOption(CLI::App& command, MetadataChoice& choice) {
+  command
+      .add_option_function<std::string>(
+          "--metadata",
+          [&choice](const std::string& text) {
+            choice.exif = text == "all" || text == "exif";
+            choice.icc = text == "all" || text == "icc";
+          },
+          "What of the input's Exif data and colour profile goes to the output; with none a JPEG "
+          "has no comment either (default: all)")
+      ->check(CLI::IsMember({"all", "exif", "icc", "none"}).description(""))
+      ->type_name("all|exif|icc|none");
+}
+
+Metadata chooseMetadata(Metadata metadata, const MetadataChoice& choice, bool gray,
+                        const TalkOptions& talk) {
+  if (!choice.exif) metadata.exif.clear();
+  if (!choice.icc) metadata.icc.clear();
+  if (!metadata.icc.empty() && !profileFits(metadata.icc, gray)) {
+    talk.note("the colour profile is left out: it is for other colours than the output's");
+    metadata.icc.clear();
+  }
+  return metadata;
 }
 
 void addSizeOption(CLI::App& command, Size& size) {
@@ -65,7 +171,7 @@ void addSizeOption(CLI::App& command, Size& size) {
           "--size",
           [&size](const std::string& text) {
             if (!parseSize(text, size)) {
-              throw CLI::ValidationError("--size", "give WxH with numbers from 1 to 65535");
+              throw CLI::ValidationError("--size", kSizeHelp);
             }
           },
           "Width and height in pixels")
@@ -73,8 +179,12 @@ void addSizeOption(CLI::App& command, Size& size) {
       ->type_name("WxH");
 }
 
+void addStrictOption(CLI::App& command, bool& strict) {
+  command.add_flag("--strict", strict, "Exit with 1 instead of 2 for damage and partial results");
+}
+
 void addJsonOption(CLI::App& command, bool& json) {
-  command.add_flag("--json", json, "Print the result as one JSON object");
+  command.add_flag("--json", json, "Print the result, or the error, as one JSON object");
 }
 
 }  // namespace qrx::tool

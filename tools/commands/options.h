@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "tools/commands/run.h"
+#include "tools/host/picture.h"
 #include "tools/host/session.h"
 #include "tools/image/image_io.h"
 
@@ -26,20 +28,66 @@ CLI::App* addCommand(CLI::App& app, Action& action, const char* name, const char
   command->footer(details + "\n\n" + kConventions);
   auto options = std::make_shared<T>();
   define(*command, *options);
-  command->callback([&action, options, run] { action = [options, run] { return run(*options); }; });
+  command->callback([&action, options, run] {
+    action = [options, run] {
+      bool json = false, strict = false;
+      if constexpr (requires { options->json; }) json = options->json;
+      if constexpr (requires { options->strict; }) strict = options->strict;
+      return runGuarded([&] { return run(*options); }, json, strict);
+    };
+  });
   return command;
 }
 
+// How much a command says beside its result and its errors.
+struct TalkOptions {
+  bool quiet = false;    // nothing, not even the result line
+  bool verbose = false;  // how it goes about its work
+
+  // "qrx-jpeg: note: TEXT" on standard error, unless quiet.
+  void note(const std::string& text) const;
+  // "qrx-jpeg: TEXT" on standard error, if verbose.
+  void detail(const std::string& text) const;
+};
+
+// --quiet and -v.
+void addTalkOptions(CLI::App& command, TalkOptions& options);
 // --library and --slot.
 void addHostOptions(CLI::App& command, HostOptions& options);
-// --quality, 1 to 97.
+// -q, --quality, 1 to 100.
 void addQualityOption(CLI::App& command, unsigned& quality);
+// The same without a default of its own.
+void addQualityOption(CLI::App& command, std::optional<unsigned>& quality);
+// What the library makes of a quality, with a note where that is another.
+unsigned usedQuality(unsigned quality, const TalkOptions& talk = {});
+// Warns where the environment holds a sampling that the library takes for its default.
+void checkSamplingVariable(const TalkOptions& talk);
 // --sampling 444|422|420.
 void addSamplingOption(CLI::App& command, std::optional<Sampling>& sampling);
-// --format png|ppm, for streams.
+// --format png|ppm|pgm|pnm, for streams.
 void addFormatOption(CLI::App& command, std::optional<ImageFormat>& format, const char* text);
+// --size and --pixels, for raw input, and --no-orient.
+void addPictureOptions(CLI::App& command, PictureRequest& request);
+// --pixels alone.
+void addPixelsOption(CLI::App& command, std::optional<PixelOrder>& order);
+// --no-orient alone.
+void addOrientOption(CLI::App& command, DecodeRequest& request);
+
+// Which metadata go from the input to the output.
+struct MetadataChoice {
+  bool exif = true, icc = true;
+  bool any() const { return exif || icc; }
+};
+// --metadata all|exif|icc|none.
+void addMetadataOption(CLI::App& command, MetadataChoice& choice);
+// What of the metadata is chosen and fits the output's colours; verbose tells what does not.
+Metadata chooseMetadata(Metadata metadata, const MetadataChoice& choice, bool gray,
+                        const TalkOptions& talk);
+
 // --size WxH.
 void addSizeOption(CLI::App& command, Size& size);
+// --strict.
+void addStrictOption(CLI::App& command, bool& strict);
 // --json.
 void addJsonOption(CLI::App& command, bool& json);
 

@@ -1,9 +1,10 @@
-// qrx-jpeg packets: one picture, as one rectangle, to a file of packets.
+// qrx-jpeg packets: pictures, each as one rectangle, to files of packets.
 #include <algorithm>
 #include <cstdio>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/commands/outputs.h"
 #include "tools/live/packet_file.h"
 #include "tools/live/rectangle_encoder.h"
 #include "tools/support/files.h"
@@ -13,14 +14,18 @@ namespace qrx::tool {
 namespace {
 
 struct PacketsOptions {
-  std::string input, output;
+  OutputOptions files;
   std::optional<Sampling> sampling;
   RectangleJob job;
+  PictureRequest request;
   bool json = false;
+  bool strict = false;
+  TalkOptions talk;
   HostOptions host;
 };
 
-void printReport(const PacketsOptions& options, const EncodedRectangle& result) {
+void printReport(const PacketsOptions& options, const std::string& output,
+                 const EncodedRectangle& result) {
   std::size_t total = 0, shortest = result.packets[0].size(), longest = 0;
   for (const Packet& packet : result.packets) {
     total += packet.size();
@@ -30,7 +35,7 @@ void printReport(const PacketsOptions& options, const EncodedRectangle& result) 
   if (options.json) {
     JsonWriter json;
     json.beginObject()
-        .field("output", options.output)
+        .field("output", output)
         .field("packets", result.packets.size())
         .field("bytes", total)
         .field("shortest", shortest)
@@ -41,31 +46,46 @@ void printReport(const PacketsOptions& options, const EncodedRectangle& result) 
         .print();
     return;
   }
-  std::fprintf(isStream(options.output) ? stderr : stdout,
+  if (options.talk.quiet) return;
+  std::fprintf(isStream(output) ? stderr : stdout,
                "%s: %zu packets of %zu to %zu bytes, %zu bytes in all, quality %u%s\n",
-               displayName(options.output).c_str(), result.packets.size(), shortest, longest, total,
+               displayName(output).c_str(), result.packets.size(), shortest, longest, total,
                result.quality, result.complete ? "" : ", incomplete");
 }
 
-int runPackets(const PacketsOptions& options) {
-  if (options.json && isStream(options.output)) {
-    throw Error("--json and the packets cannot both go to standard output", kUsage);
-  }
-  const Image picture = readImage(options.input);
-  if (options.sampling) requestSampling(*options.sampling);
-  Session session(options.host);
+int packPair(const PacketsOptions& options, const FilePair& pair, PixelCount& pixels) {
+  LazySession lazy(options.host);
+  const Picture read = readPicture(pair.input, options.request, lazy);
+  const Image& picture = read.image;
+  Session& session = lazy.get();
   const EncodedRectangle result =
       encodeRectangle(session.compressor(), picture, wholeImage(picture), options.job);
   if (result.packets.empty()) throw Error("the library gave no packets");
-  writeFile(options.output, joinPackets(result.packets));
-  printReport(options, result);
-  return result.complete ? kDone : kDamaged;
+  writeFile(pair.output, joinPackets(result.packets), options.files.noClobber);
+  pixels += picture.pixels.size() / Image::kBytesPerPixel;
+  printReport(options, pair.output, result);
+  return result.complete && read.damage.empty() ? kDone : kDamaged;
+}
+
+int runPackets(PacketsOptions options) {
+  const std::vector<FilePair> pairs = planOutputs(options.files, {"a file of packets", {".qpk"}});
+  if (options.json && isStream(pairs.front().output)) {
+    throw Error("--json and the packets cannot both go to standard output", kUsage);
+  }
+  options.job.quality = usedQuality(options.job.quality, options.talk);
+  if (options.sampling) {
+    requestSampling(*options.sampling);
+  } else {
+    checkSamplingVariable(options.talk);
+  }
+  return runPairs(
+      pairs, options.files.jobs, options.talk, options.json,
+      [&](const FilePair& pair, PixelCount& pixels) { return packPair(options, pair, pixels); });
 }
 
 void define(CLI::App& command, PacketsOptions& options) {
-  command.add_option("input", options.input, "PNG, PPM or PGM; - for standard input")->required();
-  command.add_option("output", options.output, "The file of packets; - for standard output")
-      ->required();
+  addOutputOptions(command, options.files, "PNG, PNM, PAM, JPEG or raw",
+                   "Without -o: one input, one output");
   addQualityOption(command, options.job.quality);
   addSamplingOption(command, options.sampling);
   command.add_option("--window", options.job.window, "Window number in every packet")
@@ -75,7 +95,10 @@ void define(CLI::App& command, PacketsOptions& options) {
       ->check(CLI::Range(1, 2147483647))
       ->capture_default_str()
       ->type_name("N");
+  addPictureOptions(command, options.request);
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
+  addTalkOptions(command, options.talk);
   addHostOptions(command, options.host);
 }
 

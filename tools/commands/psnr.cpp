@@ -11,11 +11,17 @@ namespace {
 
 struct PsnrOptions {
   std::string first, second;
+  PictureRequest request;
+  HostOptions host;
   bool json = false;
+  bool strict = false;
 };
 
 int runPsnr(const PsnrOptions& options) {
-  const Difference difference = compareImages(readImage(options.first), readImage(options.second));
+  LazySession session(options.host);
+  const Picture first = readPicture(options.first, options.request, session);
+  const Picture second = readPicture(options.second, options.request, session);
+  const Difference difference = compareImages(first.image, second.image);
   if (options.json) {
     JsonWriter json;
     json.beginObject()
@@ -27,13 +33,17 @@ int runPsnr(const PsnrOptions& options) {
   } else {
     std::printf("%.2f\n", difference.psnr);
   }
-  return kDone;
+  return first.damage.empty() && second.damage.empty() ? kDone : kDamaged;
 }
 
 void define(CLI::App& command, PsnrOptions& options) {
-  command.add_option("first", options.first, "PNG, PPM or PGM; - for standard input")->required();
-  command.add_option("second", options.second, "PNG, PPM or PGM of the same size")->required();
+  command.add_option("first", options.first, "PNG, PNM, PAM, JPEG or raw; - for standard input")
+      ->required();
+  command.add_option("second", options.second, "A picture of the same size")->required();
+  addPictureOptions(command, options.request);
   addJsonOption(command, options.json);
+  addStrictOption(command, options.strict);
+  addHostOptions(command, options.host);
 }
 
 }  // namespace

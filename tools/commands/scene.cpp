@@ -32,8 +32,11 @@ int runScene(const SceneOptions& options) {
                   format == ImageFormat::kPng ? "png" : "ppm");
     const std::string path = options.folder + name;
     writeImage(path, image, format);
-    std::printf("%s\n", path.c_str());
     progress.update(i + 1);
+    progress.aside([&] {
+      std::printf("%s\n", path.c_str());
+      std::fflush(stdout);
+    });
   }
   return kDone;
 }

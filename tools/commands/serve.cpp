@@ -21,20 +21,24 @@ struct ServeOptions {
   double waitSeconds = 0;
   WindowSenderOptions sender;
   std::optional<Sampling> sampling;
+  std::optional<PixelOrder> order;
+  DecodeRequest decode;
   bool json = false;
   HostOptions host;
 };
 
 // The scene, or the given pictures over and over.
-FrameSource makeSource(const ServeOptions& options, Size& size) {
+FrameSource makeSource(const ServeOptions& options, LazySession& session, Size& size) {
   if (options.pictures.empty()) {
     size = options.size;
     const auto scene = std::make_shared<SceneRenderer>(size);
     return [scene](int number, Image& frame) { scene->render(number, frame); };
   }
+  PictureRequest request{{}, {}, options.order, options.decode};
+  if (options.order) request.rawSize = options.size;
   const auto pictures = std::make_shared<std::vector<Image>>();
   for (const std::string& path : options.pictures) {
-    pictures->push_back(readImage(path));
+    pictures->push_back(readPicture(path, request, session).image);
     if (pictures->back().size != pictures->front().size) {
       throw Error(path + ": not of the first picture's size");
     }
@@ -70,14 +74,19 @@ void printReport(const ServerReport& report, bool json) {
 int runServe(const ServeOptions& options) {
   ServerOptions server;
   server.listen = Endpoint::parse(options.listen);
-  const FrameSource source = makeSource(options, server.size);
   server.framesPerSecond = options.framesPerSecond;
   server.frames = options.frames;
   server.waitSeconds = options.waitSeconds;
   server.sender = options.sender;
-  if (options.sampling) requestSampling(*options.sampling);
-  Session session(options.host);
-  Server running(session.compressor(), source, server);
+  server.sender.quality = usedQuality(options.sender.quality);
+  if (options.sampling) {
+    requestSampling(*options.sampling);
+  } else {
+    checkSamplingVariable({});
+  }
+  LazySession session(options.host);
+  const FrameSource source = makeSource(options, session, server.size);
+  Server running(session.get().compressor(), source, server);
   // A message, so that scripts with port 0 learn the port while --json stays one object.
   std::fprintf(stderr, "listening on %s\n", running.local().text().c_str());
   printReport(running.run(interruptFlag()), options.json);
@@ -86,11 +95,14 @@ int runServe(const ServeOptions& options) {
 
 void define(CLI::App& command, ServeOptions& options) {
   command.add_option("pictures", options.pictures,
-                     "Pictures of one size to loop over, instead of the synthetic scene");
+                     "Pictures of one size to loop over, instead of the synthetic scene: PNG, PNM, "
+                     "PAM, JPEG, or with --pixels raw ones of --size");
   command.add_option("--listen", options.listen, "Address and port; port 0 takes a free one")
       ->capture_default_str()
       ->type_name("ADDRESS:PORT");
   addSizeOption(command, options.size);
+  addPixelsOption(command, options.order);
+  addOrientOption(command, options.decode);
   command.add_option("--fps", options.framesPerSecond, "Frames per second")
       ->check(CLI::Range(0.1, 240.0))
       ->capture_default_str()

@@ -31,13 +31,16 @@ void Library::Close::operator()(void* handle) const { dlclose(handle); }
 Library::Library(const std::string& path)
     : handle_(dlopen(asPath(path).c_str(), RTLD_NOW | RTLD_LOCAL)) {
   if (!handle_) throw Error(std::string("cannot load the library: ") + dlerror());
-  const auto version = reinterpret_cast<codec::VersionFn>(symbol("version"));
-  if (version() != kContractVersion) {
-    throw Error(path + " has contract version " + std::to_string(version()) + ", not " +
+  if (contractVersion() != kContractVersion) {
+    throw Error(path + " has contract version " + std::to_string(contractVersion()) + ", not " +
                 std::to_string(kContractVersion));
   }
   initCodec_ = reinterpret_cast<codec::InitCodecFn>(symbol("initCodec"));
   createCodec_ = reinterpret_cast<codec::CreateCodecFn>(symbol("createCodec"));
+}
+
+int Library::contractVersion() const {
+  return reinterpret_cast<codec::VersionFn>(symbol("version"))();
 }
 
 void* Library::symbol(const char* name) const {

@@ -20,6 +20,7 @@ class Library {
   // Address of an exported name; throws Error where there is none.
   void* symbol(const char* name) const;
 
+  int contractVersion() const;
   codec::InitCodecFn initCodec() const { return initCodec_; }
   codec::CreateCodecFn createCodec() const { return createCodec_; }
 

@@ -46,6 +46,17 @@ class Session {
   std::unique_ptr<codec::Codec, Release> codec_;
 };
 
+// Started when first asked for.
+class LazySession {
+ public:
+  explicit LazySession(HostOptions options) : options_(std::move(options)) {}
+  Session& get() { return session_ ? *session_ : session_.emplace(options_); }
+
+ private:
+  HostOptions options_;
+  std::optional<Session> session_;
+};
+
 }  // namespace qrx::tool
 
 #endif  // QRX_TOOLS_HOST_SESSION_H_

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "tools/support/error.h"
@@ -29,8 +30,11 @@ struct Image {
   static std::size_t byteCount(Size size) {
     const std::int64_t pixelCount = std::int64_t{size.width} * size.height;
     if (size.width < 1 || size.height < 1) throw Error("an image needs a width and a height");
-    if (pixelCount > std::numeric_limits<int>::max() / kBytesPerPixel) {
-      throw Error("the image is too large");
+    constexpr int kMostPixels = std::numeric_limits<int>::max() / kBytesPerPixel;
+    if (pixelCount > kMostPixels) {
+      throw Error("an image of " + std::to_string(size.width) + "x" + std::to_string(size.height) +
+                  " is too large: at most " + std::to_string(kMostPixels) +
+                  " pixels are allowed: make it smaller");
     }
     return static_cast<std::size_t>(pixelCount) * kBytesPerPixel;
   }
@@ -43,7 +47,18 @@ struct Image {
 
   Size size;
   std::vector<std::uint8_t> pixels;
+  bool gray = false;  // has no colour by its kind; all three colours are equal then
 };
+
+// Takes the colour away: luma as JPEG has it.
+inline void makeGray(Image& image) {
+  for (std::size_t i = 0; i < image.pixels.size(); i += Image::kBytesPerPixel) {
+    std::uint8_t* p = &image.pixels[i];
+    const int luma = (1868 * p[0] + 9617 * p[1] + 4899 * p[2] + 8192) >> 14;
+    p[0] = p[1] = p[2] = static_cast<std::uint8_t>(luma);
+  }
+  image.gray = true;
+}
 
 }  // namespace qrx::tool
 

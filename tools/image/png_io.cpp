@@ -75,11 +75,25 @@ bool readHeader(png_structp png, png_infop info) {
   return true;
 }
 
-bool readRows(png_structp png, png_bytepp rows) {
+bool readRows(png_structp png, png_infop info, png_bytepp rows) {
   if (setjmp(png_jmpbuf(png))) return false;
   png_read_image(png, rows);
-  png_read_end(png, nullptr);
+  png_read_end(png, info);
   return true;
+}
+
+// Behind the rows, since Exif data may follow them.
+Metadata takeMetadata(png_structp png, png_infop info) {
+  Metadata metadata;
+  png_charp name = nullptr;
+  png_bytep bytes = nullptr;
+  png_uint_32 size = 0;
+  int compression = 0;
+  if (png_get_iCCP(png, info, &name, &compression, &bytes, &size) != 0) {
+    metadata.icc.assign(bytes, bytes + size);
+  }
+  if (png_get_eXIf_1(png, info, &size, &bytes) != 0) metadata.exif.assign(bytes, bytes + size);
+  return metadata;
 }
 
 struct Writer {
@@ -97,24 +111,51 @@ struct Writer {
   png_infop info = nullptr;
 };
 
-bool writeRows(png_structp png, png_infop info, png_uint_32 width, png_uint_32 height, bool alpha,
+// What a PNG is to be: the rows hold BGRA, or one byte a pixel for gray.
+struct Layout {
+  png_uint_32 width, height;
+  int colourType;
+};
+
+bool writeRows(png_structp png, png_infop info, const Layout& layout, const Metadata& metadata,
                png_bytepp rows) {
   if (setjmp(png_jmpbuf(png))) return false;
-  png_set_IHDR(png, info, width, height, 8, alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB,
-               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_set_benign_errors(png, 1);  // a profile that libpng finds wrong is left out
+  png_set_IHDR(png, info, layout.width, layout.height, 8, layout.colourType, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_set_compression_level(png, 3);  // frames are many and short-lived: speed before size
+  if (!metadata.icc.empty()) {
+    png_set_iCCP(png, info, "ICC", PNG_COMPRESSION_TYPE_BASE, metadata.icc.data(),
+                 static_cast<png_uint_32>(metadata.icc.size()));
+  }
+  if (!metadata.exif.empty()) {
+    png_set_eXIf_1(png, info, static_cast<png_uint_32>(metadata.exif.size()),
+                   const_cast<png_bytep>(metadata.exif.data()));
+  }
   png_write_info(png, info);
-  png_set_bgr(png);
-  if (!alpha) png_set_filler(png, 0, PNG_FILLER_AFTER);
+  if (layout.colourType != PNG_COLOR_TYPE_GRAY) png_set_bgr(png);
+  if (layout.colourType == PNG_COLOR_TYPE_RGB) png_set_filler(png, 0, PNG_FILLER_AFTER);
   png_write_image(png, rows);
-  png_write_end(png, info);
+  png_write_end(png, nullptr);  // with the info it would write the Exif data a second time
   return true;
 }
 
-std::vector<png_bytep> rowPointers(Image& image) {
+std::vector<png_bytep> rowPointers(std::vector<std::uint8_t>& pixels, int height) {
   std::vector<png_bytep> rows;
-  for (int y = 0; y < image.size.height; ++y) rows.push_back(image.row(y));
+  const std::size_t stride = pixels.size() / static_cast<std::size_t>(height);
+  for (int y = 0; y < height; ++y) {
+    rows.push_back(pixels.data() + static_cast<std::size_t>(y) * stride);
+  }
   return rows;
+}
+
+std::vector<std::uint8_t> grayPixels(const Image& image) {
+  std::vector<std::uint8_t> gray;
+  gray.reserve(image.pixels.size() / Image::kBytesPerPixel);
+  for (std::size_t i = 0; i < image.pixels.size(); i += Image::kBytesPerPixel) {
+    gray.push_back(image.pixels[i]);
+  }
+  return gray;
 }
 
 bool isOpaque(const Image& image) {
@@ -126,7 +167,7 @@ bool isOpaque(const Image& image) {
 
 }  // namespace
 
-Image decodePng(std::span<const std::uint8_t> data) {
+Image decodePng(std::span<const std::uint8_t> data, Metadata* metadata) {
   Source source{data};
   Reader reader(source);
   if (!readHeader(reader.png, reader.info)) throw Error(reader.message.text);
@@ -135,18 +176,29 @@ Image decodePng(std::span<const std::uint8_t> data) {
   if (png_get_rowbytes(reader.png, reader.info) != image.stride()) {
     throw Error("a pixel layout that is not supported");
   }
-  std::vector<png_bytep> rows = rowPointers(image);
-  if (!readRows(reader.png, rows.data())) throw Error(reader.message.text);
+  constexpr std::size_t kColourTypeAt = 25;  // of IHDR, which is read and comes first
+  image.gray = (data[kColourTypeAt] & PNG_COLOR_MASK_COLOR) == 0;
+  std::vector<png_bytep> rows = rowPointers(image.pixels, image.size.height);
+  if (!readRows(reader.png, reader.info, rows.data())) throw Error(reader.message.text);
+  if (metadata != nullptr) *metadata = takeMetadata(reader.png, reader.info);
   return image;
 }
 
-std::vector<std::uint8_t> encodePng(const Image& image) {
+std::vector<std::uint8_t> encodePng(const Image& image, const Metadata& metadata) {
   std::vector<std::uint8_t> data;
   Writer writer(data);
+  const bool opaque = isOpaque(image);
+  std::vector<std::uint8_t> gray;
+  if (image.gray && opaque) gray = grayPixels(image);
   // libpng takes rows to write by pointers to non-const, but does not change them.
-  std::vector<png_bytep> rows = rowPointers(const_cast<Image&>(image));
-  if (!writeRows(writer.png, writer.info, static_cast<png_uint_32>(image.size.width),
-                 static_cast<png_uint_32>(image.size.height), !isOpaque(image), rows.data())) {
+  std::vector<png_bytep> rows =
+      rowPointers(gray.empty() ? const_cast<Image&>(image).pixels : gray, image.size.height);
+  const Layout layout{static_cast<png_uint_32>(image.size.width),
+                      static_cast<png_uint_32>(image.size.height),
+                      !gray.empty() ? PNG_COLOR_TYPE_GRAY
+                      : opaque      ? PNG_COLOR_TYPE_RGB
+                                    : PNG_COLOR_TYPE_RGB_ALPHA};
+  if (!writeRows(writer.png, writer.info, layout, metadata, rows.data())) {
     throw Error(writer.message.text);
   }
   return data;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "tools/jpeg/reasons.h"
 #include "tools/live/wire.h"
 #include "tools/support/error.h"
 
@@ -26,7 +27,7 @@ std::vector<std::uint8_t> joinPackets(const std::vector<Packet>& packets) {
 PacketFile splitPackets(std::span<const std::uint8_t> data) {
   if (data.size() < sizeof kMagic ||
       !std::equal(std::begin(kMagic), std::end(kMagic), data.begin())) {
-    throw Error("not a file of packets");
+    throw Error(notWanted(data, "not a file of packets"));
   }
   PacketFile file;
   WireReader in(data.subspan(sizeof kMagic));

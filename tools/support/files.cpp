@@ -19,8 +19,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const char* advice(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR: return ": check the path";
+    case EACCES:
+    case EPERM:
+    case EROFS: return ": check the permissions";
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG: return ": make room";
+    case EISDIR: return ": name a file in it";
+    case EPIPE: return ": the reader has gone";
+    default: return "";
+  }
+}
+
 [[noreturn]] void fail(const std::string& path, int error) {
-  throw Error(displayName(path) + ": " + std::strerror(error));
+  throw Error(displayName(path) + ": " + std::strerror(error) + advice(error));
 }
 
 class Descriptor {
@@ -62,7 +78,18 @@ struct TemporaryFile {
   }
 };
 
-void replaceFile(const std::string& path, std::span<const std::uint8_t> data) {
+[[noreturn]] void failToKeep(const std::string& path) {
+  throw Error(path + ": is there already: leave out --no-clobber to replace it");
+}
+
+// A link does not replace what is there; not every file system has it.
+bool moveToNewName(const std::string& from, const std::string& to) {
+  if (link(from.c_str(), to.c_str()) == 0) return true;
+  if (errno == EEXIST) failToKeep(to);
+  return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+}
+
+void replaceFile(const std::string& path, std::span<const std::uint8_t> data, bool keep) {
   std::error_code ignored;
   const fs::path target =
       fs::is_symlink(path, ignored) ? fs::weakly_canonical(path) : fs::path(path);
@@ -72,6 +99,10 @@ void replaceFile(const std::string& path, std::span<const std::uint8_t> data) {
   TemporaryFile temporary{name};
   setDefaultMode(file.get());
   writeAll(path, file.get(), data);
+  if (keep) {
+    if (!moveToNewName(name, target.string())) fail(path, errno);
+    return;  // the temporary name goes; where it was renamed there is nothing to remove
+  }
   if (rename(name.c_str(), target.c_str()) != 0) fail(path, errno);
   temporary.keep = true;
 }
@@ -100,20 +131,22 @@ std::vector<std::uint8_t> readFile(const std::string& path) {
   }
 }
 
-void writeFile(const std::string& path, std::span<const std::uint8_t> data) {
+void writeFile(const std::string& path, std::span<const std::uint8_t> data, bool keep) {
   if (isStream(path)) {
     if (std::fflush(stdout) != 0) fail(path, errno);
     writeAll(path, STDOUT_FILENO, data);
     return;
   }
   struct stat existing;
-  if (stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode)) {
+  const bool there = stat(path.c_str(), &existing) == 0;
+  if (keep && there) failToKeep(path);
+  if (there && !S_ISREG(existing.st_mode)) {
     const Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
     if (file.get() < 0) fail(path, errno);
     writeAll(path, file.get(), data);
     return;
   }
-  replaceFile(path, data);
+  replaceFile(path, data, keep);
 }
 
 void makeFolder(const std::string& path) {

@@ -1,30 +1,77 @@
 // The progress line, rewritten in place a few times a second.
 #include "tools/support/progress.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <utility>
 
 namespace qrx::tool {
+namespace {
 
-Progress::Progress(std::string label, int total)
-    : label_(std::move(label)),
-      total_(total),
-      terminal_(isatty(STDERR_FILENO) == 1),
-      next_(Clock::now() + std::chrono::seconds(1)) {}
+constexpr std::chrono::milliseconds kFirst(1000), kBetween(200);
 
-Progress::~Progress() {
-  if (shown_) std::fprintf(stderr, "\r\033[K");
+// A line that does not come is no reason to fail.
+void put(int fd, const char* text, int length) {
+  if (write(fd, text, static_cast<std::size_t>(length)) < 0) return;
 }
 
-void Progress::update(int done) {
-  if (!terminal_) return;
-  const Clock::time_point now = Clock::now();
-  if (now < next_) return;
-  next_ = now + std::chrono::milliseconds(200);
+}  // namespace
+
+Progress::Progress(std::string label, int total, bool quiet)
+    : label_(std::move(label)), total_(total) {
+  if (quiet || isatty(STDERR_FILENO) != 1) return;
+  terminal_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (terminal_ < 0) return;
+  drawer_ = std::thread([this] {
+    std::unique_lock lock(mutex_);
+    auto pause = kFirst;
+    while (!ends_.wait_for(lock, pause, [this] { return end_; })) {
+      draw();
+      pause = kBetween;
+    }
+  });
+}
+
+Progress::~Progress() {
+  if (terminal_ < 0) return;
+  {
+    const std::lock_guard lock(mutex_);
+    end_ = true;
+  }
+  ends_.notify_one();
+  drawer_.join();
+  erase();
+  close(terminal_);
+}
+
+void Progress::aside(const std::function<void()>& write) {
+  const std::lock_guard lock(mutex_);
+  erase();
+  write();
+}
+
+void Progress::draw() {
+  char text[256];
+  const auto seconds =
+      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start_);
+  int length = std::snprintf(text, 100, "\r\033[K%.60s", label_.c_str());
+  const auto add = [&](const char* format, auto... values) {
+    length += std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length), format,
+                            values...);
+  };
+  if (total_ > 1) add(" %d of %d", done_.load(), total_);
+  if (pixels_ > 0) add(", %.1f Mpixel", static_cast<double>(pixels_.load()) / 1e6);
+  add(", %lld s", static_cast<long long>(seconds.count()));
+  put(terminal_, text, length);
   shown_ = true;
-  std::fprintf(stderr, "\r%s: %d of %d", label_.c_str(), done, total_);
+}
+
+void Progress::erase() {
+  if (!std::exchange(shown_, false)) return;
+  constexpr char kErase[] = "\r\033[K";
+  put(terminal_, kErase, sizeof kErase - 1);
 }
 
 }  // namespace qrx::tool

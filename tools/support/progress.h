@@ -2,28 +2,47 @@
 #ifndef QRX_TOOLS_SUPPORT_PROGRESS_H_
 #define QRX_TOOLS_SUPPORT_PROGRESS_H_
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
 #include <string>
+#include <thread>
 
 namespace qrx::tool {
 
+// A thread of its own draws the line, so that one long piece of work is seen to go on too. It
+// writes by descriptor, never through stdio: the process may fork meanwhile.
 class Progress {
  public:
-  Progress(std::string label, int total);
+  // "LABEL 3 of 12, 40.1 Mpixel, 5 s"; with a total of 1 just the label, the pixels and
+  // the time. `quiet`: no line at all.
+  Progress(std::string label, int total, bool quiet = false);
   ~Progress();  // clears the line
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  void update(int done);
+  void update(int done) { done_ = done; }
+  void setPixels(std::uint64_t pixels) { pixels_ = pixels; }
+  // Does what writes to the terminal while the line is away.
+  void aside(const std::function<void()>& write);
 
  private:
-  using Clock = std::chrono::steady_clock;
+  void draw();
+  void erase();
 
-  std::string label_;
-  int total_;
-  bool terminal_;
+  const std::string label_;
+  const int total_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  std::atomic<int> done_ = 0;
+  std::atomic<std::uint64_t> pixels_ = 0;
+  int terminal_ = -1;  // a copy of standard error, or -1
+  std::mutex mutex_;   // the line, `shown_` and `end_`
+  std::condition_variable ends_;
   bool shown_ = false;
-  Clock::time_point next_;
+  bool end_ = false;
+  std::thread drawer_;
 };
 
 }  // namespace qrx::tool

@@ -1,0 +1,81 @@
+// Unknown words and their likely meaning.
+#include "tools/commands/usage.h"
+
+#include <algorithm>
+
+#include "tools/support/nearest.h"
+
+namespace qrx::tool {
+namespace {
+
+Words commandNames(const CLI::App& app) {
+  Words names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  return names;
+}
+
+// All of them, with their dashes.
+Words optionNames(const CLI::App& command) {
+  Words names;
+  for (const CLI::Option* option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+  }
+  return names;
+}
+
+std::string meant(const std::string& nearest, const std::string& otherwise) {
+  return nearest.empty() ? otherwise : "did you mean " + nearest + "?";
+}
+
+bool contains(const Words& words, const std::string& word) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+// The first option that the command does not have. Long options after a single dash, as other
+// programs take them, are none of ours.
+std::string unknownOption(const CLI::App& command, const Words& words, std::string& nearest) {
+  const Words known = optionNames(command);
+  for (const std::string& word : words) {
+    if (word == "--") break;
+    const std::string name = word.substr(0, word.find('='));
+    if (name.size() < 2 || name[0] != '-') continue;
+    const bool isLong = name[1] == '-';
+    if (!isLong && contains(known, "-" + name)) {
+      nearest = "-" + name;
+      return name;
+    }
+    if (contains(known, isLong ? name : name.substr(0, 2))) continue;
+    nearest = nearestWord(isLong ? name : "-" + name, known);
+    return name;
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string wrongCommand(const CLI::App& app, const Words& words) {
+  constexpr char kList[] = "qrx-jpeg --help lists the commands";
+  if (words.empty()) return std::string("no command is given: ") + kList;
+  const Words names = commandNames(app);
+  const std::string& word = words.front();
+  if (word[0] == '-' || contains(names, word)) return {};
+  return word + ": there is no such command: " + meant(nearestWord(word, names), kList);
+}
+
+std::string wrongUsage(const CLI::App& app, const Words& words, const CLI::ParseError& error) {
+  const CLI::App* command = app.get_subcommands().empty() ? &app : app.get_subcommands().front();
+  const bool top = command == &app;
+  const std::string prefix = top ? "" : command->get_name() + ": ";
+  const std::string help = top ? "see qrx-jpeg --help" : "see qrx-jpeg help " + command->get_name();
+  std::string nearest;
+  const std::string option = unknownOption(*command, words, nearest);
+  if (!option.empty()) {
+    return prefix + "there is no option " + option + ": " + meant(nearest, help);
+  }
+  std::string text = error.what();
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return prefix + text + ": " + help;
+}
+
+}  // namespace qrx::tool
