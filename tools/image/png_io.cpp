@@ -142,6 +142,7 @@ bool writeRows(png_structp png, png_infop info, const Layout& layout, const Meta
 
 std::vector<png_bytep> rowPointers(std::vector<std::uint8_t>& pixels, int height) {
   std::vector<png_bytep> rows;
+  rows.reserve(static_cast<std::size_t>(height));
   const std::size_t stride = pixels.size() / static_cast<std::size_t>(height);
   for (int y = 0; y < height; ++y) {
     rows.push_back(pixels.data() + static_cast<std::size_t>(y) * stride);
