@@ -13,9 +13,9 @@
 #include "tools/live/control.h"
 #include "tools/live/frame_assembler.h"
 #include "tools/live/viewer_window.h"
-#include "tools/support/files.h"
 #include "tools/live/window_sender.h"
 #include "tools/scene/scene_renderer.h"
+#include "tools/support/files.h"
 
 namespace qrx::tool {
 namespace {
@@ -181,7 +181,8 @@ TEST(Window, TakesItsKeys) {
     ASSERT_EQ(SDL_PushEvent(&event), 1);
   }
   showWindow(link.assembler(), options, stop);
-  EXPECT_EQ(decodePng(readFile(options.saveFolder + "/view00007.png")).pixels, link.picture().pixels);
+  EXPECT_EQ(decodePng(readFile(options.saveFolder + "/view00007.png")).pixels,
+            link.picture().pixels);
   stop = true;
   showWindow(link.assembler(), options, stop);
 }
