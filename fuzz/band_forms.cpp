@@ -53,7 +53,8 @@ Shape anyShape(Chooser& choose) {
   shape.grid[0] = {0, layout.down * shape.down - choose.below(layout.down),
                    layout.across * shape.across - choose.below(layout.across)};
   for (int i : {1, 2}) shape.grid[i] = {i, shape.down, shape.across};
-  shape.blocks = std::size_t(shape.across * shape.down * test::blocksOf(layout));
+  shape.blocks =
+      std::size_t(shape.across) * std::size_t(shape.down) * std::size_t(test::blocksOf(layout));
   shape.fence = choose.fence();
   return shape;
 }
@@ -66,7 +67,7 @@ struct Image {
         dc(of.blocks, of.fence),
         store{of.layout, coefficients.data(), of.across, of.down} {
     for (const strips::Grid& grid : of.grid) {
-      const auto count = std::size_t(grid.lines * grid.columns);
+      const auto count = std::size_t(grid.lines) * std::size_t(grid.columns);
       magnitudes.push_back(std::make_unique<Fenced<strips::Magnitudes>>(count, of.fence));
       places.push_back(std::make_unique<Fenced<std::uint64_t>>(count, of.fence));
     }
@@ -342,7 +343,7 @@ void sameImage(Chooser& choose, const BandRoutes& routes) {
     const Scan scan = anyScan(choose);
     Bytes data = sameBytes(choose, routes, image, scan, component, lists);
     if (data.empty() || choose.oneIn(8)) {
-      data = choose.bytes(std::size_t(1 + choose.below(2000)));
+      data = choose.bytes(1 + std::size_t(choose.below(2000)));
       for (HuffmanList& list : lists) list = test::decodingTable(choose);
     }
     for (int k = choose.oneIn(2) ? choose.below(3) : 0; k > 0; --k) test::damage(choose, data);

@@ -169,7 +169,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require(table.Create() == 0);
   require((table.Init(0, 0, list.bits.data(), list.values.data()) == 0) == isTaken);
   if (!isTaken) return 0;
-  const Bytes plain = input.bytes(static_cast<std::size_t>(1 + input.below(200)));
+  const Bytes plain = input.bytes(1 + static_cast<std::size_t>(input.below(200)));
   for (const Slot& slot : runnableSlots()) decodeAll(list, codes, plain, slot.index);
   return 0;
 }

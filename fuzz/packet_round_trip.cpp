@@ -24,7 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::Input input(data, size);
   const fuzz::Rectangle made = fuzz::anyRectangle(input, 150);
   const std::vector<std::size_t> owners = ownersOf(made);
-  require(owners.size() == static_cast<std::size_t>(made.across * made.down));
+  require(owners.size() ==
+          static_cast<std::size_t>(made.across) * static_cast<std::size_t>(made.down));
   const std::uint32_t bytesPerPixel = 3 + static_cast<std::uint32_t>(input.below(2));
   const Bytes empty(made.pixels() * bytesPerPixel, fuzz::kFill);
   Bytes whole = empty, some = empty;

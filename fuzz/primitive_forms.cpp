@@ -88,7 +88,8 @@ struct Image {
     const int row = size.width * (kPlanar ? 1 : channels * int(sizeof(*Pixels{})));
     step = row + input.below(9);
     for (int i = 0; i < (kPlanar ? channels : 1); ++i) {
-      memory.emplace_back(input, anyBytes(input, std::size_t(step * (size.height - 1) + row)));
+      memory.emplace_back(input, anyBytes(input, std::size_t(step) * std::size_t(size.height - 1) +
+                                                     std::size_t(row)));
       planes[i] = memory.back().at();
     }
   }
@@ -141,7 +142,7 @@ void same(Sampling form, Sampling reference, std::string_view name, Input& input
 using Forward = IppStatus (*)(const Ipp8u*, int, Ipp16s*, const Ipp16u*);
 void same(Forward form, Forward reference, std::string_view, Input& input) {
   const int step = 8 + input.below(9);
-  Memory source(input, anyBytes(input, std::size_t(7 * step + 8))),
+  Memory source(input, anyBytes(input, 7 * std::size_t(step) + 8)),
       table(input, anyWords(input, 64));
   sameRow(form, reference, input, 128, [&](Forward f, Memory& out) {
     return f(source.at(), step, out.at<Ipp16s>(), table.at<Ipp16u>());
@@ -153,7 +154,7 @@ void same(Inverse form, Inverse reference, std::string_view, Input& input) {
   Memory source(input, anyWords(input, 64)), table(input, anyWords(input, 64));
   const int kept = input.oneIn(2) ? 64 : input.below(64), step = 8 + input.below(9);
   for (int i = kept; i < 64; ++i) source.at<Ipp16s>()[kNatural[std::size_t(i)]] = 0;
-  sameRow(form, reference, input, std::size_t(7 * step + 8), [&](Inverse f, Memory& out) {
+  sameRow(form, reference, input, 7 * std::size_t(step) + 8, [&](Inverse f, Memory& out) {
     return f(source.at<Ipp16s>(), out.at(), step, table.at<Ipp16u>());
   });
 }
