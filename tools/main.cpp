@@ -1,6 +1,7 @@
 // qrx-jpeg: a sample host of libqrx_jpeg on the command line.
 #include <csignal>
 #include <cstdio>
+#include <exception>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
@@ -18,9 +19,7 @@ int tellParseError(const CLI::App& app, const Words& words, const CLI::ParseErro
   return kUsage;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int runTool(int argc, char** argv) {
   CLI::App app("Compresses, decodes and inspects JPEG images through libqrx_jpeg.", "qrx-jpeg");
   app.footer(kConventions);
   app.set_version_flag("-V,--version", "qrx-jpeg " QRX_TOOL_VERSION, "Print the version and exit");
@@ -40,4 +39,15 @@ int main(int argc, char** argv) {
   }
   std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of the write
   return action();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return runTool(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "qrx-jpeg: %s\n", error.what());
+  }
+  return kFailed;
 }

@@ -69,6 +69,7 @@ std::vector<FilePair> pairUp(const OutputOptions& options, const OutputKind& kin
     throw Error("several outputs cannot go to standard output: give -o FOLDER", kUsage);
   }
   std::vector<FilePair> pairs;
+  pairs.reserve(inputs.size());
   for (const std::string& input : inputs) {
     pairs.push_back({input, folder ? inFolder(output, input, kind.extensions.front()) : output});
   }

@@ -38,7 +38,7 @@ std::string unknownOption(const CLI::App& command, const Words& words, std::stri
   const Words known = optionNames(command);
   for (const std::string& word : words) {
     if (word == "--") break;
-    const std::string name = word.substr(0, word.find('='));
+    std::string name = word.substr(0, word.find('='));
     if (name.size() < 2 || name[0] != '-') continue;
     const bool isLong = name[1] == '-';
     if (!isLong && contains(known, "-" + name)) {
