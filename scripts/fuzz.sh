@@ -141,8 +141,8 @@ cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --parallel "$(nproc)"
 
 seeds=$root/build/fuzz-corpus/seeds
+mkdir -p build/fuzz-corpus build/fuzz-findings
 build/fuzz/fuzz/make_corpus "$seeds"
-mkdir -p build/fuzz-findings
 for target in "${targets[@]}"; do
   if $keeps; then keep_target "$target"; else run_target "$target" "$seconds"; fi
 done
