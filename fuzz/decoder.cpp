@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr ClassRoad kRoad = {.maxPixels = fuzz::kMaxPixels};
+constexpr ClassRoad kRoad = {.maxPixels = 1 << 15};
 
 }  // namespace
 

@@ -5,7 +5,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
-  const int choice = input.below(26);
+  const int choice = input.below(18);
   const auto bytesPerPixel = static_cast<std::uint32_t>(3 + choice % 2);
   const std::uint32_t room = 256u << choice / 2;
   fuzz::Bytes stream = input.rest(), destination(room, fuzz::kFill);
