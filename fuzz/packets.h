@@ -40,34 +40,47 @@ inline udp_header headOf(const Bytes& packet) {
   return head;
 }
 
-inline Rectangle anyRectangle(Input& input, int mostSide) {
+struct Place {
+  std::int16_t left, bottom;
+};
+
+// The packets of a picture.
+inline Rectangle rectangleOf(const Bytes& picture, int width, int height, int sampling, int quality,
+                             Place place) {
   constexpr std::uint8_t kShapes[] = {0x11, 0x21, 0x22};
   decompressor();  // starts the library
   Rectangle made;
-  made.sampling = input.below(3);
-  made.width = input.sizeUpTo(mostSide);
-  made.height = input.sizeUpTo(mostSide);
-  made.mcuWidth = made.sampling == 0 ? 8 : 16;
-  made.mcuHeight = made.sampling == 2 ? 16 : 8;
-  made.across = (made.width + made.mcuWidth - 1) / made.mcuWidth;
-  made.down = (made.height + made.mcuHeight - 1) / made.mcuHeight;
-  const Bytes picture = anyPicture(input, made.width, made.height);
-  const int quality = 1 + input.below(97);
-  const auto left = input.value<std::int16_t>(), bottom = input.value<std::int16_t>();
-  const auto width = static_cast<std::int16_t>(made.width);
-  const auto height = static_cast<std::int16_t>(made.height);
-  udp_header head = {
-      32,     77,    231,   kShapes[made.sampling], 0, 0, 5, 9, left, bottom, width, height, left,
-      bottom, width, height};
-  const qrxTilesArgs_type args = {1972, quality, made.sampling, 6408, 0};
+  made.sampling = sampling;
+  made.width = width;
+  made.height = height;
+  made.mcuWidth = sampling == 0 ? 8 : 16;
+  made.mcuHeight = sampling == 2 ? 16 : 8;
+  made.across = (width + made.mcuWidth - 1) / made.mcuWidth;
+  made.down = (height + made.mcuHeight - 1) / made.mcuHeight;
+  const auto shortWidth = static_cast<std::int16_t>(width);
+  const auto shortHeight = static_cast<std::int16_t>(height);
+  udp_header head = {32,         77,          231,        kShapes[sampling], 0,
+                     0,          5,           9,          place.left,        place.bottom,
+                     shortWidth, shortHeight, place.left, place.bottom,      shortWidth,
+                     shortHeight};
+  const qrxTilesArgs_type args = {1972, quality, sampling, 6408, 0};
   CompressTilesPatch(
-      picture.data(), 4, made.width, made.height, &head, &args,
+      picture.data(), 4, width, height, &head, &args,
       [](std::uint8_t* packet, int length, void* list) {
         packet[2] = 1;  // as a receiver sees it
         static_cast<std::vector<Bytes>*>(list)->emplace_back(packet, packet + length);
       },
       &made.packets);
   return made;
+}
+
+inline Rectangle anyRectangle(Input& input, int mostSide) {
+  const int sampling = input.below(3);
+  const int width = input.sizeUpTo(mostSide), height = input.sizeUpTo(mostSide);
+  const Bytes picture = anyPicture(input, width, height);
+  const int quality = 1 + input.below(97);
+  const auto left = input.value<std::int16_t>(), bottom = input.value<std::int16_t>();
+  return rectangleOf(picture, width, height, sampling, quality, {left, bottom});
 }
 
 inline bool take(const Bytes& packet, std::uint32_t bytesPerPixel, Bytes& destination) {
