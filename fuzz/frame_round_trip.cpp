@@ -1,5 +1,6 @@
 // Pictures out and in by the classes, in every mode: any size, step, sampling, quality and pixels,
-// cut capacities. All forms make the same stream and the same pixels of it.
+// cut capacities. All forms make the same stream and the same pixels of it; an independent decoder
+// takes it without a warning.
 #include <algorithm>
 
 #include "fuzz/packets.h"
@@ -7,6 +8,9 @@
 #include "qrx/jpeg_decoder.h"
 #include "qrx/primitives.h"
 #include "tests/forms/slots.h"
+#ifdef QRX_FUZZ_PEER
+#include "tests/interop/peer_jpeg.h"
+#endif
 
 namespace {
 
@@ -105,6 +109,16 @@ Bytes decode(const Picture& picture, const Bytes& stream, _JPEG_COLOR color, int
   return pixels;
 }
 
+// Lossless streams it does not know.
+void showToPeer([[maybe_unused]] const Picture& picture, [[maybe_unused]] const Bytes& stream) {
+#ifdef QRX_FUZZ_PEER
+  if (picture.mode == JPEG_MODE_LOSSLESS) return;
+  const qrx::test::PeerCoefficients seen = qrx::test::peerCoefficients(stream);
+  require(seen.done && seen.warnings == 0);
+  require(seen.shape[0] == picture.size.width && seen.shape[1] == picture.size.height);
+#endif
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -123,6 +137,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ippJumpIndexForMergedLibs = slot.index;
   require(encode(picture) == wanted);
   if (wanted.result != 0) return 0;
+  showToPeer(picture, wanted.bytes);
   const Bytes ours = decode(picture, wanted.bytes, target, channels, fuzz::kFill);
   ippJumpIndexForMergedLibs = 1;
   // With another fill: what nobody wrote differs.
