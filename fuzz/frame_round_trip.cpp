@@ -1,6 +1,6 @@
 // Pictures out and in by the classes, in every mode: any size, step, sampling, quality and pixels,
-// cut capacities. All forms make the same stream and the same pixels of it; an independent decoder
-// takes it without a warning.
+// cut capacities. All forms make the same stream and the same pixels of it, which are those of the
+// primitives one after the other; an independent decoder takes it without a warning.
 #include <algorithm>
 
 #include "fuzz/packets.h"
@@ -83,14 +83,13 @@ Stream encode(const Picture& picture) {
   return {result, buffer};
 }
 
-// Decodes into lines with room behind them, which has to stay as it is.
-Bytes decode(const Picture& picture, const Bytes& stream, _JPEG_COLOR color, int channels,
-             std::uint8_t fill) {
-  const int row = channels * picture.size.width;
-  // Lossless lines come tightly packed.
-  const int step = row + (picture.mode == JPEG_MODE_LOSSLESS ? 0 : picture.padding);
-  Bytes target(static_cast<std::size_t>(step) * static_cast<std::size_t>(picture.size.height),
-               fill);
+struct Target {
+  std::uint8_t* data;
+  int step, channels;
+  _JPEG_COLOR color;
+};
+
+void read(const Picture& picture, const Bytes& stream, const Target& target) {
   CJPEGDecoder decoder;
   decoder.SetSource(stream.data(), static_cast<int>(stream.size()));
   int width, height, components, precision;
@@ -99,14 +98,39 @@ Bytes decode(const Picture& picture, const Bytes& stream, _JPEG_COLOR color, int
   require(decoder.ReadHeader(&width, &height, &components, &told, &sampling, &precision) == 0);
   require(width == picture.size.width && height == picture.size.height);
   require(decoder.mode == picture.mode);
-  decoder.SetDestination(target.data(), step, {width, height}, channels, color, 8);
+  decoder.SetDestination(target.data, target.step, {width, height}, target.channels, target.color,
+                         8);
   require(decoder.ReadData() == 0);
+}
+
+// Decodes into lines with room behind them, which has to stay as it is.
+Bytes decode(const Picture& picture, const Bytes& stream, _JPEG_COLOR color, int channels,
+             std::uint8_t fill) {
+  const int row = channels * picture.size.width;
+  // Lossless lines come tightly packed.
+  const int step = row + (picture.mode == JPEG_MODE_LOSSLESS ? 0 : picture.padding);
+  Bytes target(static_cast<std::size_t>(step) * static_cast<std::size_t>(picture.size.height),
+               fill);
+  read(picture, stream, {target.data(), step, channels, color});
   Bytes pixels;
   for (auto line = target.begin(); line != target.end(); line += step) {
     pixels.insert(pixels.end(), line, line + row);
     require(std::all_of(line + row, line + step, [&](auto byte) { return byte == fill; }));
   }
   return pixels;
+}
+
+// No fast route writes lines that overlap: the primitives do it, one after the other.
+void decodeByPrimitives(const Picture& picture, const Bytes& stream, const Bytes& pixels) {
+  const int row = 3 * picture.size.width, step = row - 1;
+  const auto at = [&](int y) { return std::ptrdiff_t{step} * y; };
+  Bytes target(static_cast<std::size_t>(at(picture.size.height) + 1), fuzz::kFill);
+  Bytes expected = target;
+  for (int y = 0; y < picture.size.height; ++y) {
+    std::copy_n(pixels.begin() + std::ptrdiff_t{row} * y, row, expected.begin() + at(y));
+  }
+  read(picture, stream, {target.data(), step, 3, picture.colors.source});
+  require(target == expected);
 }
 
 // Lossless streams it does not know.
@@ -142,6 +166,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ippJumpIndexForMergedLibs = 1;
   // With another fill: what nobody wrote differs.
   require(decode(picture, wanted.bytes, target, channels, 0x5A) == ours);
+  if (picture.colors.jpeg == JPEG_COLOR_YCBCR) {
+    decodeByPrimitives(picture, wanted.bytes, ours);
+  }
   if (picture.mode == JPEG_MODE_LOSSLESS) {
     const Picture& p = picture;
     for (int y = 0; y < p.size.height; ++y) {
