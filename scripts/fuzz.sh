@@ -146,4 +146,13 @@ build/fuzz/fuzz/make_corpus "$seeds"
 for target in "${targets[@]}"; do
   if $keeps; then keep_target "$target"; else run_target "$target" "$seconds"; fi
 done
-$keeps || note "no findings"
+if $keeps; then
+  bytes=$(find fuzz/corpus -type f -printf '%s\n' | awk '{ sum += $1 } END { print sum }')
+  note "$bytes bytes in fuzz/corpus"
+  [ "$bytes" -le $((4 << 20)) ] || {
+    echo "more than 4 MiB: give some of it up" >&2
+    exit 1
+  }
+else
+  note "no findings"
+fi
