@@ -1,44 +1,11 @@
-// What is once per process. Every case runs in a child of its own; the parent never encodes.
+// The colour table and its switch, which are once per process: every case runs in a child of its
+// own, and the parent never encodes.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdlib>
-#include <new>
-#include <thread>
 
-#include "qrx/codec.h"
 #include "tests/support/process.h"
 #include "tests/unit/codec_kit.h"
-
-namespace {
-
-std::atomic<int> g_live;
-thread_local int t_left = -1;  // allocations that this thread still gets; negative: all
-
-// Out of line, where the compiler cannot mistake the pair of new and free for an oversight.
-[[gnu::noinline]] void release(void* block) noexcept {
-  if (block != nullptr) --g_live;
-  std::free(block);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  void* const block = t_left == 0 ? nullptr : std::malloc(size > 0 ? size : 1);
-  if (block == nullptr) throw std::bad_alloc();
-  if (t_left > 0) --t_left;
-  ++g_live;
-  return block;
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  try {
-    return operator new(size);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
-void operator delete(void* block) noexcept { release(block); }
-void operator delete(void* block, std::size_t) noexcept { release(block); }
 
 namespace qrx::test {
 namespace {
@@ -88,81 +55,6 @@ TEST(ColourTable, IsUsedForBgrStripsWhereTheVariableIs1) {
       EXPECT_EQ(lumaOfWhite(JPEG_COLOR_BGR, true), 255);
     });
   }
-}
-
-// A host's whole work with a codec, on a thread whose coders are not there yet. False where
-// std::bad_alloc came out of it.
-bool useCodec(codec::Codec** codec, int allocations) {
-  static const Image image = scenePicture({16, 16});
-  bool done = false;
-  std::thread([&] {
-    std::uint64_t calls[2] = {};
-    const auto count = [](std::uint8_t*, std::uint32_t, void* number) {
-      ++*static_cast<std::uint64_t*>(number);
-    };
-    std::uint8_t jpeg[] = {0xFF, 0xD8, 0xFF, 0xFE, 0, 4, 'h', 'i', 0xFF, 0xD9}, target[4];
-    const Buffer buffer{nullptr, jpeg, sizeof jpeg};
-    try {
-      t_left = allocations;
-      if (*codec == nullptr) *codec = createCodec();
-      codec::Compressor& compressor = *(*codec)->getCompressor();
-      compressor.compress(image.pixels.data(), 4, 0, 0, 0, 0, 16, 16, 0, 80, count, calls);
-      compressor.compress(image.pixels.data(), 4, 0, 1, 0, 0, 16, 16, 0, 0, 80, count, calls);
-      (*codec)->getDecompressor()->decompress(&buffer, 4, 6408, target, 4);
-      done = calls[0] == 2;
-    } catch (const std::bad_alloc&) {
-    }
-    t_left = -1;
-  }).join();
-  return done;
-}
-
-// Every allocation by `new` that fails once: the exception reaches the caller, nothing leaks, and
-// the same objects work afterwards.
-TEST(OutOfMemory, PassesThroughAndLeavesNothing) {
-  runInChild([] {
-    initCodec();
-    // The process's settings are made on the first way, and stay.
-    for (const bool first : {true, false}) {
-      int failures = 0;
-      for (bool done = false; !done; ++failures) {
-        const int live = g_live;
-        codec::Codec* codec = nullptr;
-        done = useCodec(&codec, failures);
-        EXPECT_TRUE(first || useCodec(&codec, -1)) << failures;  // the object works afterwards
-        if (codec != nullptr) codec->release();
-        EXPECT_TRUE(first || g_live == live) << failures;
-      }
-      EXPECT_GT(failures, 10);
-    }
-  });
-}
-
-// The decoder's own memory is made with the first image, not before, and its lack is a result.
-TEST(OutOfMemory, IsAResultWhereTheDecoderKeepsItsState) {
-  runInChild([] {
-    const Bytes stream = encode(colourJob(scenePicture({16, 16}))).bytes;
-    t_left = 0;
-    CJPEGDecoder decoder;
-    t_left = -1;
-    decoder.SetSource(stream.data(), static_cast<int>(stream.size()));
-    int numbers[4];
-    _JPEG_COLOR color;
-    _JPEG_SAMPLING sampling;
-    EXPECT_EQ(
-        decoder.ReadHeader(&numbers[0], &numbers[1], &numbers[2], &color, &sampling, &numbers[3]),
-        0);
-    const Bytes untouched(16 * 16 * 3, 7);
-    Bytes pixels = untouched;
-    decoder.SetDestination(pixels.data(), 48, {16, 16}, 3, JPEG_COLOR_BGR, 8);
-    t_left = 0;
-    const int result = decoder.ReadData();
-    t_left = -1;
-    EXPECT_EQ(result, JPEG_OUT_OF_MEMORY);
-    EXPECT_EQ(pixels, untouched);
-    EXPECT_EQ(decoder.ReadData(), 0);
-    EXPECT_NE(pixels, untouched);
-  });
 }
 
 }  // namespace
