@@ -95,6 +95,10 @@ int __wrap_vasprintf(char** text, const char* format, va_list arguments) {
   if (length >= 0) counted(*text);
   return length;
 }
+// The same by the name that _FORTIFY_SOURCE gives it.
+int __wrap___vasprintf_chk(char** text, int, const char* format, va_list arguments) {
+  return __wrap_vasprintf(text, format, arguments);
+}
 std::FILE* __wrap_fopen(const char* path, const char* mode) {
   return isRefused() ? nullptr : counted(__real_fopen(path, mode));
 }
