@@ -40,8 +40,9 @@ function(qrx_add_form form)
     target_compile_definitions(qrx_form_${form} PRIVATE QRX_SCALAR)
   endif()
   # No link to standard library templates and no exceptions: form objects own all their code.
-  target_compile_options(qrx_form_${form} PRIVATE ${QRX_FORM_FLAGS_${form}} -fno-exceptions
-                                                  -fno-rtti -ffunction-sections -fdata-sections)
+  target_compile_options(
+    qrx_form_${form} PRIVATE ${QRX_FORM_FLAGS_${form}} ${QRX_FORM_HARDENING} -fno-exceptions
+                             -fno-rtti -ffunction-sections -fdata-sections)
   # Forms are optimised in every configuration: at -O0 the sanitizer builds would take minutes.
   target_compile_options(qrx_form_${form} PRIVATE $<$<CONFIG:Debug>:-O1>)
   target_link_libraries(qrx_form_${form} PRIVATE qrx_build_flags)

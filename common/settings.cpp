@@ -3,10 +3,13 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 
+#include "common/map.h"
 #include "common/text.h"
 #include "qrx/utilities.h"
 
@@ -29,23 +32,32 @@ const char* readEnvironment(const char* name, char* buffer, int capacity) {
   return skipSpace(buffer);
 }
 
-// Where the files would be; null where there is no place for one.
+// Where the files would be; null where there is no place for one. A file must not count as absent
+// because memory ran out.
+template <typename... Parts>
+OwnedText filePath(Parts... parts) {
+  errno = 0;
+  OwnedText path(qrxBuildFilename(parts..., nullptr));
+  if (path == nullptr && errno == ENOMEM) throw std::bad_alloc();
+  return path;
+}
+
 OwnedText rootFilePath(const char* name) {
   char root[kPathCapacity] = "";
   qrxGetRoot(root, sizeof root);
-  return OwnedText(qrxBuildFilename(root, "conf", name, nullptr));
+  return filePath(root, "conf", name);
 }
 
 OwnedText userFilePath(const char* name) {
   const char* folder = std::getenv("QRX_USER_CONFIG_DIR");
   if (!isNoValue(folder)) {
     const bool fits = strnlen(folder, kPathCapacity) < kPathCapacity;
-    return OwnedText(qrxBuildFilename(fits ? folder : "", name, nullptr));
+    return filePath(fits ? folder : "", name);
   }
   char home[kPathCapacity] = "";
   qrxGetHome(home, sizeof home);
   if (home[0] != '/') return nullptr;  // never a path that depends on the working directory
-  return OwnedText(qrxBuildFilename(home, ".qrx", "conf", name, nullptr));
+  return filePath(home, ".qrx", "conf", name);
 }
 
 // The file at the path if there is one, else null.
@@ -137,10 +149,10 @@ char* Settings::stringSetting(const char* envName, const char* section, const ch
   char* value = nullptr;
   const bool found =
       lookUp(envName, section, key, buffer, sizeof buffer, [&value](const char* text) {
-        value = toString(text);
+        if (!isNoValue(text)) value = copyText(text);
         return value != nullptr;
       });
-  if (!found && defaultValue != nullptr) value = strdup(defaultValue);
+  if (!found && defaultValue != nullptr) value = copyText(defaultValue);
   return value;
 }
 

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Runs clang-tidy on the C++ sources that changed, with the checks of .clang-tidy; a finding fails.
 #
-#   scripts/tidy.sh [BASE]     files that differ from BASE
+#   scripts/tidy.sh [BASE]          files that differ from BASE
+#   scripts/tidy.sh --list [BASE]   names them and checks nothing
+#   scripts/tidy.sh --all           every file
 #
 # Without BASE it is the place where the branch left origin/main; on main itself the last ten
 # commits count. A changed header stands for the source of its name. Takes the compile commands of
@@ -26,7 +28,19 @@ base_commit() {
   git rev-list --first-parent --max-count=11 HEAD | tail -n 1
 }
 
-if [ $# -gt 0 ]; then
+what=changed
+case ${1:-} in
+  --list | --all)
+    what=${1#--}
+    shift
+    ;;
+esac
+# The list is the whole of what --list prints.
+[ "$what" = list ] && note() { :; }
+
+if [ "$what" = all ]; then
+  base=$(git hash-object -t tree /dev/null)
+elif [ $# -gt 0 ]; then
   base=$(commit_of "$1") || { echo "no such commit: $1" >&2; exit 64; }
 elif ! base=$(base_commit) || [ -z "$base" ] || { [ "$base" = "$(commit_of HEAD)" ] &&
   git diff --quiet HEAD; }; then
@@ -41,6 +55,10 @@ mapfile -t files < <(git diff --name-only --diff-filter=d "$base" -- '*.cpp' '*.
   while read -r file; do
     if grep -qF "/$file\"" "$commands"; then echo "$file"; fi
   done)
+if [ "$what" = list ]; then
+  [ ${#files[@]} -eq 0 ] || printf '%s\n' "${files[@]}"
+  exit 0
+fi
 note "clang-tidy on ${#files[@]} sources that differ from $(git rev-parse --short "$base")"
 [ ${#files[@]} -gt 0 ] || exit 0
 

@@ -41,7 +41,7 @@ check_dynamic() {
   grep -q 'R.*PATH' <<<"$dynamic" && fail "the library has a search path"
   if [ -n "$sanitizers" ]; then
     echo "built with sanitizers, which bring libraries and load-time code of their own"
-    [ $failed -eq 1 ] || exit 77
+    [ "$failed" -eq 1 ] || exit 77
     return
   fi
   needed=$(sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' <<<"$dynamic")

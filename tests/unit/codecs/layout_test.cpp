@@ -4,8 +4,10 @@
 
 #include <bit>
 #include <cstddef>
+#include <cstring>
 #include <vector>
 
+#include "qrx/codec.h"
 #include "qrx/jpeg_decoder.h"
 #include "qrx/jpeg_encoder.h"
 
@@ -18,6 +20,38 @@ using Offsets = std::vector<std::ptrdiff_t>;
 template <typename Class, typename... Types>
 Offsets offsets(Types Class::*... members) {
   return {std::bit_cast<std::ptrdiff_t>(members)...};
+}
+
+// A pointer to a virtual function holds its slot's offset, plus one (Itanium C++ ABI 2.3).
+template <typename Class, typename Result, typename... Arguments>
+std::ptrdiff_t slot(Result (Class::*function)(Arguments...)) {
+  std::ptrdiff_t words[2];
+  static_assert(sizeof words == sizeof function);
+  std::memcpy(words, &function, sizeof words);
+  return (words[0] - 1) / std::ptrdiff_t{sizeof(void*)};
+}
+
+// Hosts that were built against the interface call by slot. The destructor has the first two.
+TEST(Layout, VirtualTables) {
+  using C = codec::Codec;
+  EXPECT_EQ(
+      (Offsets{slot(&C::getName), slot(&C::getIsLossless), slot(&C::getSupportsUDP), slot(&C::id),
+               slot(&C::getCompressor), slot(&C::getDecompressor), slot(&C::release)}),
+      (Offsets{2, 3, 4, 5, 6, 7, 8}));
+  using D = codec::Decompressor;
+  EXPECT_EQ((Offsets{slot(&D::setAttribute), slot(&D::decompress), slot(&D::decompressTile),
+                     slot(&D::isValid), slot(&D::getOutputSize), slot(&D::percentCoverage),
+                     slot(&D::getWindow), slot(&D::getIndex), slot(&D::getDimensions)}),
+            (Offsets{2, 3, 4, 5, 6, 7, 8, 9, 10}));
+  using U = std::uint32_t;
+  using Frames = bool (codec::Compressor::*)(const std::uint8_t*, U, U, U, U, U, U, U, U, U,
+                                             codec::CompressCallback, void*);
+  using Packets = bool (codec::Compressor::*)(const std::uint8_t*, U, U, U, U, U, U, U, U, U, U,
+                                              codec::CompressCallback, void*);
+  EXPECT_EQ((Offsets{slot(&codec::Compressor::getAttributes),
+                     slot(static_cast<Frames>(&codec::Compressor::compress)),
+                     slot(static_cast<Packets>(&codec::Compressor::compress))}),
+            (Offsets{2, 3, 4}));
 }
 
 TEST(Layout, SharedRecords) {

@@ -141,27 +141,6 @@ TEST_F(Damage, ProgressiveThatFailsAtItsFirstBlock) {
   }
 }
 
-// Unlike a scan's damage, a lack of memory for its first coefficient ends the run.
-TEST_F(Damage, ProgressiveWithoutMemoryForCoefficients) {
-  EncoderJob job = colourJob(scenePicture({48, 48}));
-  job.mode = JPEG_MODE_PROGRESSIVE;
-  const Bytes good = encode(job).bytes;
-  const Bytes stream = prefix(good, tool::walkJpeg(good).scans.at(1).dataOffset);
-  const Bytes pixels = decode(stream).pixels;
-  AllocationHooks hooks(&i_malloc, &i_free);
-  int result = 0;  // of the last decoding that lacked something
-  for (int allocations = 0; allocations < 100; ++allocations) {
-    hooks.failAfter(allocations);
-    const Decoded d = decode(stream);
-    if (d.pixels == pixels) break;
-    result = d.data;
-  }
-  hooks.stopFailing();
-  EXPECT_EQ(result, JPEG_OUT_OF_MEMORY);
-  EXPECT_EQ(decode(stream).pixels, pixels);
-  decoder_.Clean();
-}
-
 // A packet segment of quality 0 is refused once its tables are made. An image without tables of its
 // own finds them empty, whatever their memory held before.
 TEST_F(Damage, TablesThatWereNeverFilled) {

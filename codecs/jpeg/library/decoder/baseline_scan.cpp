@@ -62,9 +62,10 @@ void clearBlocks(CJPEGDecoder& d, int mcus) {
   room->clearedMcus = mcus;
 }
 
-// All rows, whatever becomes of each. `spanOf` is asked once for every row, from the top.
+// All rows, whatever becomes of each, unless memory runs out. `spanOf` is asked once for every row,
+// from the top.
 template <typename SpanOf>
-void decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
+int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
   StripDecoder routes(d);
   for (int row = 0; row < d.mcus_down; ++row) {
     const RowSpan span = spanOf(row);
@@ -75,9 +76,11 @@ void decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
       routes.show(row, span);
     } else {
       decodeRow(d, d.block_buffer, span.mcus);
-      showRow(d, d.block_buffer, 0, row, span);
+      const int result = showRow(d, d.block_buffer, 0, row, span);
+      if (result == JPEG_OUT_OF_MEMORY) return result;
     }
   }
+  return JPEG_NO_ERROR;
 }
 
 }  // namespace
@@ -85,8 +88,9 @@ void decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
 
 int CJPEGDecoder::DecodeScanBaseline() {
   QRX_TRY(qrx::jpeg::startScan(*this));
-  qrx::jpeg::decodeRows(*this, [this](int) { return qrx::jpeg::RowSpan{mcus_across, dest_width}; });
-  return JPEG_NO_ERROR;
+  return qrx::jpeg::decodeRows(*this, [this](int) {
+    return qrx::jpeg::RowSpan{mcus_across, dest_width};
+  });
 }
 
 // Only the packet's own MCUs: its first row starts anywhere in the rectangle, its last may end
@@ -99,7 +103,7 @@ int CJPEGDecoder::DecodeScanBaselineTiles() {
   if (tile_mcu_count == 0) return JPEG_NO_ERROR;
 
   int remaining = tile_mcu_count;
-  qrx::jpeg::decodeRows(*this, [&](int row) {
+  return qrx::jpeg::decodeRows(*this, [&](int row) {
     const int room = std::min(row == 0 ? rowLength - firstColumn : rowLength, mcus_across);
     const int mcus = std::min(remaining, room);
     remaining -= mcus;
@@ -108,7 +112,6 @@ int CJPEGDecoder::DecodeScanBaselineTiles() {
     const int toEdge = tile_width - firstColumn * mcu_width;
     return qrx::jpeg::RowSpan{mcus, row == 0 ? std::min(dest_width, toEdge) : dest_width};
   });
-  return JPEG_NO_ERROR;
 }
 
 int CJPEGDecoder::DecodeHuffmanMCURowBL(Ipp16s* pMCUBuf) {

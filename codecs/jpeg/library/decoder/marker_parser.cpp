@@ -178,6 +178,7 @@ int MarkerRun::decodeScan() {
 int MarkerRun::decodeProgressiveScan() {
   CJPEGDecoder& d = decoder_;
   const int result = d.DecodeScanProgressive();
+  if (d.huffman_state.state == nullptr) return JPEG_OUT_OF_MEMORY;
   if (result == JPEG_OUT_OF_MEMORY) return result;
   d.ac_scans_done = 0;
   for (int i = 0; i < d.component_count; ++i) d.ac_scans_done += d.components[i]->ac_scan_done;
