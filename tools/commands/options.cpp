@@ -179,6 +179,13 @@ void addSizeOption(CLI::App& command, Size& size) {
       ->type_name("WxH");
 }
 
+void addKeyOption(CLI::App& command, std::string& key) {
+  command
+      .add_option("--key", key,
+                  "A secret file that both ends have: it tells who is who, and hides nothing")
+      ->type_name("FILE");
+}
+
 void addStrictOption(CLI::App& command, bool& strict) {
   command.add_flag("--strict", strict, "Exit with 1 instead of 2 for damage and partial results");
 }

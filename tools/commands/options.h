@@ -86,6 +86,8 @@ Metadata chooseMetadata(Metadata metadata, const MetadataChoice& choice, bool gr
 
 // --size WxH.
 void addSizeOption(CLI::App& command, Size& size);
+// --key FILE, of both ends of a live session.
+void addKeyOption(CLI::App& command, std::string& key);
 // --strict.
 void addStrictOption(CLI::App& command, bool& strict);
 // --json.
