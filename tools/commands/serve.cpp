@@ -110,7 +110,7 @@ void define(CLI::App& command, ServeOptions& options) {
   addKeyOption(command, options.key);
   addSizeOption(command, options.size);
   addPixelsOption(command, options.order);
-  addOrientOption(command, options.decode);
+  addDecodeOptions(command, options.decode);
   command.add_option("--fps", options.framesPerSecond, "Frames per second")
       ->check(CLI::Range(0.1, 240.0))
       ->capture_default_str()

@@ -97,6 +97,7 @@ void define(CLI::App& command, UnpackOptions& options) {
       ->check(CLI::Range(0, 1000000))
       ->capture_default_str()
       ->type_name("FRAME");
+  addLimitOptions(command, options.request.limits);
   addFormatOption(command, options.format, "Format of an output that has no telling name");
   addJsonOption(command, options.json);
   addStrictOption(command, options.strict);

@@ -34,7 +34,8 @@ std::vector<Box> ChangeDetector::update(const Image& frame, std::uint32_t number
   for (int row = 0; row < rows_; ++row) {
     for (int column = 0; column < columns_; ++column) {
       const Box tile = tileAt(column, row);
-      const auto at = static_cast<std::size_t>(row * columns_ + column);
+      const auto at = static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) +
+                      static_cast<std::size_t>(column);
       const bool isNew = differs(tile, frame);
       if (isNew) lastChanges_[at] = number;
       if (marked_[at] || isNew) changed.push_back(tile);
@@ -50,7 +51,8 @@ void ChangeDetector::mark(const Box& box) {
   if (inside.empty()) return;
   for (int row = inside.top / tile_; row <= (inside.bottom - 1) / tile_; ++row) {
     for (int column = inside.left / tile_; column <= (inside.right - 1) / tile_; ++column) {
-      marked_[static_cast<std::size_t>(row * columns_ + column)] = true;
+      marked_[static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) +
+              static_cast<std::size_t>(column)] = true;
     }
   }
 }

@@ -21,7 +21,8 @@ struct Film {
 };
 
 // What the valid packets say; those of no frame go with the first.
-Film sortPackets(codec::Decompressor& decompressor, const std::vector<Packet>& packets) {
+Film sortPackets(codec::Decompressor& decompressor, const std::vector<Packet>& packets,
+                 const Limits& limits) {
   struct Place {
     std::uint32_t index;
     int x, y, width, height;
@@ -52,6 +53,11 @@ Film sortPackets(codec::Decompressor& decompressor, const std::vector<Packet>& p
                 std::to_string(film.size.height) + " is too large: at most " +
                 std::to_string(kLargestWindow) + " pixels a side are allowed: make it smaller");
   }
+  // The picture, its twin, and what is known of each pixel.
+  constexpr std::uint64_t kBytesPerPixel = 16;
+  limits.checkSize(film.size.width, film.size.height);
+  limits.checkMemory(kBytesPerPixel * static_cast<std::uint64_t>(film.size.width) *
+                     static_cast<std::uint64_t>(film.size.height));
   std::vector<Packet>& first = film.frames.begin()->second.packets;
   for (const Packet* stranger : strangers) first.push_back(*stranger);
   for (const Place& p : places) {
@@ -123,7 +129,7 @@ double equalPercent(const Image& a, const Image& b) {
 
 Unpacked unpackPackets(codec::Decompressor& decompressor, const std::vector<Packet>& packets,
                        const UnpackRequest& request) {
-  const Film film = sortPackets(decompressor, packets);
+  const Film film = sortPackets(decompressor, packets, request.limits);
   UnpackRequest whole;
   whole.after = request.after;
   const Unpacked reference = assemble(decompressor, film, whole);

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "tools/image/limits.h"
 #include "tools/live/bad_network.h"
 #include "tools/live/frame_assembler.h"
 
@@ -13,6 +14,7 @@ struct UnpackRequest {
   BadNetworkOptions network;
   std::uint32_t after = 0;  // frames, as their indexes tell them apart; 0: all
   bool tint = false;
+  Limits limits;
 };
 
 struct Unpacked {

@@ -4,6 +4,7 @@
 #include <SDL.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -121,8 +122,8 @@ class Screen {
     double scale = std::min(static_cast<double>(room.width) / size.width,
                             static_cast<double>(room.height) / size.height);
     if (!enlarge) scale = std::min(scale, 1.0);
-    const int width = std::max(1, static_cast<int>(size.width * scale + 0.5));
-    const int height = std::max(1, static_cast<int>(size.height * scale + 0.5));
+    const int width = std::max(1, static_cast<int>(std::lround(size.width * scale)));
+    const int height = std::max(1, static_cast<int>(std::lround(size.height * scale)));
     return {(room.width - width) / 2, (room.height - height) / 2, width, height};
   }
 
