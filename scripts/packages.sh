@@ -2,7 +2,7 @@
 # shellcheck shell=bash
 
 build_packages=(g++ cmake ninja-build libgtest-dev libbenchmark-dev libpng-dev libcli11-dev
-  libsdl2-dev libturbojpeg0-dev libjpeg62-turbo-dev libjpeg-turbo-progs pkgconf)
+  libsdl2-dev libsodium-dev libturbojpeg0-dev libjpeg62-turbo-dev libjpeg-turbo-progs pkgconf)
 
 export DEBIAN_FRONTEND=noninteractive
 

@@ -37,7 +37,9 @@ int runTool(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return tellParseError(app, words, error);
   }
-  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of the write
+  // A closed pipe and a file that may not grow are errors of the write.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   return action();
 }
 

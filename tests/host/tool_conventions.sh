@@ -60,13 +60,19 @@ grep -q "\"library\":\"/.*libqrx_jpeg.so.*\"build\":\".*compiler" out || fail "v
 # The man page, the completion and the guide are those of this tool.
 docs=$(dirname "$script")/../../docs
 "$tool" help --man | cmp -s - "$docs/qrx-jpeg.1" || fail "qrx-jpeg help --man >docs/qrx-jpeg.1"
-"$tool" help --completion | cmp -s - "$docs/qrx-jpeg.bash" ||
-  fail "qrx-jpeg help --completion >docs/qrx-jpeg.bash"
+for shell in bash zsh fish; do
+  "$tool" help --completion $shell | cmp -s - "$docs/qrx-jpeg.$shell" ||
+    fail "qrx-jpeg help --completion $shell >docs/qrx-jpeg.$shell"
+  ! command -v $shell >/dev/null || $shell -n "$docs/qrx-jpeg.$shell" || fail "completion: $shell"
+done
 for command in $("$tool" --help | sed -nE '/^Subcommands/,/^$/s/^  ([a-z]+) .*/\1/p'); do
   grep -q "^ *$command) words=" "$docs/qrx-jpeg.bash" || fail "completion lacks $command"
   for option in $("$tool" help "$command" | grep -oE '^  (-[a-z],)?--[a-z-]+' | grep -oE -- '--.*'); do
     grep -qF -- "\`$option" "$docs/command_line.md" || fail "the guide lacks $option of $command"
     grep -qF -- "${option//-/\\-}\fR" "$docs/qrx-jpeg.1" || fail "the man page lacks $option of $command"
+    grep -qE -- "'$option:" "$docs/qrx-jpeg.zsh" || fail "completion for zsh lacks $option"
+    grep -qE -- "_from $command'.* -l ${option#--} " "$docs/qrx-jpeg.fish" ||
+      fail "completion for fish lacks $option of $command"
   done
 done
 # shellcheck source=docs/qrx-jpeg.bash
@@ -99,7 +105,28 @@ expect 0 "$tool" encode $frame file.jpg
 grep -q 'bits per pixel' err || fail "no report on standard error"
 cmp -s file.jpg stream.jpg || fail "a stream gives another image than a file"
 expect 1 "$tool" encode --format ppm - x.jpg <$frame
-"$tool" encode $frame - >/dev/full 2>err && fail "a full disk is not noticed"
+
+# What the system refuses, and what comes in between: words, a code, and nothing half-written.
+"$tool" scene --size 1500x1000 large >/dev/null 2>&1
+large=large/frame00000.png
+listing() { find . -newer listing -type f ! -name out ! -name err ! -name code; }
+touch listing && sleep 0.02
+while IFS='|' read -r wanted text command; do
+  code=0
+  bash -c "$command" "$tool" >out 2>err || code=$?
+  [ $code = "$wanted" ] || fail "exit code $code instead of $wanted: $command: $(cat err)"
+  grep -qE -- "$text" err || fail "no word of '$text': $command: $(cat err)"
+  [ -z "$(listing)" ] || fail "left behind: $command: $(listing)"
+done <<REFUSALS
+1|standard stream: No space left.*: make room|"\$0" encode $large - >/dev/full
+1|cannot write to standard output|"\$0" info file.jpg >/dev/full
+1|x.jpg: File too large: make room|ulimit -f 8; "\$0" encode $large x.jpg
+1|/proc/x.jpg: .*: check the|"\$0" encode $large /proc/x.jpg
+1|standard stream: Broken pipe: the reader has gone|( "\$0" encode $large -; echo \$? >code ) | true; exit \$(cat code)
+1|growing.raw: changed while it was read|head -c 30000000 /dev/zero >growing.raw; yes >>growing.raw & "\$0" encode growing.raw x.jpg --size 9x9 2>err2; code=\$?; kill %1; cat err2 >&2; rm growing.raw err2; exit \$code
+130||timeout --preserve-status -s INT 0.3 "\$0" encode $large x.jpg --repeat 100000
+143||timeout --preserve-status -s TERM 0.3 "\$0" encode $large $large -o y/ --jobs 1 --repeat 100000
+REFUSALS
 
 # The output replaces what was there, through a link too, with an ordinary file's mode.
 umask 022

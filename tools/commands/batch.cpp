@@ -1,5 +1,6 @@
 // One file or many.
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include "tools/commands/outputs.h"
 #include "tools/commands/run.h"
 #include "tools/support/error.h"
+#include "tools/support/files.h"
 #include "tools/support/jobs.h"
 #include "tools/support/json.h"
 #include "tools/support/progress.h"
@@ -40,18 +42,28 @@ std::string withoutLineFeed(std::string text) {
   return text;
 }
 
+// One file is worth a process of its own, as those of several are, where somebody may wait for it:
+// then what it writes does not meet the progress line.
+bool wantsProgress(const FilePair& pair, const TalkOptions& talk) {
+  return !talk.quiet && isatty(STDERR_FILENO) == 1 && !isStream(pair.input) &&
+         !isStream(pair.output);
+}
+
 }  // namespace
 
 int runPairs(const std::vector<FilePair>& pairs, int jobs, const TalkOptions& talk, bool json,
              const PairWork& work) {
-  if (pairs.size() == 1) {
+  const bool single = pairs.size() == 1;
+  if (single && !wantsProgress(pairs.front(), talk)) {
     PixelCount ignored = 0;
     return work(pairs.front(), ignored);
   }
   SharedPixels pixels;
-  Progress progress("file", static_cast<int>(pairs.size()), talk.quiet);
+  Progress progress(single ? pairs.front().input : "file", static_cast<int>(pairs.size()),
+                    talk.quiet);
   std::size_t done = 0, failed = 0;
-  if (json) std::printf("{\"files\":[");
+  int code = kDone;
+  if (json && !single) std::printf("{\"files\":[");
   runJobs(
       pairs.size(), jobs > 0 ? jobs : processors(),
       [&](std::size_t i) { return runGuarded([&] { return work(pairs[i], pixels.get()); }, json); },
@@ -61,14 +73,18 @@ int runPairs(const std::vector<FilePair>& pairs, int jobs, const TalkOptions& ta
       },
       [&](const JobResult& result) {
         if (result.code != kDone) ++failed;
+        code = result.code;
         progress.aside([&] {
           std::fputs(result.err.c_str(), stderr);
           const std::string comma = json && done > 0 ? "," : "";
-          std::fputs((comma + (json ? withoutLineFeed(result.out) : result.out)).c_str(), stdout);
+          const bool element = json && !single;
+          std::fputs((comma + (element ? withoutLineFeed(result.out) : result.out)).c_str(),
+                     stdout);
           if (std::fflush(stdout) != 0) throw Error("cannot write to standard output");
         });
         ++done;
       });
+  if (single) return code;
   if (json) std::printf("],\"failed\":%zu}\n", failed);
   return failed == 0 ? kDone : failed == pairs.size() ? kFailed : kDamaged;
 }

@@ -17,6 +17,7 @@ void addInfo(CLI::App& app, Action& action);
 void addPsnr(CLI::App& app, Action& action);
 void addScene(CLI::App& app, Action& action);
 void addPackets(CLI::App& app, Action& action);
+void addUnpack(CLI::App& app, Action& action);
 void addInspect(CLI::App& app, Action& action);
 void addServe(CLI::App& app, Action& action);
 void addView(CLI::App& app, Action& action);
@@ -25,9 +26,9 @@ void addBench(CLI::App& app, Action& action);
 void addVersion(CLI::App& app, Action& action);
 void addHelp(CLI::App& app, Action& action);
 
-inline constexpr AddCommand kCommands[] = {addEncode,  addDecode,  addInfo,  addPsnr, addScene,
-                                           addPackets, addInspect, addServe, addView, addRelay,
-                                           addBench,   addVersion, addHelp};
+inline constexpr AddCommand kCommands[] = {addEncode,  addDecode, addInfo,    addPsnr,  addScene,
+                                           addPackets, addUnpack, addInspect, addServe, addView,
+                                           addRelay,   addBench,  addVersion, addHelp};
 
 }  // namespace qrx::tool
 

@@ -108,7 +108,7 @@ void define(CLI::App& command, DecodeOptions& options) {
   addFormatOption(command, options.format,
                   "Format of the output; needed where its name does not tell, as for -");
   command.add_flag("--gray", options.gray, "Without colour; pictures without it are gray anyway");
-  addOrientOption(command, options.decode);
+  addDecodeOptions(command, options.decode);
   addMetadataOption(command, options.metadata);
   addJsonOption(command, options.json);
   addStrictOption(command, options.strict);

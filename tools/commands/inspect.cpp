@@ -3,8 +3,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/live/packet_file.h"
-#include "tools/support/files.h"
+#include "tools/live/stored_packets.h"
 #include "tools/support/json.h"
 
 namespace qrx::tool {
@@ -78,17 +77,8 @@ void printJson(const std::vector<PacketLine>& lines) {
   json.endArray().endObject().print();
 }
 
-PacketFile readPackets(const std::string& path) {
-  const std::vector<std::uint8_t> data = readFile(path);
-  try {
-    return splitPackets(data);
-  } catch (const Error& error) {
-    throw Error(displayName(path) + ": " + error.what());
-  }
-}
-
 int runInspect(const InspectOptions& options) {
-  PacketFile file = readPackets(options.input);
+  PacketFile file = readPacketFile(options.input);
   Session session(options.host);
   std::vector<PacketLine> lines;
   bool sound = !file.cutOff;

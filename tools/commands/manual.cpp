@@ -1,4 +1,4 @@
-// Man page and completion, written from the options.
+// The man page, written from the options.
 #include "tools/commands/manual.h"
 
 namespace qrx::tool {
@@ -74,36 +74,6 @@ std::string manualPage(const CLI::App& app) {
   page += ".SH COMMANDS\n";
   for (const CLI::App* command : app.get_subcommands({})) page += commandSection(*command);
   return page + ".SH EXIT STATUS\n" + roff(app.get_footer()) + "\n";
-}
-
-std::string bashCompletion(const CLI::App& app) {
-  std::string commands, cases;
-  for (const CLI::App* command : app.get_subcommands({})) {
-    commands += " " + command->get_name();
-    cases += "    " + command->get_name() + ") words='";
-    for (const CLI::Option* option : command->get_options()) {
-      for (const std::string& name : option->get_lnames()) cases += " --" + name;
-      for (const std::string& name : option->get_snames()) cases += " -" + name;
-    }
-    cases += "' ;;\n";
-  }
-  return "# bash completion of qrx-jpeg: source it.\n"
-         "_qrx_jpeg() {\n"
-         "  local current=${COMP_WORDS[COMP_CWORD]} commands='" +
-         commands +
-         "' words=''\n"
-         "  case ${COMP_WORDS[1]} in\n" +
-         cases +
-         "  esac\n"
-         "  if [ \"$COMP_CWORD\" -eq 1 ] || [ \"${COMP_WORDS[1]}\" = help ]; then\n"
-         "    mapfile -t COMPREPLY < <(compgen -W \"$commands --help --version\" -- \"$current\")\n"
-         "  elif [[ $current == -* ]]; then\n"
-         "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
-         "  else\n"
-         "    mapfile -t COMPREPLY < <(compgen -f -- \"$current\")\n"
-         "  fi\n"
-         "}\n"
-         "complete -o filenames -F _qrx_jpeg qrx-jpeg\n";
 }
 
 }  // namespace qrx::tool

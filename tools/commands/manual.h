@@ -10,8 +10,8 @@ namespace qrx::tool {
 // A page for man(1) in section 1.
 std::string manualPage(const CLI::App& app);
 
-// A script for bash, to be sourced.
-std::string bashCompletion(const CLI::App& app);
+// A script that teaches a shell the commands and options: bash, zsh or fish.
+std::string completion(const CLI::App& app, const std::string& shell);
 
 }  // namespace qrx::tool
 

@@ -119,10 +119,57 @@ void addPixelsOption(CLI::App& command, std::optional<PixelOrder>& order) {
       ->type_name("gray|rgb|bgr|rgba|bgra");
 }
 
-void addOrientOption(CLI::App& command, DecodeRequest& request) {
+namespace {
+
+// "200M" or "4Gi": k, M and G count in thousands, Ki, Mi and Gi in 1024.
+bool parseCount(const std::string& text, std::uint64_t& count) {
+  struct Unit {
+    const char* name;
+    std::uint64_t factor;
+  };
+  constexpr Unit kUnits[] = {{"", 1},         {"k", 1000},     {"M", 1000000}, {"G", 1000000000},
+                             {"Ki", 1 << 10}, {"Mi", 1 << 20}, {"Gi", 1 << 30}};
+  const char* end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, count);
+  if (read.ec != std::errc{}) return false;
+  for (const Unit& unit : kUnits) {
+    if (unit.name != std::string(read.ptr, end)) continue;
+    const bool fits = count <= UINT64_MAX / unit.factor;
+    count *= unit.factor;
+    return fits;
+  }
+  return false;
+}
+
+void addCountOption(CLI::App& command, const char* name, std::uint64_t& count, const char* standard,
+                    const char* text) {
+  command
+      .add_option_function<std::string>(
+          name,
+          [name, &count](const std::string& value) {
+            if (!parseCount(value, count)) {
+              throw CLI::ValidationError(name, "give a number, as in 200, 30k, 200M or 4Gi");
+            }
+          },
+          text)
+      ->default_str(standard)
+      ->type_name("N");
+}
+
+}  // namespace
+
+void addLimitOptions(CLI::App& command, Limits& limits) {
+  addCountOption(command, "--max-pixels", limits.maxPixels, "200M", "Pixels of a picture, at most");
+  addCountOption(command, "--max-memory", limits.maxMemory, "4Gi",
+                 "Bytes that decoding a picture may take");
+  addCountOption(command, "--max-scans", limits.maxScans, "500", "Scans of a JPEG, at most");
+}
+
+void addDecodeOptions(CLI::App& command, DecodeRequest& request) {
   command.add_flag_callback(
       "--no-orient", [&request] { request.orient = false; },
       "Leave the picture as it is stored, whatever its Exif data says of its orientation");
+  addLimitOptions(command, request.limits);
 }
 
 void addPictureOptions(CLI::App& command, PictureRequest& request) {
@@ -137,7 +184,7 @@ void addPictureOptions(CLI::App& command, PictureRequest& request) {
   size->type_name("WxH");
   addPixelsOption(command, request.order);
   command.get_option("--pixels")->needs(size);
-  addOrientOption(command, request.decode);
+  addDecodeOptions(command, request.decode);
 }
 
 void addMetadataOption(CLI::App& command, MetadataChoice& choice) {
@@ -177,6 +224,13 @@ void addSizeOption(CLI::App& command, Size& size) {
           "Width and height in pixels")
       ->default_str(std::to_string(size.width) + "x" + std::to_string(size.height))
       ->type_name("WxH");
+}
+
+void addKeyOption(CLI::App& command, std::string& key) {
+  command
+      .add_option("--key", key,
+                  "A secret file that both ends have: it tells who is who, and hides nothing")
+      ->type_name("FILE");
 }
 
 void addStrictOption(CLI::App& command, bool& strict) {

@@ -66,12 +66,14 @@ void checkSamplingVariable(const TalkOptions& talk);
 void addSamplingOption(CLI::App& command, std::optional<Sampling>& sampling);
 // --format png|ppm|pgm|pnm, for streams.
 void addFormatOption(CLI::App& command, std::optional<ImageFormat>& format, const char* text);
-// --size and --pixels, for raw input, and --no-orient.
+// --size and --pixels, for raw input, and those of addDecodeOptions.
 void addPictureOptions(CLI::App& command, PictureRequest& request);
 // --pixels alone.
 void addPixelsOption(CLI::App& command, std::optional<PixelOrder>& order);
-// --no-orient alone.
-void addOrientOption(CLI::App& command, DecodeRequest& request);
+// --no-orient and the limits alone.
+void addDecodeOptions(CLI::App& command, DecodeRequest& request);
+// --max-pixels, --max-memory and --max-scans.
+void addLimitOptions(CLI::App& command, Limits& limits);
 
 // Which metadata go from the input to the output.
 struct MetadataChoice {
@@ -86,6 +88,8 @@ Metadata chooseMetadata(Metadata metadata, const MetadataChoice& choice, bool gr
 
 // --size WxH.
 void addSizeOption(CLI::App& command, Size& size);
+// --key FILE, of both ends of a live session.
+void addKeyOption(CLI::App& command, std::string& key);
 // --strict.
 void addStrictOption(CLI::App& command, bool& strict);
 // --json.

@@ -1,6 +1,7 @@
 // qrx-jpeg packets: pictures, each as one rectangle, to files of packets.
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
@@ -17,12 +18,15 @@ struct PacketsOptions {
   OutputOptions files;
   std::optional<Sampling> sampling;
   RectangleJob job;
+  std::string join;
   PictureRequest request;
   bool json = false;
   bool strict = false;
   TalkOptions talk;
   HostOptions host;
 };
+
+OutputKind packetFile() { return {"a file of packets", {".qpk"}}; }
 
 void printReport(const PacketsOptions& options, const std::string& output,
                  const EncodedRectangle& result) {
@@ -53,14 +57,51 @@ void printReport(const PacketsOptions& options, const std::string& output,
                result.quality, result.complete ? "" : ", incomplete");
 }
 
+EncodedRectangle pack(LazySession& lazy, const Picture& picture, const RectangleJob& job) {
+  EncodedRectangle result =
+      encodeRectangle(lazy.get().compressor(), picture.image, wholeImage(picture.image), job);
+  if (result.packets.empty()) throw Error("the library gave no packets");
+  return result;
+}
+
+// All inputs to one file, each a frame of its own.
+int joinFrames(const PacketsOptions& options) {
+  std::vector<std::string> inputs = options.files.files;
+  if (!options.files.output.empty()) throw Error("give --join or -o, not both", kUsage);
+  LazySession lazy(options.host);
+  RectangleJob job = options.job;
+  EncodedRectangle all;
+  all.complete = true;
+  bool sound = true;
+  Size size;
+  for (const std::string& input : inputs) {
+    OutputOptions one = options.files;
+    one.files = {input};
+    one.output = options.join;
+    planOutputs(one, packetFile());  // may this be the output of that input?
+    const Picture read = readPicture(input, options.request, lazy);
+    if (size != Size{} && read.image.size != size) {
+      throw Error(input + ": not of the first picture's size");
+    }
+    size = read.image.size;
+    EncodedRectangle frame = pack(lazy, read, job);
+    std::move(frame.packets.begin(), frame.packets.end(), std::back_inserter(all.packets));
+    all.quality = frame.quality;
+    all.complete = all.complete && frame.complete;
+    sound = sound && frame.complete && read.damage.empty();
+    ++job.index;
+    ++job.contextByte;
+  }
+  writeFile(options.join, joinPackets(all.packets), options.files.noClobber);
+  printReport(options, options.join, all);
+  return sound ? kDone : kDamaged;
+}
+
 int packPair(const PacketsOptions& options, const FilePair& pair, PixelCount& pixels) {
   LazySession lazy(options.host);
   const Picture read = readPicture(pair.input, options.request, lazy);
   const Image& picture = read.image;
-  Session& session = lazy.get();
-  const EncodedRectangle result =
-      encodeRectangle(session.compressor(), picture, wholeImage(picture), options.job);
-  if (result.packets.empty()) throw Error("the library gave no packets");
+  const EncodedRectangle result = pack(lazy, read, options.job);
   writeFile(pair.output, joinPackets(result.packets), options.files.noClobber);
   pixels += picture.pixels.size() / Image::kBytesPerPixel;
   printReport(options, pair.output, result);
@@ -68,8 +109,10 @@ int packPair(const PacketsOptions& options, const FilePair& pair, PixelCount& pi
 }
 
 int runPackets(PacketsOptions options) {
-  const std::vector<FilePair> pairs = planOutputs(options.files, {"a file of packets", {".qpk"}});
-  if (options.json && isStream(pairs.front().output)) {
+  const bool joined = !options.join.empty();
+  const std::vector<FilePair> pairs =
+      joined ? std::vector<FilePair>{} : planOutputs(options.files, packetFile());
+  if (options.json && isStream(joined ? options.join : pairs.front().output)) {
     throw Error("--json and the packets cannot both go to standard output", kUsage);
   }
   options.job.quality = usedQuality(options.job.quality, options.talk);
@@ -78,6 +121,7 @@ int runPackets(PacketsOptions options) {
   } else {
     checkSamplingVariable(options.talk);
   }
+  if (joined) return joinFrames(options);
   return runPairs(
       pairs, options.files.jobs, options.talk, options.json,
       [&](const FilePair& pair, PixelCount& pixels) { return packPair(options, pair, pixels); });
@@ -86,6 +130,10 @@ int runPackets(PacketsOptions options) {
 void define(CLI::App& command, PacketsOptions& options) {
   addOutputOptions(command, options.files, "PNG, PNM, PAM, JPEG or raw",
                    "Without -o: one input, one output");
+  command
+      .add_option("--join", options.join,
+                  "All pictures, of one size, to this file, each a frame with the next index")
+      ->type_name("FILE");
   addQualityOption(command, options.job.quality);
   addSamplingOption(command, options.sampling);
   command.add_option("--window", options.job.window, "Window number in every packet")

@@ -5,6 +5,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/interrupt.h"
+#include "tools/commands/network_options.h"
 #include "tools/commands/options.h"
 #include "tools/support/json.h"
 
@@ -18,15 +19,6 @@ struct RelayCommandOptions {
   int delayMs = 0;
   bool json = false;
 };
-
-// "5%" or "0.05" to a share; false for anything else.
-bool parseShare(const std::string& text, double& share) {
-  char* end = nullptr;
-  const double number = std::strtod(text.c_str(), &end);
-  const std::string unit = end;
-  share = unit == "%" ? number / 100 : number;
-  return end != text.c_str() && (unit.empty() || unit == "%") && share >= 0 && share <= 1;
-}
 
 // "20ms" or "20".
 bool parseMilliseconds(const std::string& text, int& ms) {
@@ -73,33 +65,17 @@ int runRelay(const RelayCommandOptions& options) {
   return kDone;
 }
 
-void addShareOption(CLI::App& command, const char* name, double& share, const char* text) {
-  command
-      .add_option_function<std::string>(
-          name,
-          [name, &share](const std::string& value) {
-            if (!parseShare(value, share)) throw CLI::ValidationError(name, "give 0% to 100%");
-          },
-          text)
-      ->type_name("SHARE");
-}
-
 void define(CLI::App& command, RelayCommandOptions& options) {
   command.add_option("--listen", options.listen, "Where the viewer connects to")
       ->capture_default_str()
-      ->type_name("ADDRESS:PORT");
+      ->type_name("HOST:PORT");
   command.add_option("--to", options.server, "The server")
       ->capture_default_str()
-      ->type_name("ADDRESS:PORT");
-  BadNetworkOptions& network = options.network;
-  addShareOption(command, "--loss", network.loss, "Share of datagrams that are lost, as in 5%");
-  command.add_option("--burst", network.burst, "Mean number of datagrams lost in a row")
-      ->check(CLI::Range(1, 1000))
-      ->capture_default_str()
-      ->type_name("N");
-  addShareOption(command, "--reorder", network.reorder, "Share that up to eight others overtake");
-  addShareOption(command, "--duplicate", network.duplicate, "Share that arrives twice");
-  addShareOption(command, "--corrupt", network.corrupt, "Share that arrives with wrong bytes");
+      ->type_name("HOST:PORT");
+  addNetworkOptions(command, options.network);
+  addShareOption(command, "--duplicate", options.network.duplicate, "Share that arrives twice");
+  addShareOption(command, "--corrupt", options.network.corrupt,
+                 "Share that arrives with wrong bytes");
   command
       .add_option_function<std::string>(
           "--delay",
@@ -110,9 +86,6 @@ void define(CLI::App& command, RelayCommandOptions& options) {
           },
           "Time that every datagram takes, as in 20ms")
       ->type_name("TIME");
-  command.add_option("--seed", network.seed, "The same seed treats datagrams the same way")
-      ->capture_default_str()
-      ->type_name("N");
   addJsonOption(command, options.json);
 }
 

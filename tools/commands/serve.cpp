@@ -15,6 +15,7 @@ namespace {
 struct ServeOptions {
   std::vector<std::string> pictures;
   std::string listen = "127.0.0.1:5600";
+  std::string key;
   Size size{1280, 720};
   double framesPerSecond = 25;
   int frames = 0;
@@ -60,6 +61,8 @@ void printReport(const ServerReport& report, bool json) {
         .field("bytes", report.bytes)
         .field("rectangles_repaired", report.repairs)
         .field("encode_ms_per_frame", encodeMs)
+        .field("viewers", report.viewers)
+        .field("datagrams_refused", report.arrivals.refused())
         .endObject()
         .print();
     return;
@@ -74,6 +77,10 @@ void printReport(const ServerReport& report, bool json) {
 int runServe(const ServeOptions& options) {
   ServerOptions server;
   server.listen = Endpoint::parse(options.listen);
+  if (!options.key.empty()) server.key = readKey(options.key);
+  server.notice = [](const std::string& text) {
+    std::fprintf(stderr, "qrx-jpeg: %s\n", text.c_str());
+  };
   server.framesPerSecond = options.framesPerSecond;
   server.frames = options.frames;
   server.waitSeconds = options.waitSeconds;
@@ -99,10 +106,11 @@ void define(CLI::App& command, ServeOptions& options) {
                      "PAM, JPEG, or with --pixels raw ones of --size");
   command.add_option("--listen", options.listen, "Address and port; port 0 takes a free one")
       ->capture_default_str()
-      ->type_name("ADDRESS:PORT");
+      ->type_name("HOST:PORT");
+  addKeyOption(command, options.key);
   addSizeOption(command, options.size);
   addPixelsOption(command, options.order);
-  addOrientOption(command, options.decode);
+  addDecodeOptions(command, options.decode);
   command.add_option("--fps", options.framesPerSecond, "Frames per second")
       ->check(CLI::Range(0.1, 240.0))
       ->capture_default_str()
@@ -141,8 +149,8 @@ void addServe(CLI::App& app, Action& action) {
   addCommand<ServeOptions>(
       app, action, "serve", "Serve a live window as packets over UDP",
       "Tiles that changed since the last frame are compressed to packets and sent, paced over the\n"
-      "frame's time, to one viewer at a time; what the viewer lacks is sent again. Without an\n"
-      "address only this machine can connect.",
+      "frame's time, to one viewer at a time; what the viewer lacks is sent again. Without\n"
+      "--key only an address of this machine is taken.",
       define, runServe);
 }
 

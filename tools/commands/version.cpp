@@ -53,15 +53,16 @@ void define(CLI::App& command, VersionOptions& options) {
 
 struct HelpOptions {
   std::string command;
-  bool man = false, completion = false;
+  std::string shell;  // whose completion
+  bool man = false;
 };
 
 int runHelp(const CLI::App& app, const HelpOptions& options) {
   std::string text;
   if (options.man) {
     text = manualPage(app);
-  } else if (options.completion) {
-    text = bashCompletion(app);
+  } else if (!options.shell.empty()) {
+    text = completion(app, options.shell);
   } else if (options.command.empty()) {
     text = app.help();
   } else {
@@ -90,8 +91,11 @@ void addHelp(CLI::App& app, Action& action) {
       [](CLI::App& command, HelpOptions& options) {
         command.add_option("command", options.command, "The command");
         command.add_flag("--man", options.man, "Print all of it as a page for man");
-        command.add_flag("--completion", options.completion,
-                         "Print a script that teaches bash the commands and options");
+        command
+            .add_option("--completion", options.shell,
+                        "Print a script that teaches a shell the commands and options")
+            ->check(CLI::IsMember({"bash", "zsh", "fish"}).description(""))
+            ->type_name("bash|zsh|fish");
       },
       [&app](const HelpOptions& options) { return runHelp(app, options); });
 }

@@ -1,4 +1,5 @@
 // qrx-jpeg view: shows a served window, on the screen or in files.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <thread>
@@ -18,70 +19,118 @@ using Clock = std::chrono::steady_clock;
 
 struct ViewOptions {
   std::string server = "127.0.0.1:5600";
+  std::string key;
   int threads = 2;
   std::string snapshot, repaired;
   std::uint32_t after = 10;
-  double timeout = 60;
+  double wait = 1.5, timeout = 60;
   bool headless = false, tint = false, json = false;
   HostOptions host;
 
   bool onScreen() const { return !headless && snapshot.empty() && repaired.empty(); }
 };
 
-void savePicture(const FrameAssembler& assembler, const std::string& path, ImageFormat format,
-                 bool tint) {
-  Image picture;
-  if (assembler.copyPicture(picture, tint)) writeImage(path, picture, format);
+void say(const std::string& text) { std::fprintf(stderr, "qrx-jpeg: %s\n", text.c_str()); }
+
+Clock::time_point after(double seconds) {
+  return Clock::now() +
+         std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
 }
 
-// Waits until `done` holds of the statistics; false when time is up.
+// Throws Error where there is no server, or none that is free.
+void waitForServer(const Viewer& viewer, const ViewOptions& options) {
+  const std::atomic<bool>& stop = interruptFlag();
+  const Clock::time_point deadline = after(std::min(options.wait, options.timeout));
+  while (!stop) {
+    const ViewerState state = viewer.link().state;
+    if (state == ViewerState::kBusy) throw Error(viewer.lastNotice() + ": try again later");
+    if (state != ViewerState::kAsking) return;
+    if (Clock::now() >= deadline) {
+      throw Error("no answer from " + options.server +
+                  ": is a server running there, and has it the same --key?");
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+// Waits until `done` holds of the statistics; false when time is up or nothing more can come.
 template <typename Done>
-bool waitFor(const FrameAssembler& assembler, Clock::time_point deadline, Done done) {
+bool waitFor(const Viewer& viewer, Clock::time_point deadline, Done done) {
   const std::atomic<bool>& stop = interruptFlag();
   while (!stop && Clock::now() < deadline) {
-    if (done(assembler.statistics())) return true;
+    const bool ended = viewer.link().state == ViewerState::kEnded;
+    if (done(viewer.assembler().statistics())) return true;
+    if (ended) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   return false;
 }
 
+// Saves the picture as it stands; false where that is incomplete, which is told.
+bool savePicture(const Viewer& viewer, const std::string& path, bool tint) {
+  Image picture;
+  const double coverage = viewer.assembler().statistics().coverage;
+  if (!viewer.assembler().copyPicture(picture, tint)) {
+    say(path + ": not written: no picture has come");
+    return false;
+  }
+  writeImage(path, picture, outputFormat(path, {}));
+  if (coverage >= 100) return true;
+  char text[64];
+  std::snprintf(text, sizeof text, ": incomplete: %.2f%% of it is up to date", coverage);
+  say(path + text);
+  return false;
+}
+
 // The pictures that were asked for; false where one could not be had as asked.
-bool takePictures(const FrameAssembler& assembler, const ViewOptions& options) {
-  const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                           std::chrono::duration<double>(options.timeout));
+bool takePictures(const Viewer& viewer, const ViewOptions& options) {
+  const Clock::time_point deadline = after(options.timeout);
+  if (options.snapshot.empty() && options.repaired.empty()) {
+    waitFor(viewer, deadline, [](const AssemblerStatistics&) { return false; });
+    return viewer.assembler().statistics().coverage >= 100;
+  }
   bool whole = true;
   if (!options.snapshot.empty()) {
-    whole = waitFor(assembler, deadline, [&options](const AssemblerStatistics& s) {
+    const bool there = waitFor(viewer, deadline, [&options](const AssemblerStatistics& s) {
       return s.latest && s.latest->frame + 1 >= options.after;
     });
-    savePicture(assembler, options.snapshot, outputFormat(options.snapshot, {}), options.tint);
+    if (!there) say("the picture was not there after " + std::to_string(options.after) + " frames");
+    whole = savePicture(viewer, options.snapshot, options.tint) && there;
   }
   if (!options.repaired.empty()) {
-    const bool repaired = waitFor(assembler, deadline, [](const AssemblerStatistics& s) {
+    const bool repaired = waitFor(viewer, deadline, [](const AssemblerStatistics& s) {
       return s.latest && s.latest->finished != 0 && s.complete;
     });
-    savePicture(assembler, options.repaired, outputFormat(options.repaired, {}), options.tint);
-    whole = whole && repaired;
-  } else if (options.snapshot.empty()) {
-    waitFor(assembler, deadline, [](const AssemblerStatistics&) { return false; });
+    if (!repaired) say("the last frame was not repaired");
+    whole = savePicture(viewer, options.repaired, options.tint) && repaired && whole;
   }
   return whole;
 }
 
-void printReport(const AssemblerStatistics& s, const Rates& rates, bool json) {
+void printReport(const ViewerStatistics& statistics, const Rates& rates, bool json) {
   if (!json) {
-    for (const std::string& line : overlayLines(s, rates)) std::printf("%s\n", line.c_str());
+    for (const std::string& line : plainWords(statistics, rates)) std::printf("%s\n", line.c_str());
     return;
   }
+  const AssemblerStatistics& s = statistics.window;
+  const LinkStatistics& link = statistics.link;
   JsonWriter out;
   out.beginObject()
       .field("frames", s.frames)
       .field("frames_per_second", rates.framesPerSecond)
-      .field("kilobytes_per_frame", rates.kilobytesPerFrame)
+      .field("megabits_per_second", rates.megabitsPerSecond)
       .field("encode_ms_per_frame", rates.encodeMs)
       .field("decode_ms_per_frame", rates.decodeMs)
+      .field("latency_ms", link.latencyMs)
+      .field("round_trip_ms", link.roundTripMs)
+      .field("sessions", link.sessions)
       .field("packets", s.arrived())
-      .field("packets_lost", s.packetsLost);
+      .field("packets_lost", link.lost)
+      .field("packets_dropped", link.dropped);
+  for (std::size_t i = 1; i < kArrivalCount; ++i) {
+    const auto arrival = static_cast<Arrival>(i);
+    out.field(std::string("packets_") + arrivalName(arrival), link.arrivals[arrival]);
+  }
   for (std::size_t i = 0; i < kVerdictCount; ++i) {
     out.field(std::string("packets_") + verdictName(static_cast<Verdict>(i)), s.verdicts[i]);
   }
@@ -89,33 +138,44 @@ void printReport(const AssemblerStatistics& s, const Rates& rates, bool json) {
 }
 
 int runView(const ViewOptions& options) {
-  // Names that tell no format are found out before the work.
+  // Names that tell no format are found out before the work, and so is a missing display.
   if (!options.snapshot.empty()) outputFormat(options.snapshot, {});
   if (!options.repaired.empty()) outputFormat(options.repaired, {});
-  const Endpoint server = Endpoint::parse(options.server);
+  if (options.onScreen()) requireDisplay();
+  ViewerOptions viewing;
+  viewing.server = Endpoint::parse(options.server);
+  if (!options.key.empty()) viewing.key = readKey(options.key);
+  viewing.decoders = options.threads;
+  viewing.notice = say;
   Session session(options.host);
   codec::Decompressor& decompressor = session.decompressor();
   const std::atomic<bool>& stop = interruptFlag();
-  Viewer viewer(decompressor, server, options.threads);
   const Clock::time_point start = Clock::now();
+  Viewer viewer(decompressor, viewing);
+  waitForServer(viewer, options);
   bool whole = true;
   if (options.onScreen()) {
-    showWindow(viewer.assembler(), {options.tint, "."}, stop);
+    showWindow(
+        viewer.assembler(),
+        {options.tint, ".", [&] { return viewer.link(); }, [&] { return viewer.lastNotice(); }},
+        stop);
   } else {
-    whole = takePictures(viewer.assembler(), options);
+    whole = takePictures(viewer, options);
   }
-  const AssemblerStatistics statistics = viewer.assembler().statistics();
+  const bool silent = viewer.link().state == ViewerState::kSilent;
   const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  viewer.leave();
+  const ViewerStatistics statistics{viewer.assembler().statistics(), viewer.link()};
   printReport(statistics, ratesBetween({}, statistics, seconds), options.json);
-  if (!statistics.latest) throw Error("no word from the server at " + server.text());
-  const bool covered = options.onScreen() || statistics.coverage >= 100;
-  return whole && covered ? kDone : kDamaged;
+  if (silent && !whole) return kFailed;  // which has been told
+  return whole ? kDone : kDamaged;
 }
 
 void define(CLI::App& command, ViewOptions& options) {
   command.add_option("--connect", options.server, "The server, or a relay before it")
       ->capture_default_str()
-      ->type_name("ADDRESS:PORT");
+      ->type_name("HOST:PORT");
+  addKeyOption(command, options.key);
   command.add_option("--threads", options.threads, "Threads that decode")
       ->check(CLI::Range(1, 64))
       ->capture_default_str()
@@ -139,7 +199,12 @@ void define(CLI::App& command, ViewOptions& options) {
       ->check(CLI::Range(0.1, 86400.0))
       ->capture_default_str()
       ->type_name("S");
-  command.add_flag("--tint", options.tint, "Colour the pixels that never arrived");
+  command.add_option("--wait", options.wait, "Seconds to wait for the server's first answer")
+      ->check(CLI::Range(0.1, 86400.0))
+      ->capture_default_str()
+      ->type_name("S");
+  command.add_flag("--tint", options.tint,
+                   "Colour what is out of date, the stronger the longer it has been");
   addJsonOption(command, options.json);
   addHostOptions(command, options.host);
 }
@@ -147,9 +212,11 @@ void define(CLI::App& command, ViewOptions& options) {
 }  // namespace
 
 void addView(CLI::App& app, Action& action) {
-  const std::string details = std::string(kWindowKeys) +
-                              "\nThe exit code is 2 where a headless viewer ends with an "
-                              "incomplete picture.";
+  const std::string details =
+      std::string(kWindowKeys) +
+      "\nWithout a window the exit code is 2 where a picture is incomplete, "
+      "and 1 where the server\nfell silent. Messages tell of a server that "
+      "is busy, ends, or was started again.";
   addCommand<ViewOptions>(app, action, "view", "Show a served window, on the screen or in files",
                           details, define, runView);
 }

@@ -19,12 +19,18 @@ std::string asPath(const std::string& path) {
 
 }  // namespace
 
-std::string Library::defaultPath() {
+std::string besideProgram(const std::string& name) {
   std::error_code error;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
   if (error) throw Error("cannot tell the program's folder; give --library");
-  return (program.parent_path() / "libqrx_jpeg.so").string();
+  const std::filesystem::path folder = program.parent_path();
+  const auto installed = folder / QRX_TOOL_LIBRARY_FOLDER / name;
+  const bool isInstalled =
+      !std::filesystem::exists(folder / name, error) && std::filesystem::exists(installed, error);
+  return isInstalled ? installed.lexically_normal().string() : (folder / name).string();
 }
+
+std::string Library::defaultPath() { return besideProgram("libqrx_jpeg.so"); }
 
 void Library::Close::operator()(void* handle) const { dlclose(handle); }
 

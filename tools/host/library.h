@@ -9,6 +9,9 @@
 
 namespace qrx::tool {
 
+// A file in the program's folder, or where an installation puts libraries.
+std::string besideProgram(const std::string& name);
+
 class Library {
  public:
   // libqrx_jpeg.so in the folder of the running program.

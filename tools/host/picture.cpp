@@ -113,6 +113,28 @@ bool endsEarly(std::span<const std::uint8_t> data, const JpegInfo& info) {
          info.scans.back().dataOffset + info.scans.back().dataSize == data.size();
 }
 
+// Of the picture, of what the library keeps of a progressive one, and of a second and third picture
+// where data is missing.
+std::uint64_t memoryOf(std::span<const std::uint8_t> data, const JpegInfo& info) {
+  const JpegFrame& frame = *info.frame();
+  const std::uint64_t pixels =
+      static_cast<std::uint64_t>(frame.width) * static_cast<std::uint64_t>(frame.height);
+  const std::uint64_t pictures = endsEarly(data, info) ? 3 : 1;
+  std::uint64_t coefficients = 0;
+  if ((frame.marker & 3) == 2) {
+    std::uint64_t widest = 1, tallest = 1;
+    for (const JpegComponent& c : frame.components) {
+      widest = std::max(widest, static_cast<std::uint64_t>(c.horizontal));
+      tallest = std::max(tallest, static_cast<std::uint64_t>(c.vertical));
+    }
+    for (const JpegComponent& c : frame.components) {
+      coefficients += pixels * static_cast<std::uint64_t>(c.horizontal) *
+                      static_cast<std::uint64_t>(c.vertical) / (widest * tallest);
+    }
+  }
+  return data.size() + pixels * Image::kBytesPerPixel * pictures + coefficients * 2;
+}
+
 void turn(Picture& picture) {
   const int orientation = orientationOf(picture.metadata.exif);
   if (orientation == 1) return;
@@ -124,6 +146,7 @@ Picture decodeAny(std::span<const std::uint8_t> data, const PictureRequest& requ
                   LazySession& session) {
   Picture picture;
   if (request.rawSize) {
+    request.decode.limits.checkSize(request.rawSize->width, request.rawSize->height);
     picture.image = decodeRaw(data, *request.rawSize, request.order);
     return picture;
   }
@@ -135,8 +158,9 @@ Picture decodeAny(std::span<const std::uint8_t> data, const PictureRequest& requ
   if (request.format && (*request.format == ImageFormat::kPng) != (*format == ImageFormat::kPng)) {
     throw Error("not in the format of --format");
   }
-  picture.image =
-      *format == ImageFormat::kPng ? decodePng(data, &picture.metadata) : decodePnm(data);
+  const Limits& limits = request.decode.limits;
+  picture.image = *format == ImageFormat::kPng ? decodePng(data, &picture.metadata, limits)
+                                               : decodePnm(data, limits);
   if (request.decode.orient) turn(picture);
   return picture;
 }
@@ -156,6 +180,9 @@ Picture decodeJpeg(Session& session, std::span<const std::uint8_t> data, const J
   }
   const std::string refusal = outsideOfSubset(info);
   if (!refusal.empty()) throw Error(refusal);
+  request.limits.checkSize(frame->width, frame->height);
+  request.limits.checkScans(info.scans.size());
+  request.limits.checkMemory(memoryOf(data, info));
   const bool fourComponents = frame->components.size() == 4;
   std::vector<std::uint8_t> marked;  // the library does not guess what four components are
   if (fourComponents && !info.adobeTransform) {

@@ -21,6 +21,7 @@ struct Picture {
 
 struct DecodeRequest {
   bool orient = true;  // turn the picture as its Exif data tells
+  Limits limits;
 };
 
 // Decodes a whole JPEG, CMYK and YCCK to colours of the screen too. Throws Error with the reason

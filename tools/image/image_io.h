@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "tools/image/image.h"
+#include "tools/image/limits.h"
 #include "tools/image/metadata.h"
 
 namespace qrx::tool {
@@ -40,8 +41,10 @@ ImageFormat outputFormat(const std::string& path, std::optional<ImageFormat> req
 void writeImage(const std::string& path, const Image& image, ImageFormat format, bool keep = false,
                 const Metadata& metadata = {});
 
-Image decodePng(std::span<const std::uint8_t> data, Metadata* metadata = nullptr);
-Image decodePnm(std::span<const std::uint8_t> data);
+// Throw Error where the data is damaged, or the header tells more than the limits allow.
+Image decodePng(std::span<const std::uint8_t> data, Metadata* metadata = nullptr,
+                const Limits& limits = {});
+Image decodePnm(std::span<const std::uint8_t> data, const Limits& limits = {});
 // Without an order that which the number of bytes tells: gray, RGB or RGBA.
 Image decodeRaw(std::span<const std::uint8_t> data, Size size, std::optional<PixelOrder> order);
 std::vector<std::uint8_t> encodePng(const Image& image, const Metadata& metadata = {});

@@ -168,10 +168,14 @@ bool isOpaque(const Image& image) {
 
 }  // namespace
 
-Image decodePng(std::span<const std::uint8_t> data, Metadata* metadata) {
+Image decodePng(std::span<const std::uint8_t> data, Metadata* metadata, const Limits& limits) {
   Source source{data};
   Reader reader(source);
   if (!readHeader(reader.png, reader.info)) throw Error(reader.message.text);
+  limits.checkSize(png_get_image_width(reader.png, reader.info),
+                   png_get_image_height(reader.png, reader.info));
+  limits.checkMemory(std::uint64_t{png_get_rowbytes(reader.png, reader.info)} *
+                     png_get_image_height(reader.png, reader.info));
   Image image({static_cast<int>(png_get_image_width(reader.png, reader.info)),
                static_cast<int>(png_get_image_height(reader.png, reader.info))});
   if (png_get_rowbytes(reader.png, reader.info) != image.stride()) {

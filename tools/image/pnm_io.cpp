@@ -180,12 +180,14 @@ std::vector<std::uint8_t> encodeRows(const Image& image, char kind, AddPixel add
 
 }  // namespace
 
-Image decodePnm(std::span<const std::uint8_t> data) {
+Image decodePnm(std::span<const std::uint8_t> data, const Limits& limits) {
   Parser parser(data);
   parser.skip(2);
   const Header header = readHeader(parser, data[1]);
   if (header.largest < 1) throw Error("the largest value is 0");
   if (!header.plain && parser.left() > 0) parser.skip(1);  // the white space before the samples
+  limits.checkSize(header.size.width, header.size.height);
+  limits.checkMemory(Image::byteCount(header.size));
   if (parser.left() < neededBytes(header)) throw Error("the file ends early");
   Image image(header.size, 0xFF);
   image.gray = !header.hasColour();

@@ -64,7 +64,7 @@ std::string notWanted(View data, const std::string& wanted) {
   if (kind.empty()) return wanted + ": check the file";
   if (data.empty()) return "an empty file: check what was to write it";
   if (kind == "a text") return "a text, " + wanted + ": check the file";
-  if (kind == "a file of packets") return kind + ", " + wanted + ": see qrx-jpeg help inspect";
+  if (kind == "a file of packets") return kind + ", " + wanted + ": qrx-jpeg unpack reads it";
   if (kind == "a PNG" || kind == "a PNM picture") {
     return kind + ", " + wanted + ": qrx-jpeg encode reads it";
   }

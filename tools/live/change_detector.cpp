@@ -11,6 +11,7 @@ ChangeDetector::ChangeDetector(Size window, int tile)
       columns_((window.width + tile - 1) / tile),
       rows_((window.height + tile - 1) / tile),
       marked_(static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_), true),
+      lastChanges_(marked_.size(), 0),
       last_(window) {}
 
 Box ChangeDetector::tileAt(int column, int row) const {
@@ -27,14 +28,17 @@ bool ChangeDetector::differs(const Box& tile, const Image& frame) const {
   return false;
 }
 
-std::vector<Box> ChangeDetector::update(const Image& frame) {
+std::vector<Box> ChangeDetector::update(const Image& frame, std::uint32_t number) {
   if (frame.size != last_.size) throw Error("the frames differ in size");
   std::vector<Box> changed;
   for (int row = 0; row < rows_; ++row) {
     for (int column = 0; column < columns_; ++column) {
       const Box tile = tileAt(column, row);
-      const auto at = static_cast<std::size_t>(row * columns_ + column);
-      if (marked_[at] || differs(tile, frame)) changed.push_back(tile);
+      const auto at = static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) +
+                      static_cast<std::size_t>(column);
+      const bool isNew = differs(tile, frame);
+      if (isNew) lastChanges_[at] = number;
+      if (marked_[at] || isNew) changed.push_back(tile);
       marked_[at] = false;
     }
   }
@@ -47,7 +51,8 @@ void ChangeDetector::mark(const Box& box) {
   if (inside.empty()) return;
   for (int row = inside.top / tile_; row <= (inside.bottom - 1) / tile_; ++row) {
     for (int column = inside.left / tile_; column <= (inside.right - 1) / tile_; ++column) {
-      marked_[static_cast<std::size_t>(row * columns_ + column)] = true;
+      marked_[static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) +
+              static_cast<std::size_t>(column)] = true;
     }
   }
 }

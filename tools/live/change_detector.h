@@ -2,6 +2,7 @@
 #ifndef QRX_TOOLS_LIVE_CHANGE_DETECTOR_H_
 #define QRX_TOOLS_LIVE_CHANGE_DETECTOR_H_
 
+#include <cstdint>
 #include <vector>
 
 #include "tools/image/image.h"
@@ -16,7 +17,9 @@ class ChangeDetector {
   ChangeDetector(Size window, int tile);
 
   // Tiles that differ from the frame before, or were marked; at first, all.
-  std::vector<Box> update(const Image& frame);
+  std::vector<Box> update(const Image& frame, std::uint32_t number);
+  // Of each tile, row by row, the number of the frame that last changed it.
+  const std::vector<std::uint32_t>& lastChanges() const { return lastChanges_; }
   // Has the tiles that touch `box` come up with the next frame, changed or not.
   void mark(const Box& box);
   void markAll() { mark({0, 0, last_.size.width, last_.size.height}); }
@@ -28,6 +31,7 @@ class ChangeDetector {
   int tile_;
   int columns_, rows_;
   std::vector<bool> marked_;
+  std::vector<std::uint32_t> lastChanges_;
   Image last_;
 };
 

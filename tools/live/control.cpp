@@ -22,17 +22,32 @@ std::uint32_t crc32(std::span<const std::uint8_t> data) {
 
 // The fields of FrameInfo in wire order.
 constexpr std::uint32_t FrameInfo::*kFrameFields[] = {
-    &FrameInfo::session,     &FrameInfo::window,      &FrameInfo::width,
-    &FrameInfo::height,      &FrameInfo::frame,       &FrameInfo::firstIndex,
-    &FrameInfo::latestIndex, &FrameInfo::packetsSent, &FrameInfo::encodeMicroseconds,
-    &FrameInfo::finished};
+    &FrameInfo::session,         &FrameInfo::window,      &FrameInfo::width,
+    &FrameInfo::height,          &FrameInfo::tile,        &FrameInfo::frame,
+    &FrameInfo::firstIndex,      &FrameInfo::latestIndex, &FrameInfo::encodeMicroseconds,
+    &FrameInfo::ageMicroseconds, &FrameInfo::finished};
 
 struct Writer {
   WireWriter& out;
-  void operator()(const Hello& hello) const { out.u32(hello.viewer); }
+  void operator()(const Hello& hello) const {
+    out.u64(hello.viewer);
+    out.u64(hello.ticket);
+    out.u64(hello.session);
+  }
+  void operator()(const Welcome& welcome) const {
+    out.u64(welcome.ticket);
+    out.u64(welcome.session);
+  }
+  void operator()(const Alive& alive) const { out.u64(alive.time); }
   void operator()(const Bye&) const {}
+  void operator()(const Closing&) const {}
   void operator()(const FrameInfo& info) const {
     for (const auto field : kFrameFields) out.u32(info.*field);
+  }
+  void operator()(const Changes& changes) const {
+    out.u32(changes.frame);
+    out.u32(changes.first);
+    indexes(changes.frames);
   }
   void operator()(const RepairRequest& request) const { indexes(request.indexes); }
   void operator()(const Superseded& message) const {
@@ -49,13 +64,20 @@ struct Writer {
 std::vector<std::uint32_t> readIndexes(WireReader& in) {
   const std::size_t count = std::min<std::size_t>(in.u32(), kMostIndexes);
   std::vector<std::uint32_t> list;
+  list.reserve(std::min(count, in.left() / 4));
   for (std::size_t i = 0; i < count && !in.failed(); ++i) list.push_back(in.u32());
   return list;
 }
 
 std::optional<ControlMessage> readBody(std::size_t kind, WireReader& in) {
   switch (kind) {
-    case 0: return Hello{in.u32()};
+    case 0: {
+      Hello hello;
+      hello.viewer = in.u64();
+      hello.ticket = in.u64();
+      hello.session = in.u64();
+      return hello;
+    }
     case 1: return Bye{};
     case 2: {
       FrameInfo info;
@@ -67,6 +89,16 @@ std::optional<ControlMessage> readBody(std::size_t kind, WireReader& in) {
       const std::uint32_t until = in.u32();
       return Superseded{until, readIndexes(in)};
     }
+    case 5: {
+      const std::uint64_t ticket = in.u64();
+      return Welcome{ticket, in.u64()};
+    }
+    case 6: return Alive{in.u64()};
+    case 7: {
+      const std::uint32_t frame = in.u32(), first = in.u32();
+      return Changes{frame, first, readIndexes(in)};
+    }
+    case 8: return Closing{};
     default: return std::nullopt;
   }
 }

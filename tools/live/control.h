@@ -11,25 +11,50 @@
 
 namespace qrx::tool {
 
-// Viewer to server, again and again: send me the window. A new viewer number starts afresh.
+// Viewer to server, of no session yet: let me in. The server answers with the number of the session
+// that it would open, and opens it when a further Hello brings that number back.
 struct Hello {
-  std::uint32_t viewer = 0;
+  std::uint64_t viewer = 0;   // its own number, as long as it runs
+  std::uint64_t ticket = 0;   // comes back in the answer, so that no old one is taken for it
+  std::uint64_t session = 0;  // from the answer; 0 for none
 };
 
-// Viewer to server: no more.
+// Server to viewer, of no session yet: the answer. Shorter than what it answers.
+struct Welcome {
+  std::uint64_t ticket = 0;
+  std::uint64_t session = 0;  // 0: busy with another viewer
+};
+
+// Viewer to server, again and again, and back unchanged: for the round trip.
+struct Alive {
+  std::uint64_t time = 0;  // of the viewer's clock
+};
+
+// Viewer to server: no more. Answered with Closing.
 struct Bye {};
 
-// Server to viewer, after each frame's packets and in answer to each Hello.
+// Server to viewer: no more. Answered with Bye. Its sequence number is the session's last.
+struct Closing {};
+
+// Server to viewer, after each frame's packets and at the beginning.
 struct FrameInfo {
   std::uint32_t session = 0;  // another one: forget all that was before
   std::uint32_t window = 0;
   std::uint32_t width = 0, height = 0;
+  std::uint32_t tile = 0;         // side of the tiles that Changes speaks of
   std::uint32_t frame = 0;        // number of the frame
   std::uint32_t firstIndex = 1;   // of the rectangles sent to this viewer
   std::uint32_t latestIndex = 0;  // of the rectangles sent so far
-  std::uint32_t packetsSent = 0;  // to this viewer
   std::uint32_t encodeMicroseconds = 0;
-  std::uint32_t finished = 0;  // 1: the picture no longer changes
+  std::uint32_t ageMicroseconds = 0;  // since the frame was there, until this was sent
+  std::uint32_t finished = 0;         // 1: the picture no longer changes
+};
+
+// Server to viewer, before FrameInfo: of each tile, row by row, the frame that last changed it.
+struct Changes {
+  std::uint32_t frame = 0;  // as of this frame
+  std::uint32_t first = 0;  // tile that the list begins with
+  std::vector<std::uint32_t> frames;
 };
 
 // Viewer to server: these rectangles are not complete.
@@ -43,9 +68,10 @@ struct Superseded {
   std::vector<std::uint32_t> indexes;
 };
 
-using ControlMessage = std::variant<Hello, Bye, FrameInfo, RepairRequest, Superseded>;
+using ControlMessage = std::variant<Hello, Bye, FrameInfo, RepairRequest, Superseded, Welcome,
+                                    Alive, Changes, Closing>;
 
-// Indexes in one message at most.
+// Numbers in the list of one message at most.
 inline constexpr std::size_t kMostIndexes = 256;
 
 std::vector<std::uint8_t> serialise(const ControlMessage& message);

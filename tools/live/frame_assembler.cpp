@@ -14,8 +14,13 @@ constexpr std::uint32_t kFarAhead = 1024;  // an index beyond the expected one b
 constexpr milliseconds kQuiet{40};         // reordering has settled by then
 constexpr milliseconds kAskAgain{120};
 constexpr std::size_t kRemembered = 4096;  // rectangles, complete ones included
-constexpr int kLargestSide = 16384;
-constexpr std::uint8_t kTint[4] = {160, 32, 160, 255};
+
+// The frame that a context byte speaks of: the one nearest to the latest that is known.
+std::uint32_t frameOf(std::uint8_t contextByte, std::uint32_t latest) {
+  const auto ahead = static_cast<std::int8_t>(contextByte - static_cast<std::uint8_t>(latest));
+  const std::int64_t frame = std::int64_t{latest} + ahead;
+  return static_cast<std::uint32_t>(std::max<std::int64_t>(frame, 0));
+}
 
 }  // namespace
 
@@ -73,6 +78,7 @@ Verdict FrameAssembler::examine(Buffer& buffer, const Packet& packet, Placement&
   if (!statistics_.latest || decompressor_.getWindow(&buffer) != statistics_.latest->window) {
     return Verdict::kOtherWindow;
   }
+  placement.frame = frameOf(head->contextByte, statistics_.latest->frame);
   placement.box = boxInWindow(static_cast<int>(x), static_cast<int>(y), static_cast<int>(width),
                               static_cast<int>(height), picture_.size);
   const bool inside = intersect(placement.box, wholeImage(picture_)) == placement.box;
@@ -130,7 +136,13 @@ Verdict FrameAssembler::place(const Placement& placement,
     rectangle.got[static_cast<std::size_t>(mcu)] = true;
     --rectangle.missing;
     anyNew = true;
-    if (copyCell(placement, mcu, staging.data())) anyWritten = true;
+    if (!copyCell(placement, mcu, staging.data())) continue;
+    anyWritten = true;
+    const Box& box = placement.box;
+    const Box cell = placement.cells.cell(mcu, {box.width(), box.height()});
+    ages_.hold(
+        {box.left + cell.left, box.top + cell.top, box.left + cell.right, box.top + cell.bottom},
+        placement.frame);
   }
   if (!anyNew) return Verdict::kDuplicate;  // another thread had the same packet
   return anyWritten ? Verdict::kPlaced : Verdict::kLate;
@@ -179,6 +191,7 @@ void FrameAssembler::reset(const FrameInfo& info) {
   for (std::size_t i = 3; i < picture_.pixels.size(); i += 4) picture_.pixels[i] = 0xFF;
   stamps_.assign(picture_.pixels.size() / 4, 0);
   stamped_ = 0;
+  ages_ = AgeMap(picture_.size);
   rectangles_.clear();
   expected_ = info.firstIndex - 1;
   firstFrame_ = info.frame;
@@ -187,8 +200,8 @@ void FrameAssembler::reset(const FrameInfo& info) {
 }
 
 void FrameAssembler::announce(const FrameInfo& info, Clock::time_point now) {
-  if (info.width < 1 || info.height < 1 || info.width > kLargestSide ||
-      info.height > kLargestSide || info.latestIndex + 1 < info.firstIndex) {
+  if (info.width < 1 || info.height < 1 || info.width > kLargestWindow ||
+      info.height > kLargestWindow || info.latestIndex + 1 < info.firstIndex) {
     return;
   }
   const std::lock_guard lock(mutex_);
@@ -214,6 +227,29 @@ void FrameAssembler::supersede(const Superseded& message) {
     const auto found = rectangles_.find(index);
     if (found != rectangles_.end() && !found->second.complete()) rectangles_.erase(found);
   }
+}
+
+void FrameAssembler::changes(const Changes& message) {
+  const std::lock_guard lock(mutex_);
+  if (!statistics_.latest || statistics_.latest->tile == 0) return;
+  const auto tile = static_cast<std::int64_t>(statistics_.latest->tile);
+  const Size window = picture_.size;
+  const std::int64_t columns = (window.width + tile - 1) / tile;
+  const std::int64_t rows = (window.height + tile - 1) / tile;
+  for (std::size_t i = 0; i < message.frames.size(); ++i) {
+    const std::int64_t at = std::int64_t{message.first} + static_cast<std::int64_t>(i);
+    if (at >= columns * rows || message.frames[i] > message.frame) return;
+    const std::int64_t left = at % columns * tile, top = at / columns * tile;
+    const Box box = {static_cast<int>(left), static_cast<int>(top),
+                     static_cast<int>(std::min<std::int64_t>(left + tile, window.width)),
+                     static_cast<int>(std::min<std::int64_t>(top + tile, window.height))};
+    ages_.changed(box, message.frames[i]);
+  }
+}
+
+void FrameAssembler::changed(const Box& box, std::uint32_t frame) {
+  const std::lock_guard lock(mutex_);
+  ages_.changed(box, frame);
 }
 
 // Whether later rectangles cover all that this one lacks.
@@ -257,28 +293,27 @@ AssemblerStatistics FrameAssembler::statistics() const {
   const std::lock_guard lock(mutex_);
   AssemblerStatistics result = statistics_;
   if (!result.latest) return result;
-  result.coverage = 100.0 * static_cast<double>(stamped_) / static_cast<double>(stamps_.size());
+  result.coverage = ages_.currentPercent();
   const auto end = rectangles_.upper_bound(result.latest->latestIndex);
   result.complete = stamped_ == stamps_.size() && expected_ >= result.latest->latestIndex &&
                     awaited_ <= result.latest->latestIndex &&
                     std::all_of(rectangles_.begin(), end,
                                 [](const auto& entry) { return entry.second.complete(); });
-  const std::uint64_t unique =
-      result.arrived() - result.verdicts[static_cast<std::size_t>(Verdict::kDuplicate)];
-  const std::uint64_t sent = result.latest->packetsSent;
-  result.packetsLost = sent > unique ? sent - unique : 0;
   return result;
 }
 
-bool FrameAssembler::copyPicture(Image& picture, bool tintMissing) const {
+bool FrameAssembler::copyPicture(Image& picture, bool tint) const {
   const std::lock_guard lock(mutex_);
   if (!statistics_.latest) return false;
   picture = picture_;
-  if (!tintMissing || stamped_ == stamps_.size()) return true;
-  for (std::size_t i = 0; i < stamps_.size(); ++i) {
-    if (stamps_[i] == 0) std::memcpy(picture.pixels.data() + i * 4, kTint, 4);
-  }
+  if (tint) ages_.tint(picture, statistics_.latest->frame);
   return true;
+}
+
+std::optional<Image> FrameAssembler::ageOverview(int side) const {
+  const std::lock_guard lock(mutex_);
+  if (!statistics_.latest) return std::nullopt;
+  return ages_.overview(side, statistics_.latest->frame);
 }
 
 }  // namespace qrx::tool

@@ -12,10 +12,13 @@
 
 #include "qrx/codec.h"
 #include "tools/image/image.h"
+#include "tools/live/age_map.h"
 #include "tools/live/control.h"
 #include "tools/live/packet.h"
 
 namespace qrx::tool {
+
+inline constexpr int kLargestWindow = 16384;  // pixels a side
 
 // What became of a packet.
 enum class Verdict {
@@ -34,11 +37,10 @@ struct AssemblerStatistics {
   std::array<std::uint64_t, kVerdictCount> verdicts{};
   std::uint64_t bytes = 0;
   std::uint64_t decodeMicroseconds = 0;
-  std::uint64_t packetsLost = 0;         // sent, by the server's count, and not arrived
   std::uint64_t frames = 0;              // from the first to the latest that was announced
   std::uint64_t announced = 0;           // those whose announcement arrived
   std::uint64_t encodeMicroseconds = 0;  // of the announced ones
-  double coverage = 0;                   // percent of the window's pixels that ever arrived
+  double coverage = 0;                   // percent of the window that is current
   bool complete = false;                 // every announced rectangle arrived or was replaced
   std::optional<FrameInfo> latest;
 
@@ -59,6 +61,10 @@ class FrameAssembler {
 
   void announce(const FrameInfo& info, Clock::time_point now);
   void supersede(const Superseded& message);
+  // What of the window changed when, by the server's tiles.
+  void changes(const Changes& message);
+  // The same for any box.
+  void changed(const Box& box, std::uint32_t frame);
 
   // Rectangles to ask for at this time: incomplete and quiet for a while. Each comes up again
   // until it is complete or superseded.
@@ -66,9 +72,11 @@ class FrameAssembler {
 
   AssemblerStatistics statistics() const;
 
-  // The window as it stands; pixels that never arrived are black, or tinted. False before the
-  // first announcement.
-  bool copyPicture(Image& picture, bool tintMissing) const;
+  // The window as it stands; pixels that never arrived are black. `tint` colours what is out of
+  // date. False before the first announcement.
+  bool copyPicture(Image& picture, bool tint) const;
+  // A small map of what is out of date; none before the first announcement.
+  std::optional<Image> ageOverview(int side) const;
 
  private:
   // A rectangle that was sent and not replaced.
@@ -89,6 +97,7 @@ class FrameAssembler {
     Box box;
     PacketCells cells;
     std::uint8_t mcuShape;
+    std::uint32_t frame;  // that it was made from
     std::uint32_t outputSize;
   };
 
@@ -109,6 +118,7 @@ class FrameAssembler {
   Image picture_;
   std::vector<std::uint32_t> stamps_;  // per pixel: index that it came with, 0 for none
   std::size_t stamped_ = 0;
+  AgeMap ages_;
   std::map<std::uint32_t, Rectangle> rectangles_;  // by index
   std::uint32_t firstFrame_ = 0;
   std::uint32_t awaited_ = 0;   // repairs are on their way up to this index

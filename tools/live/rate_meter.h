@@ -7,33 +7,42 @@
 #include <vector>
 
 #include "tools/live/frame_assembler.h"
+#include "tools/live/link.h"
 
 namespace qrx::tool {
 
+// All that is known at one time.
+struct ViewerStatistics {
+  AssemblerStatistics window;
+  LinkStatistics link;
+};
+
 struct Rates {
   double framesPerSecond = 0;
-  double kilobytesPerFrame = 0;
-  double encodeMs = 0;  // per frame
-  double decodeMs = 0;  // per frame, all threads together
+  double megabitsPerSecond = 0;
+  double encodeMs = 0;     // per frame
+  double decodeMs = 0;     // per frame, all threads together
+  double lossPercent = 0;  // of the datagrams
 };
 
 // Of what lies between two states of the statistics.
-Rates ratesBetween(const AssemblerStatistics& from, const AssemblerStatistics& to, double seconds);
+Rates ratesBetween(const ViewerStatistics& from, const ViewerStatistics& to, double seconds);
 
 class RateMeter {
  public:
   using Clock = std::chrono::steady_clock;
 
   // The rates as of the last full second.
-  const Rates& update(const AssemblerStatistics& statistics, Clock::time_point now);
+  const Rates& update(const ViewerStatistics& statistics, Clock::time_point now);
 
  private:
-  AssemblerStatistics before_;
+  ViewerStatistics before_;
   Clock::time_point since_{};
   Rates rates_;
 };
 
-std::vector<std::string> overlayLines(const AssemblerStatistics& statistics, const Rates& rates);
+// In plain words, for the overlay and the end of a headless viewer.
+std::vector<std::string> plainWords(const ViewerStatistics& statistics, const Rates& rates);
 
 }  // namespace qrx::tool
 

@@ -18,7 +18,7 @@ BadNetworkOptions withSeed(BadNetworkOptions options, std::uint64_t seed) {
 Relay::Relay(const RelayOptions& options)
     : options_(options),
       viewerSide_(options.listen),
-      serverSide_(Endpoint{}),
+      serverSide_(Endpoint::toReach(options.server)),
       toViewer_{BadNetwork(options.network), {}, {}},
       toServer_{BadNetwork(withSeed(options.network, ~options.network.seed)), {}, {}} {}
 

@@ -5,8 +5,11 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <optional>
+#include <string>
 #include <vector>
 
+#include "tools/live/channel.h"
 #include "tools/live/udp.h"
 #include "tools/live/window_sender.h"
 
@@ -14,49 +17,72 @@ namespace qrx::tool {
 
 // Renders the frame of a number; every frame has the same size.
 using FrameSource = std::function<void(int number, Image& frame)>;
+// Something that a person at the terminal wants to know.
+using Notice = std::function<void(const std::string& text)>;
 
 struct ServerOptions {
   Endpoint listen;
+  std::optional<Key> key;  // none: the one that everybody knows, and only on loopback
   Size size;
   double framesPerSecond = 25;
   int frames =
       0;  // 0: without end; else the last one stays, and is repaired, until the viewer goes
   double waitSeconds = 0;  // ends after so long without a viewer; 0: never
   WindowSenderOptions sender;
+  Notice notice = [](const std::string&) {};
 };
 
 struct ServerReport {
   std::uint64_t frames = 0, packets = 0, bytes = 0, repairs = 0, encodeMicroseconds = 0;
+  std::uint64_t viewers = 0;  // sessions
+  ArrivalCounts arrivals;
 };
 
 class Server {
  public:
+  // Throws Error for an address beyond this machine without a key, before it takes the port.
   Server(codec::Compressor& compressor, FrameSource source, const ServerOptions& options);
 
   Endpoint local() const { return socket_.local(); }
-  // Returns when the last frame has been taken, or when `stop` becomes true.
+  // Returns when the last frame has been taken, or when `stop` becomes true; tells the viewer.
   ServerReport run(const std::atomic<bool>& stop);
 
  private:
   using Clock = std::chrono::steady_clock;
+  struct Client {
+    Endpoint at;
+    std::uint64_t viewer = 0;  // its number
+    Channel channel;
+    Clock::time_point heard;
+  };
 
   void sendFrame(int number, Clock::time_point deadline);
   void pace(const std::vector<Packet>& packets, Clock::time_point start, Clock::duration span);
   // Answers what comes until then.
   void listenUntil(Clock::time_point deadline, const std::atomic<bool>& stop);
-  void answer(const UdpSocket::Datagram& datagram);
-  void welcome(const Hello& hello, const Endpoint& from);
-  bool hasViewer() const { return viewer_.port != 0; }
+  void answer(UdpSocket::Datagram& datagram);
+  void answerClient(Client& client, UdpSocket::Datagram& datagram, const EnvelopeHead& head);
+  void obey(const ControlMessage& message);
+  void greet(const Hello& hello, const Endpoint& from, std::size_t size);
+  void welcome(const Hello& hello, const Endpoint& from, std::uint64_t session);
+  std::uint64_t sessionFor(const Hello& hello, const Endpoint& from) const;
+  void part(const char* how);
+  void close();
+  void tell(const ControlMessage& message);
 
+  ServerOptions options_;
+  Key key_;
   UdpSocket socket_;
   FrameSource source_;
-  ServerOptions options_;
   WindowSender sender_;
   Image frame_;
   int rendered_ = -1;  // number of the frame in frame_
-  Endpoint viewer_;
-  std::uint32_t viewerNumber_ = 0;
-  Clock::time_point heard_{};
+  Clock::time_point ready_{};
+  std::optional<Client> client_, gone_;  // the one served, and the one that left last
+  Key secret_ = randomKey();      // session numbers follow from it and from what a hello says
+  std::uint64_t generation_ = 0;  // goes on when a session ends, so that none comes again
+  bool closing_ = false;          // no further viewer
+  Clock::time_point alone_{};     // since when there is no viewer
   ServerReport report_;
 };
 

@@ -1,14 +1,12 @@
 // POSIX sockets.
 #include "tools/live/udp.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 
 #include "tools/support/error.h"
@@ -17,85 +15,116 @@ namespace qrx::tool {
 namespace {
 
 constexpr int kBufferBytes = 4 << 20;
+constexpr std::size_t kLongestDatagram = 65536;
 
-sockaddr_in toSystem(const Endpoint& endpoint) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(endpoint.address);
-  address.sin_port = htons(endpoint.port);
-  return address;
+// An address as the system takes it.
+struct SystemAddress {
+  sockaddr_storage storage{};
+  socklen_t length = sizeof(sockaddr_storage);
+
+  sockaddr* get() { return reinterpret_cast<sockaddr*>(&storage); }
+};
+
+SystemAddress toSystem(const Endpoint& endpoint) {
+  SystemAddress result;
+  if (endpoint.isV6) {
+    sockaddr_in6 v6{};
+    v6.sin6_family = AF_INET6;
+    std::memcpy(&v6.sin6_addr, endpoint.address.data(), sizeof v6.sin6_addr);
+    v6.sin6_port = htons(endpoint.port);
+    v6.sin6_scope_id = endpoint.scope;
+    std::memcpy(&result.storage, &v6, sizeof v6);
+    result.length = sizeof v6;
+  } else {
+    sockaddr_in v4{};
+    v4.sin_family = AF_INET;
+    std::memcpy(&v4.sin_addr, endpoint.address.data(), sizeof v4.sin_addr);
+    v4.sin_port = htons(endpoint.port);
+    std::memcpy(&result.storage, &v4, sizeof v4);
+    result.length = sizeof v4;
+  }
+  return result;
 }
 
-Endpoint fromSystem(const sockaddr_in& address) {
-  return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)};
+Endpoint fromSystem(const SystemAddress& address) {
+  Endpoint endpoint;
+  endpoint.address = {};
+  if (address.storage.ss_family == AF_INET6) {
+    sockaddr_in6 v6;
+    std::memcpy(&v6, &address.storage, sizeof v6);
+    endpoint.isV6 = true;
+    std::memcpy(endpoint.address.data(), &v6.sin6_addr, sizeof v6.sin6_addr);
+    endpoint.scope = v6.sin6_scope_id;
+    endpoint.port = ntohs(v6.sin6_port);
+  } else {
+    sockaddr_in v4;
+    std::memcpy(&v4, &address.storage, sizeof v4);
+    std::memcpy(endpoint.address.data(), &v4.sin_addr, sizeof v4.sin_addr);
+    endpoint.port = ntohs(v4.sin_port);
+  }
+  return endpoint;
+}
+
+[[noreturn]] void failToBind(const Endpoint& endpoint, int error) {
+  const std::string text = endpoint.text() + ": ";
+  if (error == EADDRINUSE) {
+    throw Error(text + "the port is taken by another program: give another one, or port 0");
+  }
+  throw Error(text + std::strerror(error));
 }
 
 }  // namespace
 
-Endpoint Endpoint::parse(const std::string& text) {
-  Endpoint endpoint;
-  const std::size_t colon = text.rfind(':');
-  const std::string host = colon == std::string::npos ? "" : text.substr(0, colon);
-  const char* first = text.data() + (colon == std::string::npos ? 0 : colon + 1);
-  const char* last = text.data() + text.size();
-  const auto number = std::from_chars(first, last, endpoint.port);
-  in_addr address{};
-  const bool hostSound = host.empty() || inet_pton(AF_INET, host.c_str(), &address) == 1;
-  if (number.ec != std::errc{} || number.ptr != last || !hostSound) {
-    throw Error(text + ": give ADDRESS:PORT with an IPv4 address", kUsage);
-  }
-  if (!host.empty()) endpoint.address = ntohl(address.s_addr);
-  return endpoint;
-}
-
-std::string Endpoint::text() const {
-  char host[INET_ADDRSTRLEN] = "";
-  const in_addr raw{htonl(address)};
-  inet_ntop(AF_INET, &raw, host, sizeof host);
-  std::string text(host);
-  text += ':';
-  text += std::to_string(port);
-  return text;
-}
-
 UdpSocket::UdpSocket(const Endpoint& endpoint)
-    : fd_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-  const sockaddr_in address = toSystem(endpoint);
-  if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    : fd_(socket(endpoint.isV6 ? AF_INET6 : AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+  SystemAddress address = toSystem(endpoint);
+  if (fd_ < 0 || bind(fd_, address.get(), address.length) != 0) {
     const int error = errno;
     if (fd_ >= 0) close(fd_);
-    throw Error(endpoint.text() + ": " + std::strerror(error));
+    failToBind(endpoint, error);
   }
   // As much as the system allows: a frame's packets come in a bunch.
   setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &kBufferBytes, sizeof kBufferBytes);
   setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &kBufferBytes, sizeof kBufferBytes);
+  constexpr int kOn = 1;
+  setsockopt(fd_, SOL_SOCKET, SO_RXQ_OVFL, &kOn, sizeof kOn);
 }
 
 UdpSocket::~UdpSocket() { close(fd_); }
 
 Endpoint UdpSocket::local() const {
-  sockaddr_in address{};
-  socklen_t length = sizeof address;
-  getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length);
+  SystemAddress address;
+  getsockname(fd_, address.get(), &address.length);
   return fromSystem(address);
 }
 
 void UdpSocket::send(const Endpoint& to, std::span<const std::uint8_t> data) const {
-  const sockaddr_in address = toSystem(to);
-  (void)sendto(fd_, data.data(), data.size(), 0, reinterpret_cast<const sockaddr*>(&address),
-               sizeof address);
+  SystemAddress address = toSystem(to);
+  (void)sendto(fd_, data.data(), data.size(), 0, address.get(), address.length);
 }
 
-std::optional<UdpSocket::Datagram> UdpSocket::receive(int timeoutMs) const {
+std::optional<UdpSocket::Datagram> UdpSocket::receive(int timeoutMs) {
   pollfd waiting{fd_, POLLIN, 0};
   if (poll(&waiting, 1, timeoutMs) <= 0) return std::nullopt;
   Datagram datagram;
-  datagram.bytes.resize(kLongestPacket);
-  sockaddr_in from{};
-  socklen_t length = sizeof from;
-  const ssize_t size = recvfrom(fd_, datagram.bytes.data(), datagram.bytes.size(), MSG_DONTWAIT,
-                                reinterpret_cast<sockaddr*>(&from), &length);
+  datagram.bytes.resize(kLongestDatagram);
+  SystemAddress from;
+  iovec part{datagram.bytes.data(), datagram.bytes.size()};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof dropped_)];
+  msghdr message{};
+  message.msg_name = from.get();
+  message.msg_namelen = from.length;
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  message.msg_control = control;
+  message.msg_controllen = sizeof control;
+  const ssize_t size = recvmsg(fd_, &message, MSG_DONTWAIT);
   if (size < 0) return std::nullopt;
+  for (cmsghdr* at = CMSG_FIRSTHDR(&message); at != nullptr; at = CMSG_NXTHDR(&message, at)) {
+    if (at->cmsg_level == SOL_SOCKET && at->cmsg_type == SO_RXQ_OVFL) {
+      std::memcpy(&dropped_, CMSG_DATA(at), sizeof dropped_);
+    }
+  }
   datagram.bytes.resize(static_cast<std::size_t>(size));
   datagram.from = fromSystem(from);
   return datagram;

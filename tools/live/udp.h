@@ -1,25 +1,15 @@
-// Datagrams over IPv4.
+// Datagrams over IPv4 and IPv6.
 #ifndef QRX_TOOLS_LIVE_UDP_H_
 #define QRX_TOOLS_LIVE_UDP_H_
 
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
 
+#include "tools/live/endpoint.h"
 #include "tools/live/packet.h"
 
 namespace qrx::tool {
-
-struct Endpoint {
-  std::uint32_t address = 0x7F000001;  // in host order; loopback unless told otherwise
-  std::uint16_t port = 0;
-
-  // "192.0.2.1:5000", ":5000" or "5000"; the latter two are on loopback. Usage error otherwise.
-  static Endpoint parse(const std::string& text);
-  std::string text() const;
-  bool operator==(const Endpoint&) const = default;
-};
 
 class UdpSocket {
  public:
@@ -37,10 +27,13 @@ class UdpSocket {
     Endpoint from;
   };
   // Waits so long at most; 0 looks and returns.
-  std::optional<Datagram> receive(int timeoutMs) const;
+  std::optional<Datagram> receive(int timeoutMs);
+  // Datagrams that came and found no room in the system's buffer, as far as is known yet.
+  std::uint32_t dropped() const { return dropped_; }
 
  private:
   int fd_;
+  std::uint32_t dropped_ = 0;
 };
 
 }  // namespace qrx::tool

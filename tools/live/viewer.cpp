@@ -1,7 +1,7 @@
 // Receiving, decoding and repair of the viewer.
 #include "tools/live/viewer.h"
 
-#include <random>
+#include <algorithm>
 #include <utility>
 
 namespace qrx::tool {
@@ -9,75 +9,233 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kHelloEvery{300};
-constexpr milliseconds kRepairEvery{10};
+constexpr milliseconds kAskEvery{100}, kAliveEvery{100}, kRepairEvery{10};
+constexpr milliseconds kServerSilent{1200};
+constexpr milliseconds kBusyAfter{1300};  // one that was here before may be gone by then
+constexpr std::size_t kTicketsKept = 8;
 constexpr std::size_t kLongestQueue = 8192;  // beyond this, packets are as good as lost
 
 }  // namespace
 
-Viewer::Viewer(codec::Decompressor& decompressor, const Endpoint& server, int decoders)
-    : socket_(Endpoint{server.address == 0x7F000001 ? server.address : 0, 0}),
-      server_(server),
-      assembler_(decompressor) {
+Viewer::Viewer(codec::Decompressor& decompressor, const ViewerOptions& options)
+    : options_(options), socket_(Endpoint::toReach(options.server)), assembler_(decompressor) {
   threads_.emplace_back([this](const std::stop_token& stop) { receive(stop); });
-  for (int i = 0; i < decoders; ++i) {
+  for (int i = 0; i < options.decoders; ++i) {
     threads_.emplace_back([this](const std::stop_token& stop) { decode(stop); });
   }
 }
 
-Viewer::~Viewer() {
+void Viewer::leave() {
+  if (threads_.empty()) return;
+  threads_.front().request_stop();
+  threads_.front().join();
+  {
+    std::unique_lock lock(mutex_);
+    arrived_.wait(lock, [this] { return queue_.empty() && decoding_ == 0 && !hearing_; });
+  }
   for (std::jthread& thread : threads_) thread.request_stop();
   threads_.clear();
-  constexpr int kTimes = 3;  // the network may lose some
-  for (int i = 0; i < kTimes; ++i) socket_.send(server_, serialise(Bye{}));
+}
+
+LinkStatistics Viewer::link() const {
+  const std::lock_guard lock(mutex_);
+  return link_;
+}
+
+std::string Viewer::lastNotice() const {
+  const std::lock_guard lock(mutex_);
+  return notice_;
 }
 
 void Viewer::receive(const std::stop_token& stop) {
-  const Hello hello{std::random_device{}() | 1};
-  Clock::time_point helloDue = Clock::now(), repairDue = helloDue;
   while (!stop.stop_requested()) {
-    const Clock::time_point now = Clock::now();
-    if (now >= helloDue) {
-      helloDue = now + kHelloEvery;
-      socket_.send(server_, serialise(hello));
-    }
-    if (now >= repairDue) {
-      repairDue = now + kRepairEvery;
-      askForRepair(now);
-    }
+    tick(Clock::now());
     auto datagram = socket_.receive(static_cast<int>(kRepairEvery.count()));
-    if (datagram && datagram->from == server_) take(std::move(datagram->bytes));
+    if (datagram && datagram->from == options_.server) take(*datagram);
+    countLink();
+  }
+  sayGoodbye();
+  countLink();
+}
+
+void Viewer::tick(Clock::time_point now) {
+  const std::string server = options_.server.text();
+  if (state_ == ViewerState::kServed && now - heard_ > kServerSilent) {
+    enter(ViewerState::kSilent, "the server at " + server + " fell silent; asking on");
+  }
+  if (state_ != ViewerState::kServed && now >= askDue_) {
+    askDue_ = now + kAskEvery;
+    ask();
+  }
+  if (channel_.session() == 0 || closed_) return;
+  if (now >= aliveDue_) {
+    aliveDue_ = now + kAliveEvery;
+    tell(Alive{clockMicroseconds()});
+  }
+  if (state_ == ViewerState::kServed && now >= repairDue_) {
+    repairDue_ = now + kRepairEvery;
+    std::vector<std::uint32_t> indexes = assembler_.toRepair(now);
+    if (!indexes.empty()) tell(RepairRequest{std::move(indexes)});
   }
 }
 
-void Viewer::take(Packet datagram) {
-  if (looksLikeControl(datagram)) {
-    const auto message = parseControl(datagram);
-    if (!message) return;
-    if (const auto* info = std::get_if<FrameInfo>(&*message))
-      assembler_.announce(*info, Clock::now());
-    if (const auto* list = std::get_if<Superseded>(&*message)) assembler_.supersede(*list);
+void Viewer::ask() {
+  tickets_.push_back(randomNumber());
+  if (tickets_.size() > kTicketsKept) tickets_.pop_front();
+  const Hello hello{number_, tickets_.back(), offered_};
+  socket_.send(options_.server, sealLoose(options_.key, PayloadKind::kFromViewer, hello));
+}
+
+void Viewer::take(UdpSocket::Datagram& datagram) {
+  EnvelopeHead head;
+  Arrival arrival = openEnvelope(options_.key, datagram.bytes, head);
+  const bool loose =
+      arrival == Arrival::kFresh && head.session == 0 && head.kind == PayloadKind::kFromServer;
+  if (arrival == Arrival::kFresh && !loose) arrival = channel_.admit(head);
+  {
+    const std::lock_guard lock(mutex_);
+    ++link_.arrivals[arrival];
+  }
+  if (arrival != Arrival::kFresh) return;
+  if (!loose) {
+    heard_ = Clock::now();
+    if (state_ != ViewerState::kServed && !closed_) {
+      enter(ViewerState::kServed, "connected to " + options_.server.text());
+    }
+  }
+  if (!loose && head.kind == PayloadKind::kPacket) {
+    return queue({std::move(datagram.bytes), std::nullopt, head});
+  }
+  auto message = parseControl(datagram.bytes);
+  if (!message) return;
+  const auto* welcome = std::get_if<Welcome>(&*message);
+  if (loose && welcome != nullptr) return takeWelcome(*welcome);
+  if (!loose) takeControl(std::move(*message), head);
+}
+
+void Viewer::takeWelcome(const Welcome& welcome) {
+  if (std::find(tickets_.begin(), tickets_.end(), welcome.ticket) == tickets_.end()) return;
+  if (welcome.session == 0) {
+    offered_ = 0;
+    if (state_ == ViewerState::kAsking && Clock::now() - start_ > kBusyAfter) {
+      enter(ViewerState::kBusy,
+            "the server at " + options_.server.text() + " is busy with another viewer");
+    }
     return;
   }
+  if (welcome.session == offered_ && welcome.session == channel_.session()) return;
+  offered_ = welcome.session;
+  arrivedBefore_ += channel_.arrived();
+  lostBefore_ += channel_.lost();
+  if (channel_.session() != 0) enter(state_, "a new session: the server was started again");
+  closed_ = false;
+  channel_ = Channel(options_.key, PayloadKind::kFromViewer, offered_);
+  leastTrip_ = UINT64_MAX;
+  {
+    const std::lock_guard lock(mutex_);
+    ++link_.sessions;
+  }
+  tickets_.clear();
+  ask();  // brings the number back
+}
+
+void Viewer::takeControl(ControlMessage message, const EnvelopeHead& head) {
+  if (const auto* list = std::get_if<Superseded>(&message)) return assembler_.supersede(*list);
+  if (const auto* alive = std::get_if<Alive>(&message)) return takeEcho(*alive, head);
+  if (!std::holds_alternative<Closing>(message)) return queue({{}, std::move(message), head});
+  closed_ = true;
+  offered_ = 0;
+  tell(Bye{});
+  if (state_ != ViewerState::kEnded) {
+    enter(ViewerState::kEnded, "the server at " + options_.server.text() + " has ended");
+  }
+}
+
+void Viewer::queue(Queued item) {
   const std::lock_guard lock(mutex_);
   if (queue_.size() >= kLongestQueue) return;
-  queue_.push_back(std::move(datagram));
+  queue_.push_back(std::move(item));
   arrived_.notify_one();
 }
 
-void Viewer::askForRepair(Clock::time_point now) {
-  std::vector<std::uint32_t> indexes = assembler_.toRepair(now);
-  if (!indexes.empty()) socket_.send(server_, serialise(RepairRequest{std::move(indexes)}));
+void Viewer::hear(const ControlMessage& message, const EnvelopeHead& head) {
+  if (const auto* changes = std::get_if<Changes>(&message)) assembler_.changes(*changes);
+  const auto* info = std::get_if<FrameInfo>(&message);
+  if (info == nullptr) return;
+  assembler_.announce(*info, Clock::now());
+  const std::lock_guard lock(mutex_);
+  if (!clockOffset_) return;
+  const std::int64_t took = static_cast<std::int64_t>(clockMicroseconds()) + *clockOffset_ -
+                            static_cast<std::int64_t>(head.sent) + info->ageMicroseconds;
+  const double ms = static_cast<double>(took) / 1000;
+  link_.latencyMs += (ms - link_.latencyMs) * (link_.latencyMs == 0 ? 1 : 0.1);
+}
+
+// The least round trip tells the difference of the clocks best.
+void Viewer::takeEcho(const Alive& alive, const EnvelopeHead& head) {
+  const std::uint64_t now = clockMicroseconds();
+  if (alive.time > now || now - alive.time >= leastTrip_) return;
+  leastTrip_ = now - alive.time;
+  const std::lock_guard lock(mutex_);
+  clockOffset_ =
+      static_cast<std::int64_t>(head.sent) - static_cast<std::int64_t>(alive.time + leastTrip_ / 2);
+  link_.roundTripMs = static_cast<double>(leastTrip_) / 1000;
+}
+
+void Viewer::enter(ViewerState state, const std::string& text) {
+  state_ = state;
+  {
+    const std::lock_guard lock(mutex_);
+    notice_ = text;
+  }
+  options_.notice(text);
+}
+
+// The answer tells how many datagrams the server has sent in all.
+void Viewer::sayGoodbye() {
+  if (channel_.session() == 0 || closed_) return;
+  const Clock::time_point end = Clock::now() + milliseconds(500);
+  Clock::time_point due{};
+  options_.notice = [](const std::string&) {};
+  while (!closed_ && Clock::now() < end) {
+    if (Clock::now() >= due) {
+      due = Clock::now() + milliseconds(60);
+      tell(Bye{});
+    }
+    auto datagram = socket_.receive(10);
+    if (datagram && datagram->from == options_.server) take(*datagram);
+  }
+}
+
+void Viewer::countLink() {
+  const std::lock_guard lock(mutex_);
+  link_.state = state_;
+  link_.arrived = arrivedBefore_ + channel_.arrived();
+  link_.lost = lostBefore_ + channel_.lost();
+  link_.dropped = socket_.dropped();
 }
 
 void Viewer::decode(const std::stop_token& stop) {
   std::unique_lock lock(mutex_);
-  while (arrived_.wait(lock, stop, [this] { return !queue_.empty(); })) {
-    Packet packet = std::move(queue_.front());
+  const auto ready = [this] { return !queue_.empty() && !hearing_; };
+  while (arrived_.wait(lock, stop, ready)) {
+    Queued item = std::move(queue_.front());
     queue_.pop_front();
-    lock.unlock();
-    assembler_.take(packet, Clock::now());
-    lock.lock();
+    if (item.message) {
+      hearing_ = true;
+      arrived_.wait(lock, [this] { return decoding_ == 0; });
+      lock.unlock();
+      hear(*item.message, item.head);
+      lock.lock();
+      hearing_ = false;
+    } else {
+      ++decoding_;
+      lock.unlock();
+      assembler_.take(item.packet, Clock::now());
+      lock.lock();
+      --decoding_;
+    }
+    if (hearing_ || item.message || queue_.empty()) arrived_.notify_all();
   }
 }
 

@@ -1,43 +1,99 @@
-// The viewer's threads: one receives and asks for repair, some decode.
+// The viewer's threads: one keeps up the session, receives and asks for repair, some decode.
 #ifndef QRX_TOOLS_LIVE_VIEWER_H_
 #define QRX_TOOLS_LIVE_VIEWER_H_
 
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <stop_token>
+#include <string>
 #include <thread>
 #include <vector>
 
+#include "tools/live/channel.h"
 #include "tools/live/frame_assembler.h"
+#include "tools/live/link.h"
 #include "tools/live/udp.h"
 
 namespace qrx::tool {
 
+struct ViewerOptions {
+  Endpoint server;
+  Key key = publicKey();
+  int decoders = 2;
+  // From the viewer's own thread.
+  std::function<void(const std::string& text)> notice = [](const std::string&) {};
+};
+
 class Viewer {
  public:
-  // Starts asking the server for its window. `decoders` threads share the one decompressor.
-  Viewer(codec::Decompressor& decompressor, const Endpoint& server, int decoders);
-  ~Viewer();  // ends the threads and tells the server
+  // Starts asking the server for its window. The decoding threads share the one decompressor.
+  Viewer(codec::Decompressor& decompressor, const ViewerOptions& options);
+  ~Viewer() { leave(); }
   Viewer(const Viewer&) = delete;
   Viewer& operator=(const Viewer&) = delete;
 
+  // Tells the server, hears what it has sent so far, and ends the threads.
+  void leave();
+
   const FrameAssembler& assembler() const { return assembler_; }
+  LinkStatistics link() const;
+  // The latest notice.
+  std::string lastNotice() const;
 
  private:
   using Clock = std::chrono::steady_clock;
+  struct Queued {
+    Packet packet;
+    std::optional<ControlMessage> message;  // instead of a packet
+    EnvelopeHead head;
+  };
 
   void receive(const std::stop_token& stop);
-  void take(Packet datagram);
-  void askForRepair(Clock::time_point now);
+  void tick(Clock::time_point now);
+  void ask();
+  void take(UdpSocket::Datagram& datagram);
+  void takeWelcome(const Welcome& welcome);
+  void takeControl(ControlMessage message, const EnvelopeHead& head);
+  void takeEcho(const Alive& alive, const EnvelopeHead& head);
+  void enter(ViewerState state, const std::string& text);
+  // Packets side by side; what is said of a frame when all before it are done.
   void decode(const std::stop_token& stop);
+  void hear(const ControlMessage& message, const EnvelopeHead& head);
+  void queue(Queued item);
+  void sayGoodbye();
+  void countLink();
+  void tell(const ControlMessage& message) {
+    socket_.send(options_.server, channel_.seal(message));
+  }
 
+  ViewerOptions options_;
   UdpSocket socket_;
-  Endpoint server_;
   FrameAssembler assembler_;
-  std::mutex mutex_;
+
+  // Of the receiving thread.
+  Channel channel_;
+  const std::uint64_t number_ = randomNumber();
+  std::deque<std::uint64_t> tickets_;  // of the latest hellos
+  std::uint64_t offered_ = 0;          // session number of the latest welcome
+  ViewerState state_ = ViewerState::kAsking;
+  Clock::time_point start_ = Clock::now(), heard_{}, askDue_{}, aliveDue_{}, repairDue_{};
+  bool closed_ = false;
+  std::uint64_t leastTrip_ = UINT64_MAX;
+  std::uint64_t arrivedBefore_ = 0, lostBefore_ = 0;  // in earlier sessions
+
+  mutable std::mutex mutex_;
   std::condition_variable_any arrived_;
-  std::deque<Packet> queue_;  // guarded by the mutex
+  // Guarded by the mutex.
+  std::deque<Queued> queue_;
+  int decoding_ = 0;                         // packets that are being decoded
+  bool hearing_ = false;                     // none may be taken from the queue
+  std::optional<std::int64_t> clockOffset_;  // the server's clock less ours
+  LinkStatistics link_;
+  std::string notice_;
+
   std::vector<std::jthread> threads_;
 };
 

@@ -3,18 +3,25 @@
 #define QRX_TOOLS_LIVE_VIEWER_WINDOW_H_
 
 #include <atomic>
+#include <functional>
 #include <string>
 
 #include "tools/live/frame_assembler.h"
+#include "tools/live/link.h"
 
 namespace qrx::tool {
 
 extern const char kWindowKeys[];  // for --help
 
 struct WindowOptions {
-  bool tintMissing = false;
+  bool tint = false;
   std::string saveFolder = ".";
+  std::function<LinkStatistics()> link = [] { return LinkStatistics{}; };
+  std::function<std::string()> notice = [] { return std::string(); };  // shown unless served
 };
+
+// Throws Error where there is no display.
+void requireDisplay();
 
 // Shows the picture until it is closed, or `stop` becomes true. On the main thread. Throws Error
 // where there is no display.

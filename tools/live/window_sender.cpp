@@ -1,6 +1,7 @@
 // Compression of changed tiles, and the memory of what was sent.
 #include "tools/live/window_sender.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "tools/live/rectangle_encoder.h"
@@ -18,15 +19,15 @@ WindowSender::WindowSender(codec::Compressor& compressor, Size window,
   info_.window = options.window;
   info_.width = static_cast<std::uint32_t>(window.width);
   info_.height = static_cast<std::uint32_t>(window.height);
+  info_.tile = static_cast<std::uint32_t>(options.tile);
 }
 
 FrameInfo WindowSender::send(const Image& frame, std::uint32_t number,
                              std::vector<Packet>& packets) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
-  const std::size_t before = packets.size();
   marked_ = false;
-  for (const Box& box : changes_.update(frame)) {
+  for (const Box& box : changes_.update(frame, number)) {
     const RectangleJob job{options_.window, ++info_.latestIndex, options_.quality,
                            static_cast<std::uint8_t>(number)};
     EncodedRectangle rectangle = encodeRectangle(compressor_, frame, box, job);
@@ -38,9 +39,19 @@ FrameInfo WindowSender::send(const Image& frame, std::uint32_t number,
   const auto took =
       std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start).count();
   info_.frame = number;
-  info_.packetsSent += static_cast<std::uint32_t>(packets.size() - before);
   info_.encodeMicroseconds = static_cast<std::uint32_t>(took);
   return info_;
+}
+
+std::vector<Changes> WindowSender::changes() const {
+  const std::vector<std::uint32_t>& all = changes_.lastChanges();
+  std::vector<Changes> messages;
+  for (std::size_t first = 0; first < all.size(); first += kMostIndexes) {
+    const auto begin = all.begin() + static_cast<std::ptrdiff_t>(first);
+    const auto count = static_cast<std::ptrdiff_t>(std::min(kMostIndexes, all.size() - first));
+    messages.push_back({info_.frame, static_cast<std::uint32_t>(first), {begin, begin + count}});
+  }
+  return messages;
 }
 
 Superseded WindowSender::repair(const RepairRequest& request) {
@@ -67,7 +78,6 @@ void WindowSender::restart(std::uint32_t session) {
   sent_.clear();
   info_.session = session;
   info_.firstIndex = info_.latestIndex + 1;
-  info_.packetsSent = 0;
 }
 
 }  // namespace qrx::tool

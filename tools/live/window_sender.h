@@ -36,6 +36,9 @@ class WindowSender {
   // packets of before stay old.
   void restart(std::uint32_t session);
 
+  // For each tile the frame of its last change, in as many messages as that takes.
+  std::vector<Changes> changes() const;
+
   // The latest frame's description; before the first frame, the window's.
   const FrameInfo& latest() const { return info_; }
 

@@ -15,9 +15,14 @@ class WireWriter {
   void u32(std::uint32_t value) {
     for (int shift = 0; shift < 32; shift += 8) u8(static_cast<std::uint8_t>(value >> shift));
   }
-  void bytes(std::span<const std::uint8_t> data) {
-    for (const std::uint8_t byte : data) u8(byte);
+  void u64(std::uint64_t value) {
+    u32(static_cast<std::uint32_t>(value));
+    u32(static_cast<std::uint32_t>(value >> 32));
   }
+  void bytes(std::span<const std::uint8_t> data) {
+    data_.insert(data_.end(), data.begin(), data.end());
+  }
+  void reserve(std::size_t size) { data_.reserve(size); }
   std::span<const std::uint8_t> written() const { return data_; }
   std::vector<std::uint8_t> take() { return std::move(data_); }
 
@@ -38,6 +43,10 @@ class WireReader {
     std::uint32_t value = 0;
     for (int shift = 0; shift < 32; shift += 8) value |= std::uint32_t{u8()} << shift;
     return value;
+  }
+  std::uint64_t u64() {
+    const std::uint64_t low = u32();
+    return low | std::uint64_t{u32()} << 32;
   }
   std::span<const std::uint8_t> bytes(std::size_t count) {
     if (count > data_.size()) {

@@ -3,9 +3,10 @@
 
 #include <dlfcn.h>
 
-#include <filesystem>
 #include <limits>
 #include <string>
+
+#include "tools/host/library.h"
 
 namespace qrx::tool {
 namespace {
@@ -36,8 +37,7 @@ int samplingNumber(Sampling sampling) {
 }  // namespace
 
 ModeEncoder::ModeEncoder() {
-  const std::string path =
-      std::filesystem::read_symlink("/proc/self/exe").replace_filename(kModule).string();
+  const std::string path = besideProgram(kModule);
   void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (module == nullptr) throw Error(std::string("the modes' module does not load: ") + dlerror());
   encode_ = reinterpret_cast<EncodeFn>(dlsym(module, "qrxToolEncode"));

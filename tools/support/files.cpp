@@ -2,6 +2,7 @@
 #include "tools/support/files.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,6 +70,23 @@ void setDefaultMode(int fd) {
   (void)fchmod(fd, 0666 & ~mask);
 }
 
+// An interruption comes when the temporary file has gone. Other threads are to take no signals.
+class SignalsLater {
+ public:
+  SignalsLater() {
+    sigset_t interruptions;
+    sigemptyset(&interruptions);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&interruptions, signal);
+    pthread_sigmask(SIG_BLOCK, &interruptions, &before_);
+  }
+  ~SignalsLater() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsLater(const SignalsLater&) = delete;
+  SignalsLater& operator=(const SignalsLater&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
 // Removes a temporary file unless it was renamed.
 struct TemporaryFile {
   std::string path;
@@ -94,6 +112,7 @@ void replaceFile(const std::string& path, std::span<const std::uint8_t> data, bo
   const fs::path target =
       fs::is_symlink(path, ignored) ? fs::weakly_canonical(path) : fs::path(path);
   std::string name = target.string() + ".XXXXXX";
+  const SignalsLater later;
   const Descriptor file(mkstemp(name.data()));
   if (file.get() < 0) fail(path, errno);
   TemporaryFile temporary{name};
@@ -107,6 +126,16 @@ void replaceFile(const std::string& path, std::span<const std::uint8_t> data, bo
   temporary.keep = true;
 }
 
+// Of a regular file. Those without a size are the system's own, and made as they are read.
+void checkUnchanged(const std::string& path, int fd, const struct stat& before) {
+  struct stat now;
+  if (!S_ISREG(before.st_mode) || before.st_size == 0 || fstat(fd, &now) != 0) return;
+  if (now.st_size != before.st_size || now.st_mtim.tv_sec != before.st_mtim.tv_sec ||
+      now.st_mtim.tv_nsec != before.st_mtim.tv_nsec) {
+    throw Error(displayName(path) + ": changed while it was read: try again when it is written");
+  }
+}
+
 }  // namespace
 
 std::string displayName(const std::string& path) {
@@ -115,7 +144,8 @@ std::string displayName(const std::string& path) {
 
 std::vector<std::uint8_t> readFile(const std::string& path) {
   const Descriptor file(isStream(path) ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (file.get() < 0) fail(path, errno);
+  struct stat before;
+  if (file.get() < 0 || fstat(file.get(), &before) != 0) fail(path, errno);
   std::vector<std::uint8_t> data;
   constexpr std::size_t kFirstChunk = 1 << 16;
   for (std::size_t used = 0;;) {
@@ -124,6 +154,7 @@ std::vector<std::uint8_t> readFile(const std::string& path) {
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) fail(path, errno);
     used += static_cast<std::size_t>(count);
+    if (count == 0 || used > kFirstChunk) checkUnchanged(path, file.get(), before);
     if (count == 0) {
       data.resize(used);
       return data;

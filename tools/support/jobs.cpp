@@ -1,7 +1,9 @@
 // fork, with anonymous files as standard output and standard error.
 #include "tools/support/jobs.h"
 
+#include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,9 +75,14 @@ class Jobs {
     auto job = std::make_unique<Job>(index);
     std::fflush(stdout);
     std::fflush(stderr);
+    const pid_t parent = getpid();
     const pid_t pid = fork();
     if (pid < 0) throw Error(std::string("cannot start a job: ") + std::strerror(errno));
-    if (pid == 0) workInChild(*job, work_);
+    if (pid == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGTERM);  // whoever ends the parent means all of it
+      if (getppid() != parent) raise(SIGTERM);
+      workInChild(*job, work_);
+    }
     running_.emplace(pid, std::move(job));
   }
 

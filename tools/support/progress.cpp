@@ -2,6 +2,7 @@
 #include "tools/support/progress.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -24,6 +25,10 @@ Progress::Progress(std::string label, int total, bool quiet)
   if (quiet || isatty(STDERR_FILENO) != 1) return;
   terminal_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (terminal_ < 0) return;
+  // Signals are the main thread's.
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
   drawer_ = std::thread([this] {
     std::unique_lock lock(mutex_);
     auto pause = kFirst;
@@ -32,6 +37,7 @@ Progress::Progress(std::string label, int total, bool quiet)
       pause = kBetween;
     }
   });
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 Progress::~Progress() {

@@ -1,0 +1,45 @@
+// Sequence numbers.
+#include "tools/live/channel.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace qrx::tool {
+
+bool ReplayWindow::admit(std::uint64_t sequence) {
+  if (sequence == 0 || sequence + kReach <= highest_) return false;
+  if (sequence > highest_) {
+    const std::uint64_t skipped = std::min(sequence - highest_, kReach);
+    for (std::uint64_t i = 0; i < skipped; ++i) seen_[(sequence - i) % kReach] = false;
+    highest_ = sequence;
+  }
+  if (seen_[sequence % kReach]) return false;
+  seen_[sequence % kReach] = true;
+  ++distinct_;
+  return true;
+}
+
+std::uint64_t ArrivalCounts::refused() const {
+  std::uint64_t sum = 0;
+  for (const std::uint64_t count : counts) sum += count;
+  return sum - (*this)[Arrival::kFresh];
+}
+
+std::uint64_t clockMicroseconds() {
+  const auto now = std::chrono::steady_clock::now().time_since_epoch();
+  return static_cast<std::uint64_t>(
+      std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+}
+
+Arrival Channel::admit(const EnvelopeHead& head) {
+  const bool ownSide =
+      head.kind == out_ || (head.kind == PayloadKind::kPacket && out_ == PayloadKind::kFromServer);
+  if (session_ == 0 || head.session != session_ || ownSide) return Arrival::kOtherSession;
+  return window_.admit(head.sequence) ? Arrival::kFresh : Arrival::kReplayed;
+}
+
+Packet sealLoose(const Key& key, PayloadKind kind, const ControlMessage& message) {
+  return sealEnvelope(key, {kEnvelopeVersion, kind, 0, 0, clockMicroseconds()}, serialise(message));
+}
+
+}  // namespace qrx::tool

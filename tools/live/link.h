@@ -1,0 +1,33 @@
+// How a viewer stands with its server.
+#ifndef QRX_TOOLS_LIVE_LINK_H_
+#define QRX_TOOLS_LIVE_LINK_H_
+
+#include <cstdint>
+
+#include "tools/live/channel.h"
+
+namespace qrx::tool {
+
+enum class ViewerState {
+  kAsking,  // no word yet
+  kBusy,    // the server has another viewer
+  kServed,
+  kSilent,  // no word any more; it goes on asking
+  kEnded,   // the server said that it ends
+};
+
+// What is known of the line to the server.
+struct LinkStatistics {
+  ViewerState state = ViewerState::kAsking;
+  std::uint64_t sessions = 0;
+  std::uint64_t arrived = 0;  // datagrams of this session and those before it
+  std::uint64_t lost = 0;     // sent by the server and not arrived
+  std::uint64_t dropped = 0;  // of these, by this machine for lack of room
+  ArrivalCounts arrivals;
+  double roundTripMs = 0;  // the least one of the session; 0: not known
+  double latencyMs = 0;    // estimated, from a frame's being there to its last word here
+};
+
+}  // namespace qrx::tool
+
+#endif  // QRX_TOOLS_LIVE_LINK_H_
