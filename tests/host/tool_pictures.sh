@@ -180,7 +180,7 @@ done <<'REASONS'
 arithmetic.jpg|arithmetic
 apart.jpg|not interleaved
 12.jpg|12 bits
-huge.jpg|65535x65535 is too large, 4294836225 pixels: --max-pixels allows 200000000
+huge.jpg|65535x65535 is too large, 4294836225 pixels, and --max-pixels allows 200000000
 empty|an empty file
 text|a text
 exif.png|a PNG
@@ -193,13 +193,13 @@ while IFS='|' read -r arguments text; do
   expect 1 "$tool" $arguments
   grep -qE -- "$text" err || fail "limits: $arguments: $(cat err)"
 done <<'LIMITS'
-decode 444.jpg none.ppm --max-pixels 83k|333x251 is too large, 83583 pixels: --max-pixels allows 83000$
-encode exif.png none.jpg --max-pixels 15k|exif.png: 96x160 is too large, .*--max-pixels allows 15000$
-encode picture.ppm none.jpg --max-memory 300Ki|too much memory, 334332 bytes: --max-memory allows 307200$
-psnr picture.raw picture.ppm --size 333x251 --max-pixels 1|--max-pixels allows 1$
-decode progressive-444.jpg none.ppm --max-memory 600k|--max-memory allows 600000$
-decode progressive-444.jpg none.ppm --max-scans 9|too many scans, 10 scans: --max-scans allows 9$
-unpack some.qpk none.png --max-pixels 83k|--max-pixels allows 83000$
+decode 444.jpg none.ppm --max-pixels 83k|333x251 is too large, 83583 pixels, and --max-pixels allows 83000:
+encode exif.png none.jpg --max-pixels 15k|exif.png: 96x160 is too large, .*--max-pixels allows 15000:
+encode picture.ppm none.jpg --max-memory 300Ki|too much memory, 334332 bytes, and --max-memory allows 307200:
+psnr picture.raw picture.ppm --size 333x251 --max-pixels 1|--max-pixels allows 1:
+decode progressive-444.jpg none.ppm --max-memory 600k|--max-memory allows 600000:
+decode progressive-444.jpg none.ppm --max-scans 9|too many scans, 10 scans, and --max-scans allows 9:
+unpack some.qpk none.png --max-pixels 83k|--max-pixels allows 83000:
 LIMITS
 expect 0 "$tool" decode progressive-444.jpg limits.ppm --max-scans 10 --max-memory 1M --max-pixels 84k
 expect 64 "$tool" decode 444.jpg none.ppm --max-pixels 5T

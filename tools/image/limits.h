@@ -33,8 +33,8 @@ struct Limits {
   static void check(const std::string& what, std::uint64_t count, std::uint64_t most,
                     const char* unit, const char* option) {
     if (count <= most) return;
-    throw Error(what + ", " + std::to_string(count) + " " + unit + ": " + option + " allows " +
-                std::to_string(most));
+    throw Error(what + ", " + std::to_string(count) + " " + unit + ", and " + option + " allows " +
+                std::to_string(most) + ": allow more if that is meant");
   }
 };
 
