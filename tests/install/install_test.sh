@@ -18,6 +18,20 @@ echo "== CMake package"
 "$cmake" --build "$scratch/build" >/dev/null
 "$scratch/build/consumer"
 
+if [ -x "$prefix/bin/qrx-jpeg" ]; then
+  echo "== the tool, from where it was installed"
+  tool=$prefix/bin/qrx-jpeg
+  "$tool" version --json | grep "\"library\":\"$prefix/.*libqrx_jpeg.so"
+  "$tool" scene --size 64x48 "$scratch" >/dev/null
+  for mode in baseline lossless; do # through the library, and through the module beside it
+    "$tool" encode "$scratch/frame00000.png" "$scratch/$mode.jpg" --gray --mode $mode
+  done
+  for file in man/man1/qrx-jpeg.1 bash-completion/completions/qrx-jpeg \
+    zsh/site-functions/_qrx-jpeg fish/vendor_completions.d/qrx-jpeg.fish; do
+    [ -s "$prefix/share/$file" ] || { echo "not installed: $file"; exit 1; }
+  done
+fi
+
 echo "== each header by itself, as C++17"
 for header in "$prefix"/include/qrx/*.h; do
   echo "#include \"qrx/$(basename "$header")\"" |
