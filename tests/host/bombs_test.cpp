@@ -148,6 +148,13 @@ TEST_F(Bombs, Scans) {
   explode("progressive, DC refinements without end",
           body + repeated(scan({0, 0, 1, 0, 2, 0}, 0, 0, 0x10) + Bytes(2), kScans) + end, true,
           progressive_);
+  explode("progressive, a table between scans without end",
+          body +
+              repeated(segment(0xDB, byte(3) + Bytes(64, 1)) +
+                           scan({0, 0, 1, 0, 2, 0}, 0, 0, 0x10) + Bytes(2),
+                       kScans) +
+              end,
+          true, progressive_);
   explode("progressive, AC refinements without end",
           body + repeated(scan({0, 0}, 1, 63, 0x10) + Bytes(2), kScans) + end, true, progressive_);
   explode(

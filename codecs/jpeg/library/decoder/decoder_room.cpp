@@ -32,6 +32,7 @@ DecoderRoom* DecoderRoom::of(CJPEGDecoder& decoder) {
 void DecoderRoom::startImage() {
   linesWritten = 0;
   scansSeen = 0;
+  pixelsShown = 0;
   outputDue = false;
   forgetDestination();
 }

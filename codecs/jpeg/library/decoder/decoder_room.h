@@ -62,9 +62,10 @@ struct DecoderRoom {
   void startImage();
   void forgetDestination();
 
-  int linesWritten = 0;    // of the destination, by this image
-  int scansSeen = 0;       // of the data run so far
-  bool outputDue = false;  // a complete progressive image whose last scan was not shown yet
+  int linesWritten = 0;          // of the destination, by this image
+  int scansSeen = 0;             // of the data run so far
+  std::int64_t pixelsShown = 0;  // before its end
+  bool outputDue = false;        // a complete progressive image whose last scan was not shown yet
 
   // Of the destination, beside what SetDestination tells; SetSource forgets it.
   bool fourBytes = false;  // pixels of three channels have a fourth byte, which stays as it is

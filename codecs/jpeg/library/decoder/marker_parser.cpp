@@ -15,6 +15,9 @@ constexpr int kEndOfRun = 1;
 
 // A small file must not keep a core busy with scan after scan.
 constexpr int kMaxProgressiveScans = 100;
+// Nor must one that makes a large picture be shown again and again on the way: behind so many
+// pixels nothing more is looked at. Pictures of up to 2.6 megapixels have that many with 100 scans.
+constexpr std::int64_t kMaxPixelsShown = std::int64_t{1} << 28;
 
 // Whether a segment brings what the output stage works by: tables, or the transform that decides
 // the colours.
@@ -49,6 +52,7 @@ int readPixels(CJPEGDecoder& d) {
   DecoderRoom* const room = DecoderRoom::of(d);
   if (room == nullptr) return JPEG_OUT_OF_MEMORY;
   room->scansSeen = 0;
+  room->pixelsShown = 0;
   room->outputDue = false;
   return d.ParseJPEGBitStream(JPEG_READ_DATA);
 }
@@ -77,6 +81,7 @@ class MarkerRun {
   int parseScan();
   int decodeScan();
   int decodeProgressiveScan();
+  int showOnTheWay();
 
   CJPEGDecoder& decoder_;
   const _JPEG_OPERATION op_;
@@ -101,7 +106,7 @@ int MarkerRun::run() {
 }
 
 int MarkerRun::parseMarker() {
-  if (outputDue() && changesPicture(decoder_.marker)) QRX_TRY(showProgressive());
+  if (outputDue() && changesPicture(decoder_.marker)) QRX_TRY(showOnTheWay());
   if (isRestartMarker(decoder_.marker)) return decoder_.ParseRST();
   switch (decoder_.marker) {
     case JPEG_MARKER_SOF0:
@@ -187,7 +192,14 @@ int MarkerRun::decodeProgressiveScan() {
   // picture at the end does. Good scans of an incomplete image are not, and leave what a failed one
   // has shown.
   room_->outputDue = complete;
-  return complete || result == JPEG_NO_ERROR ? JPEG_NO_ERROR : showProgressive();
+  return complete || result == JPEG_NO_ERROR ? JPEG_NO_ERROR : showOnTheWay();
+}
+
+int MarkerRun::showOnTheWay() {
+  QRX_TRY(showProgressive());
+  const CJPEGDecoder& d = decoder_;
+  room_->pixelsShown += std::int64_t{d.strip_stride} * d.strip_rows;
+  return room_->pixelsShown > kMaxPixelsShown ? kEndOfRun : JPEG_NO_ERROR;
 }
 
 int MarkerRun::showProgressive() {
