@@ -14,6 +14,7 @@ constexpr std::uint32_t kFarAhead = 1024;  // an index beyond the expected one b
 constexpr milliseconds kQuiet{40};         // reordering has settled by then
 constexpr milliseconds kAskAgain{120};
 constexpr std::size_t kRemembered = 4096;  // rectangles, complete ones included
+constexpr std::size_t kMostExpected = 16 * kRemembered;
 
 // The frame that a context byte speaks of: the one nearest to the latest that is known.
 std::uint32_t frameOf(std::uint8_t contextByte, std::uint32_t latest) {
@@ -78,6 +79,7 @@ Verdict FrameAssembler::examine(Buffer& buffer, const Packet& packet, Placement&
   if (!statistics_.latest || decompressor_.getWindow(&buffer) != statistics_.latest->window) {
     return Verdict::kOtherWindow;
   }
+  placement.picture = pictureNumber_;
   placement.frame = frameOf(head->contextByte, statistics_.latest->frame);
   placement.box = boxInWindow(static_cast<int>(x), static_cast<int>(y), static_cast<int>(width),
                               static_cast<int>(height), picture_.size);
@@ -88,6 +90,7 @@ Verdict FrameAssembler::examine(Buffer& buffer, const Packet& packet, Placement&
 // Whether the packet brings anything new.
 Verdict FrameAssembler::admit(const Placement& placement, Clock::time_point now) {
   const std::lock_guard lock(mutex_);
+  if (placement.picture != pictureNumber_) return Verdict::kLate;
   if (placement.index == 0 || placement.index > expected_ + kFarAhead) return Verdict::kBadHead;
   expectUpTo(placement.index, now);
   const auto found = rectangles_.find(placement.index);
@@ -126,6 +129,7 @@ Verdict FrameAssembler::decode(Buffer& buffer, const Placement& placement,
 
 Verdict FrameAssembler::place(const Placement& placement,
                               const std::vector<std::uint8_t>& staging) {
+  if (placement.picture != pictureNumber_) return Verdict::kLate;
   const auto found = rectangles_.find(placement.index);
   if (found == rectangles_.end()) return Verdict::kLate;
   Rectangle& rectangle = found->second;
@@ -184,9 +188,12 @@ void FrameAssembler::forgetOld() {
        at != rectangles_.end() && rectangles_.size() > kRemembered;) {
     at = at->second.complete() ? rectangles_.erase(at) : std::next(at);
   }
+  // Whoever announces more than anyone can repair takes no memory by it.
+  while (rectangles_.size() > kMostExpected) rectangles_.erase(rectangles_.begin());
 }
 
 void FrameAssembler::reset(const FrameInfo& info) {
+  ++pictureNumber_;
   picture_ = Image({static_cast<int>(info.width), static_cast<int>(info.height)});
   for (std::size_t i = 3; i < picture_.pixels.size(); i += 4) picture_.pixels[i] = 0xFF;
   stamps_.assign(picture_.pixels.size() / 4, 0);
@@ -215,7 +222,7 @@ void FrameAssembler::announce(const FrameInfo& info, Clock::time_point now) {
   }
   latest = info;
   statistics_.frames = std::uint64_t{info.frame} - firstFrame_ + 1;
-  if (info.latestIndex - std::min(info.latestIndex, expected_) <= kRemembered * 16) {
+  if (info.latestIndex - std::min(info.latestIndex, expected_) <= kMostExpected) {
     expectUpTo(info.latestIndex, now);
   }
 }

@@ -93,6 +93,7 @@ class FrameAssembler {
   };
   // A packet whose head has been checked against the window.
   struct Placement {
+    std::uint64_t picture = 0;  // that it was examined for: another thread may start a new one
     std::uint32_t index;
     Box box;
     PacketCells cells;
@@ -120,6 +121,7 @@ class FrameAssembler {
   std::size_t stamped_ = 0;
   AgeMap ages_;
   std::map<std::uint32_t, Rectangle> rectangles_;  // by index
+  std::uint64_t pictureNumber_ = 0;
   std::uint32_t firstFrame_ = 0;
   std::uint32_t awaited_ = 0;   // repairs are on their way up to this index
   std::uint32_t expected_ = 0;  // indexes up to here have been among them
