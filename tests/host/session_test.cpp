@@ -211,8 +211,11 @@ TEST(AgeMap, TellsHowLongACellHasBeenOutOfDate) {
   AgeMap map({20, 9});  // 3 by 2 cells, cut at the edges
   ASSERT_EQ(map.columns() * map.rows(), 6);
   const auto ages = [&](std::uint32_t now) {
-    std::vector<std::uint32_t> list;
-    for (int i = 0; i < 6; ++i) list.push_back(map.age(i % 3, i / 3, now));
+    std::vector<std::uint32_t> list(6);
+    for (std::size_t i = 0; i < list.size(); ++i) {
+      const int cell = static_cast<int>(i);
+      list[i] = map.age(cell % 3, cell / 3, now);
+    }
     return list;
   };
   using List = std::vector<std::uint32_t>;
