@@ -25,7 +25,7 @@ inline void setVariable(const char* name, const char* value) {
 
 // The content of a text from malloc, which is freed; "(null)" for null.
 inline std::string take(char* text) {
-  const std::string content = text == nullptr ? "(null)" : text;
+  std::string content = text == nullptr ? "(null)" : text;
   std::free(text);
   return content;
 }

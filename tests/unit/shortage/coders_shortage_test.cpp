@@ -65,7 +65,7 @@ struct Material {
 };
 
 std::shared_ptr<codec::Codec> newCodec() {
-  const std::shared_ptr<codec::Codec> codec(createCodec(), [](codec::Codec* c) { c->release(); });
+  std::shared_ptr<codec::Codec> codec(createCodec(), [](codec::Codec* c) { c->release(); });
   codec->getCompressor();
   codec->getDecompressor();
   return codec;
