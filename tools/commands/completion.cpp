@@ -59,8 +59,12 @@ std::string forZsh(const CLI::App& app) {
     cases += "    " + command->get_name() + ")\n      options=(\n";
     for (const CLI::Option* option : command->get_options()) {
       const std::string text = ":" + shortText(option->get_description()) + "'\n";
-      for (const std::string& name : option->get_lnames()) cases += "        '--" + name + text;
-      for (const std::string& name : option->get_snames()) cases += "        '-" + name + text;
+      for (const std::string& name : option->get_lnames()) {
+        cases.append("        '--").append(name).append(text);
+      }
+      for (const std::string& name : option->get_snames()) {
+        cases.append("        '-").append(name).append(text);
+      }
     }
     cases += "      )\n      ;;\n";
   }
