@@ -175,7 +175,8 @@ TEST(Server, GivesAStrangerNoMoreThanItSends) {
                                  forged.seal(RepairRequest{{1, 2, 3}}), hello(0)}) {
     send(datagram);
   }
-  take(150);
+  for (int i = 0; i < 20 && datagrams < 3; ++i) take(150);
+  take(150);  // no more than that
   EXPECT_EQ(datagrams, 3U);
   EXPECT_LE(got, sent);
   ASSERT_NE(welcome.session, 0U);
@@ -184,7 +185,7 @@ TEST(Server, GivesAStrangerNoMoreThanItSends) {
   startOver();
   const Packet opening = hello(welcome.session);
   send(opening);
-  take(60);
+  for (int i = 0; i < 50 && datagrams <= 20; ++i) take(60);
   EXPECT_GT(datagrams, 20U) << "the session has not begun";
   Channel channel(key, PayloadKind::kFromViewer, welcome.session);
   const Packet alive = channel.seal(Alive{1});
@@ -192,7 +193,7 @@ TEST(Server, GivesAStrangerNoMoreThanItSends) {
   send(channel.seal(Bye{}));
   do {
     startOver();
-    take(100);  // what was on its way
+    take(300);  // what was on its way
   } while (datagrams > 0);
   send(opening);  // again: that session is over
   send(alive);
