@@ -159,9 +159,10 @@ expect 0 "$tool" view --connect "$address:$port" --key key --snapshot one.png --
 kill -INT $server
 ends 'the server' $server 0
 
-# A snapshot of a picture with holes says so.
-serve 320x200 --listen :0
-"$tool" relay --listen :0 --to ":$port" --loss 40% --seed 2 >relay.out 2>relay.err &
+# A snapshot of a picture with holes says so. The line is so long that several frames are always on
+# their way to being repaired.
+serve 640x400 --listen :0
+"$tool" relay --listen :0 --to ":$port" --loss 40% --delay 150ms --seed 2 >relay.out 2>relay.err &
 relay=$!
 expect 2 "$tool" view --connect ":$(port_of relay.err)" --wait 10 --snapshot holes.png --after 30
 grep -qE 'holes.png: incomplete: [0-9.]+% of it is up to date' err || fail "holes: $(cat err)"
