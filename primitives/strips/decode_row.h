@@ -4,6 +4,7 @@
 
 #include "primitives/clear_block.h"
 #include "primitives/form.h"
+#include "primitives/strips/clean_bytes.h"
 #include "primitives/strips/row_reader.h"
 #include "primitives/strips/transform_row.h"
 #include "primitives/zigzag.h"
@@ -92,6 +93,57 @@ __attribute__((always_inline)) inline bool decodeBlock(const WideTable& dc, cons
   return k < kEndBehind + 63 && k >= kEndBehind ? takeEnd(ac, reader) : true;
 }
 
+// The same from data read ahead.
+__attribute__((always_inline)) inline bool decodeBlockAhead(const WideTable& dc,
+                                                            const WideTable& ac,
+                                                            CleanReader* reader, Ipp16s* lastDc,
+                                                            Ipp16s* block, bool* hasAc) {
+  clearBlock(block);
+  reader->refill();
+  const WideTable::Entry dcEntry = dc.entries[reader->peek()];
+  int difference = dcEntry.value;
+  if (__builtin_expect(dcEntry.bits != 0, 1)) {
+    reader->drop(dcEntry.bits);
+  } else {
+    const int symbol = reader->symbolAt(dcEntry, dc);
+    if (symbol < 0) return false;
+    difference = reader->value(symbol & 15);
+    reader->refill();
+  }
+  *lastDc = static_cast<Ipp16s>(*lastDc + difference);
+  block[0] = *lastDc;
+
+  int k = 0;
+  for (int lookUp = 1;; ++lookUp) {
+    if (lookUp == CleanReader::kLookUps) {
+      reader->refill();
+      lookUp = 0;
+    }
+    const WideTable::Entry entry = ac.entries[reader->peek()];
+    int value = entry.value;
+    if (__builtin_expect(entry.bits != 0, 1)) {
+      reader->drop(entry.bits);
+      k += entry.skip;
+    } else {
+      const int symbol = reader->symbolAt(entry, ac);
+      if (symbol < 0) return false;
+      const int size = symbol & 15;
+      if (size == 0 && symbol != 0xF0) break;
+      value = reader->value(size);
+      reader->refill();
+      k += (symbol >> 4) + 1;
+    }
+    block[kPlaces.natural[k]] = static_cast<Ipp16s>(value);
+    if (k >= 63) break;
+  }
+  *hasAc = k != 0 && k != kEndOfBlock;
+  if (k < kEndBehind + 63 && k >= kEndBehind) {
+    reader->refill();
+    reader->drop(ac.endBits);
+  }
+  return true;
+}
+
 // Near the end of the data: a block whose symbols are all in a look-up and in hand, so that the
 // primitives would not have to fetch anything either. False for others.
 inline bool decodeLastBlock(const WideTable& dc, const WideTable& ac, RowReader* reader,
@@ -140,8 +192,10 @@ class RowDecoder {
 
   int decode() {
     reads_ = RowReader::serves(scan_);
+    isAhead_ = scan_.mayReadAhead && reads_ && CleanBytes::serves(reader_);
+    if (isAhead_) ahead_ = clean_.begin(reader_);
     for (; done_ < count_; ++done_) {
-      if (!decodeMcu()) break;
+      if (!(isAhead_ && decodeMcuAhead()) && !decodeMcu()) break;
       // Samples of two MCUs at once.
       if ((done_ & 1) != 0) {
         transformTwoMcus<kAcross, kDown>(scan_, column_ + done_ - 1, withAc_);
@@ -150,6 +204,7 @@ class RowDecoder {
     if ((done_ & 1) != 0) {
       transformMcu<kAcross, kDown>(scan_, column_ + done_ - 1, withAc_[0]);
     }
+    if (isAhead_) reader_ = clean_.rest(ahead_);
     if (reads_) close();
     return done_;
   }
@@ -159,6 +214,34 @@ class RowDecoder {
 
   Ipp16s* block(int b) const {
     return scan_.blocks + ptrdiff_t{64} * (Place::kBlocks * (column_ + done_) + b);
+  }
+
+  // Whether the MCU could be decoded from what was read ahead. Where not, the reader takes over.
+  bool decodeMcuAhead() {
+    clean_.keepFilled(&ahead_);
+    Ipp16s* const first = block(0);
+    BlocksWithAc* const current = &withAc_[done_ & 1];
+    for (;;) {
+      CleanReader reader = ahead_;  // in registers
+      Predictions last = last_;
+      bool isThere = true;
+      for (int b = 0; b < Place::kBlocks && isThere; ++b) {
+        const int i = Place::componentOf(b);
+        isThere = decodeBlockAhead(*scan_.dc[i], *scan_.ac[i], &reader, &last.of[i], first + 64 * b,
+                                   &current->of[b]) &&
+                  clean_.holds(reader);
+      }
+      if (__builtin_expect(isThere, 1)) {
+        ahead_ = reader;
+        last_ = last;
+        return true;
+      }
+      if (clean_.holds(reader) || !clean_.hasMore()) break;
+      ahead_ = clean_.extended(ahead_);
+    }
+    reader_ = clean_.rest(ahead_);
+    isAhead_ = false;
+    return false;
   }
 
   // False where the data is damaged: the block there is as far as it was decoded.
@@ -221,9 +304,12 @@ class RowDecoder {
   int column_, count_;
   RowReader reader_;
   Predictions last_;
-  bool reads_ = false;  // the reader is in force, else the records
+  bool reads_ = false;    // the reader is in force, else the records
+  bool isAhead_ = false;  // the clean bytes are, else the reader
   int done_ = 0;
   BlocksWithAc withAc_[2];
+  CleanReader ahead_;
+  CleanBytes clean_;
 };
 
 template <int kAcross, int kDown>

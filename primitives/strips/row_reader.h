@@ -12,8 +12,30 @@ namespace strips {
 
 using namespace qrx::strips;
 
+// The symbol of a code of `shortest` bits or more at the top of `bits`, and its length; -1 where
+// the primitives have to find it.
+inline int longSymbol(const IppiDecodeHuffmanSpec& spec, uint64_t bits, int shortest, int* size) {
+  for (int length = shortest; length <= 16; ++length) {
+    const int code = static_cast<int>(bits >> (64 - length));
+    if (!isCodeOf(spec, length, code)) continue;
+    *size = length;
+    const int symbol = symbolOf(spec, length, code);
+    return symbol > kMaxSymbol ? -1 : symbol;
+  }
+  return -1;
+}
+
+// EXTEND of T.81 F.2.2.1 on the `size` bits at the top of `bits`, 0 to 15.
+inline int valueOf(uint64_t bits, int size) {
+  if (size == 0) return 0;
+  const int value = static_cast<int>(bits >> (64 - size));
+  return value + (((value >> (size - 1)) - 1) & (1 - (1 << size)));
+}
+
 class RowReader {
  public:
+  RowReader() = default;
+
   // Whether the data can be read here at all: no marker was met, and the last byte of the buffer
   // is not 0xFF, which fails as soon as it is read.
   static bool serves(const ScanIn& scan) {
@@ -57,27 +79,32 @@ class RowReader {
 
   // What is in hand.
   int count() const { return count_; }
+  uint64_t bits() const { return bits_; }
+  // What is read next, and where the data ends.
+  const Ipp8u* from() const { return from_; }
+  const Ipp8u* end() const { return end_; }
+  // The same with nothing in hand at another place.
+  RowReader movedTo(const Ipp8u* from) const {
+    RowReader moved;
+    moved.from_ = from;
+    moved.end_ = end_;
+    return moved;
+  }
   // The next kLookUpBits bits.
   unsigned peek() const { return static_cast<unsigned>(bits_ >> (64 - kLookUpBits)); }
 
   // The symbol of a code that a look-up does not hold; -1 where the primitives have to find it.
   int longSymbol(const IppiDecodeHuffmanSpec& spec, int shortest = kLookUpBits + 1) {
-    for (int length = shortest; length <= 16; ++length) {
-      const int code = static_cast<int>(bits_ >> (64 - length));
-      if (!isCodeOf(spec, length, code)) continue;
-      drop(length);
-      const int symbol = symbolOf(spec, length, code);
-      return symbol > kMaxSymbol ? -1 : symbol;
-    }
-    return -1;
+    int length = 0;
+    const int symbol = strips::longSymbol(spec, bits_, shortest, &length);
+    if (symbol >= 0) drop(length);
+    return symbol;
   }
 
-  // EXTEND of T.81 F.2.2.1 on the next `size` bits, 0 to 15.
   int value(int size) {
-    if (size == 0) return 0;
-    const int value = static_cast<int>(bits_ >> (64 - size));
+    const int result = valueOf(bits_, size);
     drop(size);
-    return value + (((value >> (size - 1)) - 1) & (1 - (1 << size)));
+    return result;
   }
 
   void drop(int n) {
@@ -99,10 +126,10 @@ class RowReader {
     }
   }
 
-  const Ipp8u* from_;
-  const Ipp8u* end_;
-  uint64_t bits_;  // at the top; below stand zeros or bits that come next anyway
-  int count_;
+  const Ipp8u* from_ = nullptr;
+  const Ipp8u* end_ = nullptr;
+  uint64_t bits_ = 0;  // at the top; below stand zeros or bits that come next anyway
+  int count_ = 0;
 };
 
 }  // namespace strips

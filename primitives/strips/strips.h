@@ -85,6 +85,10 @@ struct ScanIn {
   int* position;
   int* marker;
   IppiDecodeHuffmanState* state;
+  // Position and state may stand elsewhere than the primitives leave them, with more bits in hand
+  // or fewer, as long as the data goes on at the same bit. Where fewer than 8 bits are in hand and
+  // no byte of data follows, they stand where the primitives leave them.
+  bool mayReadAhead;
 };
 
 struct PixelsOut {

@@ -53,6 +53,7 @@ struct RecordMemory {
   explicit RecordMemory(const HuffmanList& list)
       : status(init(list.bits.data(), list.values.data(), get())) {}
   Record* get() { return reinterpret_cast<Record*>(memory.data() + 1); }
+  const Record* get() const { return reinterpret_cast<const Record*>(memory.data() + 1); }
 
   Bytes memory = Bytes(sizeof(Record) + 1, 0xA5);
   IppStatus status;

@@ -176,6 +176,21 @@ struct DecodingRun {
     return planes == other.planes && blocks == other.blocks && position == other.position &&
            marker == other.marker && lastDc == other.lastDc && state.memory == other.state.memory;
   }
+  // Whether two runs left the same but for what is in hand, which may differ while data follows.
+  bool sameButInHand(const DecodingRun& other, std::span<const Ipp8u> data) const {
+    const bool isAtEnd = atEnd(data);
+    return planes == other.planes && blocks == other.blocks && lastDc == other.lastDc &&
+           isAtEnd == other.atEnd(data) &&
+           (!isAtEnd || (position == other.position && marker == other.marker &&
+                         state.memory == other.state.memory));
+  }
+  bool atEnd(std::span<const Ipp8u> data) const {
+    const int length = int(data.size());
+    return state.get()->bitCount < 8 &&
+           (marker != 0 || position < 0 || position >= length ||
+            (data[size_t(position)] == 0xFF && position + 1 < length &&
+             data[size_t(position) + 1] != 0));
+  }
   strips::ScanIn scan(Layout layout, const DecodingTables& tables, std::span<const Ipp8u> data) {
     strips::ScanIn scan = {};
     scan.layout = layout;

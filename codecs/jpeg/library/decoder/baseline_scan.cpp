@@ -2,6 +2,7 @@
 // entropy-coded data to the destination. A row that fails does not end the image.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "codecs/jpeg/library/decoder/decoder_room.h"
@@ -62,11 +63,44 @@ void clearBlocks(CJPEGDecoder& d, int mcus) {
   room->clearedMcus = mcus;
 }
 
-// All rows, whatever becomes of each, unless memory runs out. `spanOf` is asked once for every row,
-// from the top.
+// Where a scan begins.
+struct ScanStart {
+  explicit ScanStart(const CJPEGDecoder& d) : position(d.stream.position) {
+    for (int i = 0; i < d.component_count; ++i) lastDc[i] = d.components[i]->last_dc;
+  }
+  int goBack(CJPEGDecoder& d) const {
+    d.stream.position = position;
+    for (int i = 0; i < d.component_count; ++i) d.components[i]->last_dc = lastDc[i];
+    return startScan(d);
+  }
+
+  int position;
+  Ipp16s lastDc[4];
+};
+
+// Goes through a scan without restarts once more, for the place where the primitives end in it:
+// damaged data may end anywhere.
+template <typename SpanOf>
+int findEnd(CJPEGDecoder& d, const ScanStart& start, const SpanOf& spanOf) {
+  QRX_TRY(start.goBack(d));
+  for (int row = 0; row < d.mcus_down; ++row) {
+    walkOf(d, spanOf(row).mcus)
+        .mcus(
+            1, [] { return JPEG_NO_ERROR; },
+            [&d](CJPEGColorComponent& c, const BlockPlace&) {
+              Ipp16s block[64];
+              return decodeBlock(d, c, block);
+            });
+  }
+  return JPEG_NO_ERROR;
+}
+
+// All rows, whatever becomes of each, unless memory runs out. `spanOf` tells the same of a row each
+// time.
 template <typename SpanOf>
 int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
   StripDecoder routes(d);
+  const ScanStart start(d);
   for (int row = 0; row < d.mcus_down; ++row) {
     const RowSpan span = spanOf(row);
     clearBlocks(d, span.mcus);
@@ -80,7 +114,7 @@ int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
       if (result == JPEG_OUT_OF_MEMORY) return result;
     }
   }
-  return JPEG_NO_ERROR;
+  return routes.serve() && !routes.standsAtEnd() ? findEnd(d, start, spanOf) : JPEG_NO_ERROR;
 }
 
 }  // namespace
@@ -102,11 +136,13 @@ int CJPEGDecoder::DecodeScanBaselineTiles() {
   if (tile_x < 0 || firstColumn >= rowLength) return JPEG_BAD_SCAN_SEGMENT;
   if (tile_mcu_count == 0) return JPEG_NO_ERROR;
 
-  int remaining = tile_mcu_count;
+  const int firstRow = std::min(rowLength - firstColumn, mcus_across);
+  const int otherRows = std::min(rowLength, mcus_across);
   return qrx::jpeg::decodeRows(*this, [&](int row) {
-    const int room = std::min(row == 0 ? rowLength - firstColumn : rowLength, mcus_across);
-    const int mcus = std::min(remaining, room);
-    remaining -= mcus;
+    const std::int64_t before = row == 0 ? 0 : firstRow + std::int64_t{otherRows} * (row - 1);
+    const std::int64_t left = tile_mcu_count - before;
+    const auto mcus = static_cast<int>(row == 0 ? std::min<std::int64_t>(left, firstRow)
+                                                : std::clamp<std::int64_t>(left, 0, otherRows));
     // Colour conversion treats the last pixels of a line in another way: the first row ends with
     // the rectangle, as it does in a whole image.
     const int toEdge = tile_width - firstColumn * mcu_width;

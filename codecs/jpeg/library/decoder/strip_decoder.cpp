@@ -58,6 +58,8 @@ bool StripDecoder::takeRoute() {
   scan_.planes = room->planes.planes();
   scan_.blocks = d.block_buffer;
   setRouteStream(d, &scan_);
+  // Behind a restart marker the position counts.
+  scan_.mayReadAhead = d.restart_interval == 0;
   return true;
 }
 
@@ -90,6 +92,15 @@ void StripDecoder::decode(int mcus) {
     if (done < together) break;
   }
   routes().transform(scan_, column, mcus - column);
+}
+
+bool StripDecoder::standsAtEnd() const {
+  if (!scan_.mayReadAhead) return true;
+  if (scan_.state->bitCount >= 8) return false;
+  const int position = *scan_.position;
+  if (*scan_.marker != 0 || position < 0 || position >= scan_.length) return true;
+  return scan_.bytes[position] == 0xFF && position + 1 < scan_.length &&
+         scan_.bytes[position + 1] != 0;
 }
 
 // Behind the last MCU of a packet's first row lies memory that this packet never wrote. The

@@ -21,6 +21,9 @@ class StripDecoder {
   // Decodes the next row of `mcus` MCUs into the planes. What a failure leaves undecoded keeps the
   // coefficients of the row above.
   void decode(int mcus);
+  // Whether the stream's position and what is in hand are those that the primitives leave, once all
+  // rows were decoded.
+  bool standsAtEnd() const;
   // Gives the row to the destination. Rows come from the top.
   void show(int row, const RowSpan& span);
 
