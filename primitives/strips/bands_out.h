@@ -6,6 +6,7 @@
 #include "primitives/huffman/codes.h"
 #include "primitives/strips/band_store.h"
 #include "primitives/strips/code_row.h"
+#include "primitives/strips/row_writer.h"
 
 namespace {
 namespace strips {

@@ -95,7 +95,7 @@ class CleanBytes {
 
   // Reads further where an MCU might want it.
   __attribute__((always_inline)) void keepFilled(CleanReader* reader) {
-    if (__builtin_expect(reader->from() > bytes_ + size_ - kStep, 0)) {
+    if (__builtin_expect(reader->from() > bytes_ + size_ - kLow, 0)) {
       const CleanReader moved = extended(*reader);
       *reader = moved;
     }
@@ -129,7 +129,8 @@ class CleanBytes {
  private:
   static constexpr int kInHand = 8;       // bytes at the front for what the reader had in hand
   static constexpr int kMargin = 8;       // bytes
-  static constexpr int kStep = 256;       // bytes read at a time, more than most MCUs have
+  static constexpr int kLow = 128;        // bytes, more than most MCUs have
+  static constexpr int kStep = 256;       // bytes read at a time
   static constexpr int kRoom = 2048;      // for the longest MCU, 6 blocks of 248 bytes, and a step
   static constexpr int kBehind = 8 * 34;  // for a block of 64 symbols of 31 bits, and a word
 

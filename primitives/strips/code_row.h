@@ -4,7 +4,7 @@
 #define QRX_PRIMITIVES_STRIPS_CODE_ROW_H_
 
 #include "primitives/huffman/codes.h"
-#include "primitives/strips/row_writer.h"
+#include "primitives/strips/clean_writer.h"
 #include "primitives/transform/forward_simd.h"
 #include "primitives/zigzag.h"
 
@@ -150,44 +150,68 @@ inline bool isJoined(unsigned run, int value) {
 
 // A value that is too large for the joined codes. False where it has no code.
 inline bool putLarge(const WideCodes& codes, unsigned run, int value, unsigned largestSize,
-                     RowWriter* writer) {
+                     CleanBits* bits) {
   const auto size = static_cast<unsigned>(category(value));
   if (size > largestSize) return false;
   const uint32_t code = codes.symbols[run << 4 | size];
-  writer->put(uint64_t{code >> 8} << size | extraBits(value, static_cast<int>(size)),
-              (code & 255) + size);
+  bits->put(uint64_t{code >> 8} << size | extraBits(value, static_cast<int>(size)),
+            (code & 255) + size);
   return true;
 }
 
-// False, with an unknown number of bits written, where a value has no code.
+// The coefficients of a block that are not zero, in zig-zag order.
+class Coefficients {
+ public:
+  explicit Coefficients(const CodedBlock& block)
+      : block_(block), mask_(block.places >> 1 != 0 ? zigzagMask(block.places) >> 1 : 0) {}
+
+  bool isDone() const { return mask_ == 0; }
+  bool wasLastPlace() const { return place_ == kNaturalPlaces.of + 63; }
+
+  // Writes the next one. False where it has no code.
+  __attribute__((always_inline)) bool put(const WideCodes& ac, CleanBits* bits) {
+    auto run = static_cast<unsigned>(__builtin_ctzll(mask_));
+    mask_ = mask_ >> run >> 1;
+    place_ += run + 1;
+    const int value = block_.values[*place_];
+    for (; __builtin_expect(run > 15, 0); run -= 16) {
+      bits->flush();
+      bits->put(ac.symbols[0xF0] >> 8, ac.symbols[0xF0] & 255);
+    }
+    if (__builtin_expect(isJoined(run, value), 1)) {
+      bits->putJoined(ac.joined[kJoinedRuns.centre[run] + value]);
+      return true;
+    }
+    return putLarge(ac, run, value, kLargestAcSize, bits);
+  }
+
+ private:
+  const CodedBlock& block_;
+  uint64_t mask_;
+  const Ipp8u* place_ = kNaturalPlaces.of;  // of the last one
+};
+
+// False, with an unknown number of bits written, where a value has no code. Two symbols of at most
+// 27 bits go between flushes.
 __attribute__((always_inline)) inline bool codeBlock(const CodedBlock& block, const WideCodes& dc,
                                                      const WideCodes& ac, Ipp16s* lastDc,
-                                                     RowWriter* writer) {
+                                                     CleanBits* bits) {
   const int difference = block.values[0] - *lastDc;
   *lastDc = block.values[0];
   if (__builtin_expect(isJoined(0, difference), 1)) {
-    writer->putJoined(dc.joined[kJoinedRuns.centre[0] + difference]);
-  } else if (!putLarge(dc, 0, difference, kLargestDcSize, writer)) {
+    bits->putJoined(dc.joined[kJoinedRuns.centre[0] + difference]);
+  } else if (!putLarge(dc, 0, difference, kLargestDcSize, bits)) {
     return false;
   }
-
-  uint64_t mask = block.places >> 1 != 0 ? zigzagMask(block.places) >> 1 : 0;
-  const Ipp8u* place = kNaturalPlaces.of;  // of the last coefficient
-  while (mask != 0) {
-    auto run = static_cast<unsigned>(__builtin_ctzll(mask));
-    mask = mask >> run >> 1;
-    place += run + 1;
-    const int value = block.values[*place];
-    for (; __builtin_expect(run > 15, 0); run -= 16) {
-      writer->put(ac.symbols[0xF0] >> 8, ac.symbols[0xF0] & 255);
-    }
-    if (__builtin_expect(isJoined(run, value), 1)) {
-      writer->putJoined(ac.joined[kJoinedRuns.centre[run] + value]);
-    } else if (!putLarge(ac, run, value, kLargestAcSize, writer)) {
-      return false;
-    }
+  Coefficients left(block);
+  while (!left.isDone()) {
+    if (!left.put(ac, bits)) return false;
+    bits->flush();
+    if (left.isDone()) break;
+    if (!left.put(ac, bits)) return false;
   }
-  if (place != kNaturalPlaces.of + 63) writer->put(ac.symbols[0] >> 8, ac.symbols[0] & 255);
+  if (!left.wasLastPlace()) bits->put(ac.symbols[0] >> 8, ac.symbols[0] & 255);
+  bits->flush();
   return true;
 }
 
@@ -203,35 +227,45 @@ inline int codeRow(const ScanOut& scan, int column, int count, int stopAt) {
   CodedBlock blocks[2][kMaxBlocksPerMcu];
   Ipp16s lastDc[kComponents];
   for (int i = 0; i < kComponents; ++i) lastDc[i] = load(scan.lastDc[i]);
-  RowWriter writer(scan.bytes, position, *scan.state);
-  RowWriter before = writer;
+  StuffedBytes bytes(scan.bytes, position);
+  CleanBits bits(bytes.begin(), *scan.state);
+  const auto writeBytes = [&] {
+    bytes.write(bits.to());
+    bits.moveTo(bytes.begin());
+  };
   int done = 0;
   while (done < count) {
     transformMcus<kAcross, kDown>(scan, column + done, blocks);
     const int together = count - done < 2 ? 1 : 2;
     for (int mcu = 0; mcu < together; ++mcu) {
-      before = writer;
+      const int lastStart = scan.length - worstMcu(kBlocks);
+      if (bytes.isFull(bits.to()) || bytes.highestPosition(bits.to()) > lastStart) writeBytes();
+      const CleanBits before = bits;
       Ipp16s dcBefore[kComponents];
       for (int i = 0; i < kComponents; ++i) dcBefore[i] = lastDc[i];
-      bool coded = writer.roomBefore(scan.length) >= worstMcu(kBlocks);
+      bool coded = bytes.highestPosition(bits.to()) <= lastStart;
       for (int b = 0; b < kBlocks && coded; ++b) {
         const int i = b < kLuma ? 0 : b - kLuma + 1;
-        coded = codeBlock(blocks[mcu][b], *scan.dc[i], *scan.ac[i], &lastDc[i], &writer);
+        coded = codeBlock(blocks[mcu][b], *scan.dc[i], *scan.ac[i], &lastDc[i], &bits);
       }
       if (__builtin_expect(!coded, 0)) {
-        writer = before;
+        bits = before;
         for (int i = 0; i < kComponents; ++i) lastDc[i] = dcBefore[i];
         count = done;
         break;
       }
       ++done;
-      if (writer.lowestPosition() > stopAt - 16 && writer.position() > stopAt) {
+      if (bytes.highestPosition(bits.to()) <= stopAt) continue;
+      writeBytes();
+      if (bytes.position() > stopAt) {
         count = done;
         break;
       }
     }
   }
-  writer.close(scan.position, scan.state);
+  writeBytes();
+  store(scan.position, bytes.position());
+  bits.close(scan.state);
   for (int i = 0; i < kComponents; ++i) store(scan.lastDc[i], lastDc[i]);
   return done;
 }

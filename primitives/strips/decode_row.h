@@ -99,7 +99,8 @@ __attribute__((always_inline)) inline bool decodeBlockAhead(const WideTable& dc,
                                                             CleanReader* reader, Ipp16s* lastDc,
                                                             Ipp16s* block, bool* hasAc) {
   clearBlock(block);
-  reader->refill();
+  // Short blocks go without a refill each.
+  if (reader->count() < 2 * kLookUpBits) reader->refill();
   const WideTable::Entry dcEntry = dc.entries[reader->peek()];
   int difference = dcEntry.value;
   if (__builtin_expect(dcEntry.bits != 0, 1)) {
@@ -114,10 +115,10 @@ __attribute__((always_inline)) inline bool decodeBlockAhead(const WideTable& dc,
   block[0] = *lastDc;
 
   int k = 0;
-  for (int lookUp = 1;; ++lookUp) {
-    if (lookUp == CleanReader::kLookUps) {
+  for (int inHand = 1;; --inHand) {
+    if (inHand == 0) {
       reader->refill();
-      lookUp = 0;
+      inHand = CleanReader::kLookUps;
     }
     const WideTable::Entry entry = ac.entries[reader->peek()];
     int value = entry.value;
@@ -138,7 +139,7 @@ __attribute__((always_inline)) inline bool decodeBlockAhead(const WideTable& dc,
   }
   *hasAc = k != 0 && k != kEndOfBlock;
   if (k < kEndBehind + 63 && k >= kEndBehind) {
-    reader->refill();
+    if (reader->count() < 16) reader->refill();
     reader->drop(ac.endBits);
   }
   return true;
