@@ -34,11 +34,15 @@ void DecoderRoom::startImage() {
   scansSeen = 0;
   pixelsShown = 0;
   outputDue = false;
+  goodMcus = 0;
+  goodRows = 0;
+  isFaulty = false;
   forgetDestination();
 }
 
 void DecoderRoom::forgetDestination() {
   fourBytes = false;
+  wideStep = 0;
   window.reset();
 }
 
@@ -46,6 +50,20 @@ int setFourByteDestination(CJPEGDecoder& decoder) {
   DecoderRoom* const room = DecoderRoom::of(decoder);
   if (room == nullptr) return JPEG_OUT_OF_MEMORY;
   room->fourBytes = true;
+  return JPEG_NO_ERROR;
+}
+
+int setWideStep(CJPEGDecoder& decoder, std::ptrdiff_t step) {
+  DecoderRoom* const room = DecoderRoom::of(decoder);
+  if (room == nullptr) return JPEG_OUT_OF_MEMORY;
+  room->wideStep = step;
+  return JPEG_NO_ERROR;
+}
+
+int silence(CJPEGDecoder& decoder) {
+  DecoderRoom* const room = DecoderRoom::of(decoder);
+  if (room == nullptr) return JPEG_OUT_OF_MEMORY;
+  room->isQuiet = true;
   return JPEG_NO_ERROR;
 }
 

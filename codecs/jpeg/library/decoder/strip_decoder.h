@@ -19,8 +19,8 @@ class StripDecoder {
 
   void fetchTarget(int row, const RowSpan& span);
   // Decodes the next row of `mcus` MCUs into the planes. What a failure leaves undecoded keeps the
-  // coefficients of the row above.
-  void decode(int mcus);
+  // coefficients of the row above. Tells how many were decoded.
+  int decode(int mcus);
   // Gives the row to the destination. Rows come from the top.
   void show(int row, const RowSpan& span);
 
