@@ -33,6 +33,10 @@ qrxc_code readHeader(qrxc_coder* coder, const void* jpeg, std::size_t size, Head
   if (header->width < 1 || header->height < 1 || header->components < 1) {
     return tell(coder, QRXC_BAD_DATA, "not a good JPEG: it has no picture of a size");
   }
+  const int at = decoder.stream.position;  // of the first scan's marker, unless the data ends
+  if (static_cast<std::int64_t>(size) - at < 2 || bytes[at] != 0xFF || bytes[at + 1] != 0xDA) {
+    return tell(coder, QRXC_BAD_DATA, "not a good JPEG: it ends in front of its data");
+  }
   return QRXC_DONE;
 }
 
@@ -83,7 +87,7 @@ std::uint8_t light(int paper, int black) {
   return static_cast<std::uint8_t>((paper * black + 127) / 255);
 }
 
-// `stored`: 255 is no ink, as Adobe's segment says of CMYK.
+// `isTurned`: 255 is no ink in the JPEG, as Adobe's segment says of CMYK.
 void placeCmyk(const Detour& from, const Pixels& to, int lines, bool isTurned) {
   const int turn = isTurned ? 0 : 255;
   for (int row = 0; row < lines; ++row) {
@@ -167,7 +171,7 @@ qrxc_code decode(qrxc_coder* coder, const Header& header, const Pixels& pixels,
   const Pixels& target = lossless || cmyk ? detour.pixels : pixels;
   setTarget(decoder, target, {header.width, header.height}, cmyk ? *color : target.format.color);
   const int result = decoder.ReadData();
-  if (result == JPEG_NO_ERROR || result != JPEG_OUT_OF_MEMORY) showIncomplete(decoder);
+  if (result != JPEG_OUT_OF_MEMORY) showIncomplete(decoder);
   const int lines = std::min(jpeg::linesWritten(decoder), header.height);
   if (lossless) spreadGray(detour, pixels, lines);
   if (cmyk) placeCmyk(detour, pixels, lines, decoder.adobe_found != 0);
