@@ -39,8 +39,9 @@ qrxc_code done(qrxc_coder* coder) {
 }
 
 qrxc_code tellDecoderError(qrxc_coder* coder, int error) {
+  const auto* const room = jpeg::DecoderRoom::existing(coder->decoder);
+  if (error == JPEG_OUT_OF_MEMORY || room->lacksMemory) throw std::bad_alloc();
   switch (error) {
-    case JPEG_OUT_OF_MEMORY: return tell(coder, QRXC_NO_MEMORY, "out of memory");
     case JPEG_NOT_SUPPORTED:
       return tell(coder, QRXC_NOT_SUPPORTED, "a JPEG of a kind that is not served");
     default:

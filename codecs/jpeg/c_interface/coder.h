@@ -26,7 +26,7 @@ namespace qrx::codec {
 [[gnu::format(printf, 3, 4)]] qrxc_code tell(qrxc_coder* coder, qrxc_code code, const char* format,
                                              ...);
 qrxc_code done(qrxc_coder* coder);
-// The result that stands for a decoder's error.
+// The result that stands for a decoder's error. Throws std::bad_alloc where that is the reason.
 qrxc_code tellDecoderError(qrxc_coder* coder, int error);
 
 // A call of the interface: nothing passes to the host but what its own functions throw.

@@ -27,6 +27,11 @@ inline void setTarget(CJPEGDecoder& decoder, const Pixels& pixels, IppiSize size
   if (result != JPEG_NO_ERROR) throw std::bad_alloc();
 }
 
+// Whether a result of the decoder's is want of memory.
+inline bool lacksMemory(const CJPEGDecoder& decoder, int result) {
+  return result == JPEG_OUT_OF_MEMORY || jpeg::DecoderRoom::existing(decoder)->lacksMemory;
+}
+
 inline std::int64_t goodMcus(const CJPEGDecoder& decoder) {
   return jpeg::DecoderRoom::existing(decoder)->goodMcus;
 }

@@ -102,7 +102,7 @@ qrxc_code decode(qrxc_coder* coder, const Packet& packet, const Pixels& pixels,
   if (cells.count == 0) return done(coder);
   CJPEGDecoder& decoder = coder->decoder;
   const int result = decodeSlice(decoder, packet, pixels);
-  if (result == JPEG_OUT_OF_MEMORY) throw std::bad_alloc();
+  if (lacksMemory(decoder, result)) throw std::bad_alloc();
   if (jpeg::linesWritten(decoder) == 0) return tellDecoderError(coder, result);
   const std::int64_t good = goodMcus(decoder);
   const PacketGrid grid = packetGrid(packet.head);

@@ -171,11 +171,11 @@ qrxc_code decode(qrxc_coder* coder, const Header& header, const Pixels& pixels,
   const Pixels& target = lossless || cmyk ? detour.pixels : pixels;
   setTarget(decoder, target, {header.width, header.height}, cmyk ? *color : target.format.color);
   const int result = decoder.ReadData();
-  if (result != JPEG_OUT_OF_MEMORY) showIncomplete(decoder);
+  if (!lacksMemory(decoder, result)) showIncomplete(decoder);
   const int lines = std::min(jpeg::linesWritten(decoder), header.height);
   if (lossless) spreadGray(detour, pixels, lines);
   if (cmyk) placeCmyk(detour, pixels, lines, decoder.adobe_found != 0);
-  if (result == JPEG_OUT_OF_MEMORY) throw std::bad_alloc();
+  if (lacksMemory(decoder, result)) throw std::bad_alloc();
   if (lines == 0) {
     if (result != JPEG_NO_ERROR) return tellDecoderError(coder, result);
     return tell(coder, QRXC_BAD_DATA, "not a good JPEG: there is no picture in it");

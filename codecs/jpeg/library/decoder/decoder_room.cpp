@@ -37,6 +37,7 @@ void DecoderRoom::startImage() {
   goodMcus = 0;
   goodRows = 0;
   isFaulty = false;
+  lacksMemory = false;
   forgetDestination();
 }
 
@@ -72,6 +73,11 @@ int setPacketWindow(CJPEGDecoder& decoder, const PacketWindow& window) {
   if (room == nullptr) return JPEG_OUT_OF_MEMORY;
   room->window = window;
   return JPEG_NO_ERROR;
+}
+
+void noteLackOfMemory(const CJPEGDecoder& decoder) {
+  DecoderRoom* const room = DecoderRoom::existing(decoder);
+  if (room != nullptr) room->lacksMemory = true;
 }
 
 int linesWritten(const CJPEGDecoder& decoder) {

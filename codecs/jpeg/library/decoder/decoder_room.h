@@ -79,7 +79,8 @@ struct DecoderRoom {
   std::int64_t goodMcus = 0;
   int goodRows = 0;
   bool isFaulty = false;
-  bool outputDue = false;  // a complete progressive image whose last scan was not shown yet
+  bool lacksMemory = false;  // where the result says JPEG_INTERNAL_ERROR
+  bool outputDue = false;    // a complete progressive image whose last scan was not shown yet
 
   // Of the destination, beside what SetDestination tells; SetSource forgets it.
   bool fourBytes = false;  // pixels of three channels have a fourth byte, which stays as it is
@@ -99,6 +100,9 @@ struct DecoderRoom {
   std::unique_ptr<Ipp8u[]> pixels;  // of a strip, on their way to a place of another kind
   std::int64_t pixelsSize = 0;
 };
+
+// Notes that a step failed for want of memory, which its result does not tell.
+void noteLackOfMemory(const CJPEGDecoder& decoder);
 
 // Lines of the destination that the image has written, from the top.
 int linesWritten(const CJPEGDecoder& decoder);

@@ -96,7 +96,10 @@ int readHuffmanTables(CJPEGDecoder& d, SegmentReader& segment) {
     segment.readBytes({values, static_cast<std::size_t>(count)});
 
     CJPEGDecoderHuffmanTable& table = tableClass != 0 ? d.ac_tables[id] : d.dc_tables[id];
-    if (table.empty && table.Create() != JPEG_NO_ERROR) return JPEG_INTERNAL_ERROR;
+    if (table.empty && table.Create() != JPEG_NO_ERROR) {
+      noteLackOfMemory(d);
+      return JPEG_INTERNAL_ERROR;
+    }
     if (table.Init(id, tableClass, bits, values) != JPEG_NO_ERROR) return JPEG_INTERNAL_ERROR;
   }
   return segment.remaining == 0 ? JPEG_NO_ERROR : JPEG_BAD_SEGMENT_LENGTH;
