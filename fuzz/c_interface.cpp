@@ -81,6 +81,7 @@ void tryJpeg(qrxc_coder* coder, Input& input) {
 void tryPacket(qrxc_coder* coder, Input& input) {
   Input choices = input;
   Bytes packet = input.rest();
+  if (packet.empty()) packet.resize(1);       // not null
   if (packet.size() > 4 && input.oneIn(2)) {  // past the first test of the head
     const std::size_t end = packet.size() - 2;
     packet[2] = 1;
@@ -132,11 +133,12 @@ void tryRoundTrip(qrxc_coder* coder, Input& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qrxc_coder* const coder = qrxc_open();
   fuzz::Input input(data, size);
-  switch (input.below(5)) {
-    case 0: tryRoundTrip(coder, input); break;
-    case 1:
-    case 2: tryPacket(coder, input); break;
-    default: tryJpeg(coder, input); break;
+  if (input.oneIn(4)) {
+    tryRoundTrip(coder, input);
+  } else {
+    Input again = input;
+    tryJpeg(coder, input);
+    tryPacket(coder, again);
   }
   qrxc_close(coder);
   return 0;

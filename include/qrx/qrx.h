@@ -102,7 +102,8 @@ typedef struct qrxc_info {
 
 /* What came of decoding. */
 typedef struct qrxc_report {
-  uint32_t rows; /* from the top that came undamaged; of progressive ones, that were painted */
+  uint32_t rows; /* from the top that came undamaged; of progressive ones, that were painted;
+                    of a packet, of its own box */
   uint32_t reserved;
   double covered; /* share of the picture, 0 to 1, that came before the first fault that was found;
                      of a packet, share of the rectangle that this packet brought */

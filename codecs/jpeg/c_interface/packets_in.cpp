@@ -1,5 +1,5 @@
 // Packets to pictures.
-#include <climits>
+#include <algorithm>
 
 #include "codecs/jpeg/c_interface/decoding.h"
 #include "codecs/jpeg/packets/packet_head.h"
@@ -107,7 +107,8 @@ qrxc_code decode(qrxc_coder* coder, const Packet& packet, const Pixels& pixels,
   const std::int64_t good = goodMcus(decoder);
   const PacketGrid grid = packetGrid(packet.head);
   if (report != nullptr) {
-    report->rows = static_cast<std::uint32_t>(goodRows(decoder) * cells.mcuHeight);
+    report->rows = static_cast<std::uint32_t>(
+        std::min(goodRows(decoder) * cells.mcuHeight, packet.place.bottom - packet.place.top));
     report->covered = static_cast<double>(good) /
                       (static_cast<double>(grid.across) * static_cast<double>(grid.down));
   }

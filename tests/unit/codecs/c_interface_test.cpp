@@ -322,6 +322,7 @@ TEST_F(CInterface, PacketsFillTheRectangleInAnyOrder) {
                     QRXC_DONE)
               << qrxc_text(coder.get());
           share += told.share;
+          EXPECT_EQ(report.rows, told.rows);
           covered += report.covered;
           last += told.last;
           EXPECT_EQ(told.last, packet == list.rbegin());
