@@ -22,7 +22,7 @@ fail() {
 # optimisation may leave them out.
 exported() {
   nm --dynamic --demangle --defined-only "$library" | cut -c 20- | sed 's/@.*//' |
-    grep -vE '^QRX_JPEG_1$|^vtable for qrx::codec::(Codec|Compressor|Decompressor)$' | sort -u
+    grep -vE '^QRX_JPEG_1(\.1)?$|^vtable for qrx::codec::(Codec|Compressor|Decompressor)$' | sort -u
 }
 
 check_names() {

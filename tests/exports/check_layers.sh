@@ -13,7 +13,7 @@ primitive_headers='qrx/(primitives|primitive_types|export)\.h'
 support_headers='qrx/(application_checks|env|export|ini_file|log|mutex|product_settings|settings|singleton|utilities)\.(h|def)'
 coder_headers='qrx/(jpeg_(decoder|encoder|types)|tile_header)\.h'
 rules=(
-  "include/qrx/codec\.h              -"
+  "include/qrx/(codec|qrx)\.h        -"
   "include/qrx/primitive             $primitive_headers"
   "include/qrx/(jpeg_|tile_header)   $primitive_headers|$coder_headers"
   "include/qrx/front_end\.h          $coder_headers|qrx/export\.h"

@@ -33,10 +33,19 @@ if [ -x "$prefix/bin/qrx-jpeg" ]; then
 fi
 
 echo "== each header by itself, as C++17"
-for header in "$prefix"/include/qrx/*.h; do
+for header in "$prefix"/include/qrx/*.h "$prefix"/include/qrx/*.hpp; do
   echo "#include \"qrx/$(basename "$header")\"" |
     "$cxx" -std=c++17 -Wall -Wextra -Werror -I "$prefix/include" -fsyntax-only -x c++ -
 done
+
+echo "== the C interface, as C99"
+for standard in c99 c17; do
+  echo '#include "qrx/qrx.h"' | "${CC:-cc}" -std=$standard -Wall -Wextra -Wpedantic -Werror \
+    -I "$prefix/include" -fsyntax-only -x c -
+done
+"${CC:-cc}" -std=c99 "$here/../../docs/examples/first_picture.c" -o "$scratch/first_picture" \
+  -I "$prefix/include" -L "$prefix/lib" -lqrx_jpeg
+(cd "$scratch" && LD_LIBRARY_PATH="$prefix/lib" ./first_picture)
 
 # Builds and runs the stranger by the pkg-config file that stands below a folder.
 by_pkg_config() {

@@ -72,6 +72,28 @@ int dropFourthBytes(CJPEGEncoder& e, Pixels* pixels, IppiSize region) {
   return JPEG_NO_ERROR;
 }
 
+// Copies `region` of a source with a wide step into lines that *pixels then has, of pixels without
+// a fourth byte that is not read.
+int gatherLines(CJPEGEncoder& e, const Ipp8u* line, Pixels* pixels, IppiSize region) {
+  EncoderRoom& room = *EncoderRoom::of(e);
+  const bool fourBytes = room.pixelBytes == 4;
+  const int channels = e.source_color == JPEG_COLOR_GRAY   ? 1
+                       : e.source_color == JPEG_COLOR_CMYK ? 4
+                                                           : 3;
+  const int step = channels * region.width;
+  if (!fitBuffer(&room.pixels, &room.pixelsSize, std::int64_t{step} * e.mcu_height)) {
+    return JPEG_OUT_OF_MEMORY;
+  }
+  *pixels = {room.pixels.get(), step};
+  Ipp8u* target = room.pixels.get();
+  for (int i = 0; i < region.height; ++i, line += room.wideStep, target += step) {
+    QRX_TRY(resultOf(
+        fourBytes ? ippiCopy_8u_AC4C3R(line, 4 * region.width, target, step, {region.width, 1})
+                  : ippsCopy_8u(line, target, step)));
+  }
+  return JPEG_NO_ERROR;
+}
+
 // Converts `region` of the source into the components' cc_buffer.
 int convertColors(CJPEGEncoder& e, const Pixels& pixels, IppiSize region, bool tableAllowed) {
   Ipp8u* planes[4] = {};
@@ -166,10 +188,14 @@ using namespace qrx::jpeg;
 int CJPEGEncoder::ColorConvert(int strip) {
   const bool table = useColourTable();
   settleStripRows(*this, strip);
-  const std::int64_t offset = std::int64_t{strip} * mcu_height * source_step;
+  const std::int64_t offset = std::int64_t{strip} * mcu_height * EncoderRoom::sourceStep(*this);
   Pixels pixels = {source_data + offset, source_step};
   const IppiSize region = {source_width, strip_rows};
-  if (EncoderRoom::sourcePixelBytes(*this) == 4) QRX_TRY(dropFourthBytes(*this, &pixels, region));
+  if (EncoderRoom::hasWideStep(*this)) {
+    QRX_TRY(gatherLines(*this, source_data + offset, &pixels, region));
+  } else if (EncoderRoom::sourcePixelBytes(*this) == 4) {
+    QRX_TRY(dropFourthBytes(*this, &pixels, region));
+  }
   return convertColors(*this, pixels, region, table);
 }
 

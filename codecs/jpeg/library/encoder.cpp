@@ -247,7 +247,10 @@ int CJPEGEncoder::SetSource(const Ipp8u* pSrc, int srcStep, IppiSize srcSize, in
   source_height = srcSize.height;
   source_channels = srcChannels;
   source_color = srcColor;
-  if (room_ != nullptr) room_->pixelBytes = 3;
+  if (room_ != nullptr) {
+    room_->pixelBytes = 3;
+    room_->wideStep = 0;
+  }
   return JPEG_NO_ERROR;
 }
 

@@ -16,4 +16,11 @@ int setFourByteSource(CJPEGEncoder& encoder) {
   return JPEG_NO_ERROR;
 }
 
+int setWideSourceStep(CJPEGEncoder& encoder, std::ptrdiff_t step) {
+  EncoderRoom* const room = EncoderRoom::of(encoder);
+  if (room == nullptr) return JPEG_OUT_OF_MEMORY;
+  room->wideStep = step;
+  return JPEG_NO_ERROR;
+}
+
 }  // namespace qrx::jpeg

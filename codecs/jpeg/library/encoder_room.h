@@ -3,6 +3,7 @@
 #ifndef QRX_CODECS_JPEG_LIBRARY_ENCODER_ROOM_H_
 #define QRX_CODECS_JPEG_LIBRARY_ENCODER_ROOM_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -22,7 +23,16 @@ struct EncoderRoom {
     return encoder.room_ != nullptr ? encoder.room_->pixelBytes : 3;
   }
 
+  // Bytes from line to line of the source.
+  static std::ptrdiff_t sourceStep(const CJPEGEncoder& encoder) {
+    return hasWideStep(encoder) ? encoder.room_->wideStep : encoder.source_step;
+  }
+  static bool hasWideStep(const CJPEGEncoder& encoder) {
+    return encoder.room_ != nullptr && encoder.room_->wideStep != 0;
+  }
+
   int pixelBytes = 3;
+  std::ptrdiff_t wideStep = 0;  // in the place of source_step; 0 for none
   PlaneRoom planes;
   BandRoom bands;
   strips::WideCodes dcCodes[2] = {};  // by table number
@@ -35,6 +45,10 @@ struct EncoderRoom {
 // Tells, after SetSource, that pixels have a fourth byte, which is not read. Until the next
 // SetSource. JPEG_OUT_OF_MEMORY.
 int setFourByteSource(CJPEGEncoder& encoder);
+
+// Tells, after SetSource, a step that lies outside of what source_step can say: below 0, or beyond
+// an int. Until the next SetSource. JPEG_OUT_OF_MEMORY.
+int setWideSourceStep(CJPEGEncoder& encoder, std::ptrdiff_t step);
 
 }  // namespace qrx::jpeg
 

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+
+#include "codecs/jpeg/library/encoder_room.h"
 
 namespace qrx::jpeg {
 namespace {
@@ -20,7 +23,9 @@ bool hasRoutePixels(const CJPEGEncoder& e, int pixelBytes) {
   if (e.jpeg_color != JPEG_COLOR_YCBCR || e.component_count != strips::kComponents) return false;
   if (e.source_color != JPEG_COLOR_RGB && e.source_color != JPEG_COLOR_BGR) return false;
   const std::int64_t line = std::int64_t{e.source_width} * pixelBytes;
-  return e.source_data != nullptr && e.source_width > 0 && e.source_step >= line && hasOwnGrid(e);
+  const std::ptrdiff_t step =
+      EncoderRoom::hasWideStep(e) ? std::abs(EncoderRoom::sourceStep(e)) : e.source_step;
+  return e.source_data != nullptr && e.source_width > 0 && step >= line && hasOwnGrid(e);
 }
 
 bool hasRouteStream(const CJPEGEncoder& e) {
@@ -30,7 +35,7 @@ bool hasRouteStream(const CJPEGEncoder& e) {
 strips::PixelsIn routePixels(const CJPEGEncoder& e, int pixelBytes) {
   strips::PixelsIn pixels = {};
   pixels.format = {pixelBytes, e.source_color == JPEG_COLOR_RGB ? 0 : 2};
-  pixels.step = e.source_step;
+  pixels.step = EncoderRoom::sourceStep(e);
   pixels.width = e.source_width;
   return pixels;
 }

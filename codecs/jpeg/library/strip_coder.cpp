@@ -69,7 +69,7 @@ int StripCoder::fill(int strip) {
 void StripCoder::fillByRoute(int strip) {
   CJPEGEncoder& e = encoder_;
   settleStripRows(e, strip);
-  pixels_.pixels = e.source_data + std::int64_t{strip} * e.mcu_height * e.source_step;
+  pixels_.pixels = e.source_data + std::int64_t{strip} * e.mcu_height * pixels_.step;
   pixels_.lines = e.strip_rows;
   routes().toPlanes(pixels_, scan_.layout, e.mcus_across, scan_.planes);
 }

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "qrx/codec.h"
+#include "qrx/qrx.h"
 #include "tests/unit/codec_kit.h"
 #include "tests/unit/shortage/shortage_kit.h"
 
@@ -131,6 +132,68 @@ Work classIn() {
   };
 }
 
+// The C interface.
+std::shared_ptr<qrxc_coder> newCoder() { return {qrxc_open(), qrxc_close}; }
+
+qrxc_layout layoutOf(const Image& image, bool isBottomUp) {
+  const std::int64_t line = std::int64_t{4} * image.size.width;
+  return {isBottomUp ? -line : line, static_cast<std::uint32_t>(image.size.width),
+          static_cast<std::uint32_t>(image.size.height), QRXC_BGRX, 0};
+}
+
+Work openCoder() {
+  return [](Part, Outcome* outcome) {
+    outcome->code = newCoder() == nullptr ? QRXC_NO_MEMORY : QRXC_DONE;
+  };
+}
+
+template <qrxc_format format>
+Work callOut() {
+  return [coder = newCoder()](Part part, Outcome* outcome) {
+    static std::uint8_t jpeg[1 << 17];
+    const Image& image = Material::of(part).image;
+    qrxc_layout layout = layoutOf(image, true);
+    layout.format = format;
+    std::size_t size = 0;
+    outcome->code = qrxc_encode(coder.get(), image.row(image.size.height - 1), &layout, 60,
+                                QRXC_420, jpeg, sizeof jpeg, &size);
+    outcome->add(jpeg, size);
+  };
+}
+
+template <_JPEG_MODE mode>
+Work callIn() {
+  return [coder = newCoder()](Part part, Outcome* outcome) {
+    const Material& m = Material::of(part);
+    const qrxc_layout layout = layoutOf(m.image, true);
+    const std::int64_t last = -layout.stride * (layout.height - 1);
+    outcome->code = qrxc_decode(coder.get(), m.streams[mode].data(), m.streams[mode].size(),
+                                outcome->bytes.data() + last, &layout, nullptr);
+  };
+}
+
+Work callPacketsOut() {
+  return [coder = newCoder()](Part part, Outcome* outcome) {
+    const Image& image = Material::of(part).image;
+    const qrxc_layout layout = layoutOf(image, false);
+    const qrxc_place place = {0, 1, 0, 0, 0, {}};
+    const auto add = [](void* to, const std::uint8_t* packet, std::size_t size) {
+      static_cast<Outcome*>(to)->add(packet, size);
+    };
+    outcome->code =
+        qrxc_encode_packets(coder.get(), image.row(0), &layout, 97, QRXC_420, &place, add, outcome);
+  };
+}
+
+Work callPacketIn() {
+  return [coder = newCoder()](Part part, Outcome* outcome) {
+    const Material& m = Material::of(part);
+    const qrxc_layout layout = layoutOf(m.image, false);
+    outcome->code = qrxc_decode_packet(coder.get(), m.packet.data(), m.packet.size(),
+                                       outcome->bytes.data(), &layout, nullptr, nullptr);
+  };
+}
+
 class CodersShortage : public testing::TestWithParam<Road> {};
 
 TEST_P(CodersShortage, Passes) {
@@ -149,6 +212,8 @@ const Failures kFrameIn = {{1, "QRX JPEG: ReadHeader() failed\n"},
 const Failures kPacketIn = {{0, ""}};
 // The classes; the second where a table has none.
 const Failures kClass = {{JPEG_OUT_OF_MEMORY, ""}, {JPEG_INTERNAL_ERROR, ""}};
+
+const Failures kCall = {{QRXC_NO_MEMORY, ""}};
 
 const Road kRoads[] = {
     {"objects", makeObjects, {}},
@@ -172,6 +237,17 @@ const Road kRoads[] = {
     {"laterBaselineIn", classIn<JPEG_MODE_BASELINE>, kClass, true},
     {"laterProgressiveIn", classIn<JPEG_MODE_PROGRESSIVE>, kClass, true},
     {"laterLosslessIn", classIn<JPEG_MODE_LOSSLESS>, kClass, true},
+    {"openCoder", openCoder, kCall},
+    {"callOut", callOut<QRXC_BGRX>, kCall},
+    {"callCmykOut", callOut<QRXC_CMYK>, kCall},
+    {"laterCallOut", callOut<QRXC_BGRX>, kCall, true},
+    {"callPacketsOut", callPacketsOut, kCall},
+    {"callBaselineIn", callIn<JPEG_MODE_BASELINE>, kCall},
+    {"callProgressiveIn", callIn<JPEG_MODE_PROGRESSIVE>, kCall},
+    {"callLosslessIn", callIn<JPEG_MODE_LOSSLESS>, kCall},
+    {"laterCallIn", callIn<JPEG_MODE_BASELINE>, kCall, true},
+    {"callPacketIn", callPacketIn, kCall},
+    {"laterCallPacketIn", callPacketIn, kCall, true},
 };
 INSTANTIATE_TEST_SUITE_P(EveryRoad, CodersShortage, testing::ValuesIn(kRoads),
                          [](const auto& road) { return std::string(road.param.name); });

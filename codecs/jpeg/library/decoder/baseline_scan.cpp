@@ -15,12 +15,16 @@
 namespace qrx::jpeg {
 namespace {
 
-// Blocks that a failure leaves undecoded keep the coefficients of the row above.
-int decodeRow(CJPEGDecoder& d, Ipp16s* blocks, int mcus) {
+// Blocks that a failure leaves undecoded keep the coefficients of the row above. `done` gets how
+// many were decoded.
+int decodeRow(CJPEGDecoder& d, Ipp16s* blocks, int mcus, int* done) {
+  *done = 0;
   return walkOf(d, mcus).mcus(
       1, [&d] { return openInterval(d); },
-      [&d, blocks](CJPEGColorComponent& c, const BlockPlace& place) {
-        return keepCount(d, decodeBlock(d, c, blocks + 64 * place.index));
+      [&d, blocks, done](CJPEGColorComponent& c, const BlockPlace& place) {
+        const int result = keepCount(d, decodeBlock(d, c, blocks + 64 * place.index));
+        if (result == JPEG_NO_ERROR) ++*done;
+        return result;
       });
 }
 
@@ -95,6 +99,11 @@ int findEnd(CJPEGDecoder& d, const ScanStart& start, const SpanOf& spanOf) {
   return JPEG_NO_ERROR;
 }
 
+void noteRow(const CJPEGDecoder& d, int done, int mcus) {
+  DecoderRoom* const room = DecoderRoom::existing(d);
+  if (room != nullptr) room->noteRow(done, mcus);
+}
+
 // All rows, whatever becomes of each, unless memory runs out. `spanOf` tells the same of a row each
 // time.
 template <typename SpanOf>
@@ -106,10 +115,12 @@ int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
     clearBlocks(d, span.mcus);
     if (routes.serve()) {
       routes.fetchTarget(row, span);
-      routes.decode(span.mcus);
+      noteRow(d, routes.decode(span.mcus), span.mcus);
       routes.show(row, span);
     } else {
-      decodeRow(d, d.block_buffer, span.mcus);
+      int blocks = 0;
+      decodeRow(d, d.block_buffer, span.mcus, &blocks);
+      noteRow(d, blocks / d.mcu_blocks, span.mcus);
       const int result = showRow(d, d.block_buffer, 0, row, span);
       if (result == JPEG_OUT_OF_MEMORY) return result;
     }
@@ -151,7 +162,8 @@ int CJPEGDecoder::DecodeScanBaselineTiles() {
 }
 
 int CJPEGDecoder::DecodeHuffmanMCURowBL(Ipp16s* pMCUBuf) {
-  return qrx::jpeg::decodeRow(*this, pMCUBuf, mcus_across);
+  int blocks = 0;
+  return qrx::jpeg::decodeRow(*this, pMCUBuf, mcus_across, &blocks);
 }
 
 int CJPEGDecoder::DCT_QNT_SSCC_MCURowBL(Ipp16s* pMCUBuf, int slot, int row) {

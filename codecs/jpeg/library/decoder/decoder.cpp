@@ -206,7 +206,8 @@ int CJPEGDecoder::Init() {
   for (int i = 0; i < component_count; ++i) {
     QRX_TRY(qrx::jpeg::allocateComponent(*this, i, sizes));
   }
-  huffman_state.Create();  // one that fails stays null, and the scan decoder reports it
+  // One that fails stays null, and the scan decoder reports it.
+  if (huffman_state.Create() != JPEG_NO_ERROR) qrx::jpeg::noteLackOfMemory(*this);
   return JPEG_NO_ERROR;
 }
 

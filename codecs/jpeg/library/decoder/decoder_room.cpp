@@ -34,11 +34,16 @@ void DecoderRoom::startImage() {
   scansSeen = 0;
   pixelsShown = 0;
   outputDue = false;
+  goodMcus = 0;
+  goodRows = 0;
+  isFaulty = false;
+  lacksMemory = false;
   forgetDestination();
 }
 
 void DecoderRoom::forgetDestination() {
   fourBytes = false;
+  wideStep = 0;
   window.reset();
 }
 
@@ -49,11 +54,30 @@ int setFourByteDestination(CJPEGDecoder& decoder) {
   return JPEG_NO_ERROR;
 }
 
+int setWideStep(CJPEGDecoder& decoder, std::ptrdiff_t step) {
+  DecoderRoom* const room = DecoderRoom::of(decoder);
+  if (room == nullptr) return JPEG_OUT_OF_MEMORY;
+  room->wideStep = step;
+  return JPEG_NO_ERROR;
+}
+
+int silence(CJPEGDecoder& decoder) {
+  DecoderRoom* const room = DecoderRoom::of(decoder);
+  if (room == nullptr) return JPEG_OUT_OF_MEMORY;
+  room->isQuiet = true;
+  return JPEG_NO_ERROR;
+}
+
 int setPacketWindow(CJPEGDecoder& decoder, const PacketWindow& window) {
   DecoderRoom* const room = DecoderRoom::of(decoder);
   if (room == nullptr) return JPEG_OUT_OF_MEMORY;
   room->window = window;
   return JPEG_NO_ERROR;
+}
+
+void noteLackOfMemory(const CJPEGDecoder& decoder) {
+  DecoderRoom* const room = DecoderRoom::existing(decoder);
+  if (room != nullptr) room->lacksMemory = true;
 }
 
 int linesWritten(const CJPEGDecoder& decoder) {

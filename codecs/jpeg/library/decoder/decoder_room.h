@@ -21,6 +21,7 @@ struct PacketWindow {
   std::int64_t count;  // of pixels from there to the end of what may be written
   int width;           // of the rectangle
   int left;
+  std::ptrdiff_t step = 0;  // bytes from line to line; 0 for lines without a gap
 };
 
 // What the tables of a packet came to. Where packets follow each other they need not be made again.
@@ -58,6 +59,14 @@ struct DecoderRoom {
   // Null where none was made yet.
   static DecoderRoom* existing(const CJPEGDecoder& decoder) { return decoder.room_; }
 
+  // Notes that a row of `mcus` MCUs was decoded up to MCU `done`.
+  void noteRow(int done, int mcus) {
+    if (isFaulty) return;
+    goodMcus += done;
+    isFaulty = done < mcus;
+    if (!isFaulty) ++goodRows;
+  }
+
   // Forget what belongs to one image, and of that what belongs to its destination.
   void startImage();
   void forgetDestination();
@@ -65,11 +74,20 @@ struct DecoderRoom {
   int linesWritten = 0;          // of the destination, by this image
   int scansSeen = 0;             // of the data run so far
   std::int64_t pixelsShown = 0;  // before its end
-  bool outputDue = false;        // a complete progressive image whose last scan was not shown yet
+  // What became of the entropy-coded data, which no result tells: MCUs, and rows of them from the
+  // top, in front of the first fault. Only its own rows count for a progressive image.
+  std::int64_t goodMcus = 0;
+  int goodRows = 0;
+  bool isFaulty = false;
+  bool lacksMemory = false;  // where the result says JPEG_INTERNAL_ERROR
+  bool outputDue = false;    // a complete progressive image whose last scan was not shown yet
 
   // Of the destination, beside what SetDestination tells; SetSource forgets it.
   bool fourBytes = false;  // pixels of three channels have a fourth byte, which stays as it is
   std::optional<PacketWindow> window;
+  std::ptrdiff_t wideStep = 0;  // in the place of dest_step; 0 for none
+
+  bool isQuiet = false;  // nothing goes to the standard error stream
 
   PacketTables packetTables;
   std::optional<int> clearedMcus;  // of block_buffer, unless all are
@@ -83,13 +101,21 @@ struct DecoderRoom {
   std::int64_t pixelsSize = 0;
 };
 
+// Notes that a step failed for want of memory, which its result does not tell.
+void noteLackOfMemory(const CJPEGDecoder& decoder);
+
 // Lines of the destination that the image has written, from the top.
 int linesWritten(const CJPEGDecoder& decoder);
 
 // Tell more of the destination, after SetDestination. JPEG_OUT_OF_MEMORY.
 int setFourByteDestination(CJPEGDecoder& decoder);
+// A step outside of what dest_step can say: below 0, or beyond an int.
+int setWideStep(CJPEGDecoder& decoder, std::ptrdiff_t step);
 // Of ReadDataTiles: the packet's own pixels go to their places in the rectangle, and no others.
 int setPacketWindow(CJPEGDecoder& decoder, const PacketWindow& window);
+
+// Keeps the decoder from the standard error stream, from now on. JPEG_OUT_OF_MEMORY.
+int silence(CJPEGDecoder& decoder);
 
 }  // namespace qrx::jpeg
 

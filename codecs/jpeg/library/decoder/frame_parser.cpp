@@ -160,7 +160,9 @@ int initDefaultTables(CJPEGDecoder& d) {
   DecoderRoom* const room = DecoderRoom::of(d);
   if (room != nullptr && holds(d, room->packetTables)) return JPEG_NO_ERROR;
   for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
-    if (tableOf(d, source).empty) tableOf(d, source).Create();
+    if (tableOf(d, source).empty && tableOf(d, source).Create() != JPEG_NO_ERROR) {
+      noteLackOfMemory(d);
+    }
   }
   QRX_TRY(d.quant_tables[0].Init(0, d.quality, DefaultLuminanceQuant));
   QRX_TRY(d.quant_tables[1].Init(1, d.quality, DefaultChrominanceQuant));

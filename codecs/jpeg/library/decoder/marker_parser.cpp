@@ -185,6 +185,7 @@ int MarkerRun::decodeProgressiveScan() {
   const int result = d.DecodeScanProgressive();
   if (d.huffman_state.state == nullptr) return JPEG_OUT_OF_MEMORY;
   if (result == JPEG_OUT_OF_MEMORY) return result;
+  if (result != JPEG_NO_ERROR) room_->isFaulty = true;
   d.ac_scans_done = 0;
   for (int i = 0; i < d.component_count; ++i) d.ac_scans_done += d.components[i]->ac_scan_done;
   const bool complete = d.dc_scan_done != 0 && d.ac_scans_done == d.component_count;
@@ -274,6 +275,7 @@ int CJPEGDecoder::ParseRST() {
   if (marker == JPEG_MARKER_NONE && NextMarker(&marker) != JPEG_NO_ERROR) {
     return JPEG_INTERNAL_ERROR;
   }
+  if (room_ != nullptr && marker != JPEG_MARKER_RST0 + next_restart) room_->isFaulty = true;
   next_restart = (next_restart + 1) % 8;
   return qrx::jpeg::clearMarker(*this);
 }

@@ -3,6 +3,7 @@
 #include "codecs/jpeg/library/decoder/output_stage.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 
 #include "codecs/jpeg/library/decoder/decoder_room.h"
@@ -84,11 +85,17 @@ int destinationChannels(const CJPEGDecoder& d) {
   }
 }
 
+bool hasWideStep(const CJPEGDecoder& d) {
+  const DecoderRoom* const room = DecoderRoom::existing(d);
+  return room != nullptr && (room->wideStep != 0 || room->window);
+}
+
 // The destination's lines from `top` on.
 Target linesTarget(const CJPEGDecoder& d, int top, IppiSize area) {
   const DecoderRoom* const room = DecoderRoom::existing(d);
   const int bytes = room != nullptr && room->fourBytes ? 4 : destinationChannels(d);
-  return {d.dest_data + std::ptrdiff_t{d.dest_step} * top, d.dest_step, bytes, area};
+  const std::ptrdiff_t step = room != nullptr && room->wideStep != 0 ? room->wideStep : d.dest_step;
+  return {d.dest_data + step * top, step, bytes, area};
 }
 
 // A packet's own pixels in its rectangle: of the lines from `top` on those that lie wholly in it.
@@ -100,11 +107,9 @@ Target windowTarget(const CJPEGDecoder& d, const PacketWindow& window, int row, 
   const std::int64_t room = window.count - (left + columns);
   const std::int64_t bottom = room < 0 ? 0 : room / window.width + 1;
   const auto inside = static_cast<int>(std::clamp<std::int64_t>(bottom - top, 0, lines));
-  const std::int64_t first = std::int64_t{top} * window.width + left;
-  return {window.pixels + first * bytes,
-          std::ptrdiff_t{window.width} * bytes,
-          bytes,
-          {columns, inside}};
+  const std::ptrdiff_t step = window.step != 0 ? window.step : std::ptrdiff_t{window.width} * bytes;
+  return {
+      window.pixels + top * step + std::ptrdiff_t{left} * bytes, step, bytes, {columns, inside}};
 }
 
 // Lines of row `row` that the destination takes.
@@ -112,8 +117,26 @@ int linesOf(const CJPEGDecoder& d, int row) {
   return std::min(d.strip_rows, d.dest_height - row * d.mcu_height);
 }
 
+// Whether a primitive takes the step between lines.
+bool isPrimitiveStep(std::ptrdiff_t step) { return step >= 1 && step <= INT_MAX; }
+
+// Does a piece of work for a target line by line, with a step that a primitive takes.
+template <typename Work>
+int lineByLine(const Target& target, const Work& work) {
+  Target line = target;
+  line.area.height = 1;
+  line.step = std::ptrdiff_t{target.bytesPerPixel} * target.area.width;
+  for (int i = 0; i < target.area.height; ++i, line.pixels += target.step) QRX_TRY(work(line, i));
+  return JPEG_NO_ERROR;
+}
+
 // Copies the first pixels of lines of three bytes to their places.
 int copyPixels(const Ipp8u* from, int step, const Target& to) {
+  if (!isPrimitiveStep(to.step)) {
+    return lineByLine(to, [&](const Target& line, int i) {
+      return copyPixels(from + std::ptrdiff_t{step} * i, step, line);
+    });
+  }
   const int toStep = static_cast<int>(to.step);
   const IppiSize area = to.area;
   return resultOf(to.bytesPerPixel == 4
@@ -147,6 +170,11 @@ int convertByStrips(CJPEGDecoder& d, std::ptrdiff_t offset, Target target, int w
 int convert(CJPEGDecoder& d, std::ptrdiff_t offset, const Target& target, int width) {
   if (target.bytesPerPixel != destinationChannels(d) || target.area.width != width) {
     return target.area.width <= 0 ? JPEG_NO_ERROR : convertByStrips(d, offset, target, width);
+  }
+  if (!isPrimitiveStep(target.step) && hasWideStep(d)) {
+    return lineByLine(target, [&](const Target& line, int i) {
+      return convert(d, offset + std::ptrdiff_t{d.strip_stride} * i, line, width);
+    });
   }
   const Ipp8u* planes[4] = {};
   for (int i = 0; i < d.component_count; ++i) planes[i] = d.components[i]->cc_buffer + offset;

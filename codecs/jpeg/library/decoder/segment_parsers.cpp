@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "codecs/jpeg/library/decoder/decoder_room.h"
 #include "codecs/jpeg/library/decoder/segment_reader.h"
 #include "codecs/jpeg/library/table_lists.h"
 
@@ -56,13 +57,20 @@ int readComment(CJPEGDecoder& d, SegmentReader& segment) {
 // The text names a line, which stays the same from release to release: logs are searched for it.
 constexpr int kReportedLine = 85;
 
+bool isQuiet(const CJPEGDecoder& d) {
+  const DecoderRoom* const room = DecoderRoom::existing(d);
+  return room != nullptr && room->isQuiet;
+}
+
 int readQuantTables(CJPEGDecoder& d, SegmentReader& segment) {
   while (segment.remaining > 0) {
     const int precisionAndId = segment.readByte();
     const int entryPrecision = precisionAndId >> 4, id = precisionAndId & 15;
     if (id > 3) {
-      std::fprintf(stderr, "JPEG_BAD_QUANT_SEGMENT at %s:%d\n", "codecs/jpeg/library/decoder",
-                   kReportedLine);
+      if (!isQuiet(d)) {
+        std::fprintf(stderr, "JPEG_BAD_QUANT_SEGMENT at %s:%d\n", "codecs/jpeg/library/decoder",
+                     kReportedLine);
+      }
       return JPEG_BAD_QUANT_SEGMENT;
     }
     Ipp8u table[64];
@@ -88,7 +96,10 @@ int readHuffmanTables(CJPEGDecoder& d, SegmentReader& segment) {
     segment.readBytes({values, static_cast<std::size_t>(count)});
 
     CJPEGDecoderHuffmanTable& table = tableClass != 0 ? d.ac_tables[id] : d.dc_tables[id];
-    if (table.empty && table.Create() != JPEG_NO_ERROR) return JPEG_INTERNAL_ERROR;
+    if (table.empty && table.Create() != JPEG_NO_ERROR) {
+      noteLackOfMemory(d);
+      return JPEG_INTERNAL_ERROR;
+    }
     if (table.Init(id, tableClass, bits, values) != JPEG_NO_ERROR) return JPEG_INTERNAL_ERROR;
   }
   return segment.remaining == 0 ? JPEG_NO_ERROR : JPEG_BAD_SEGMENT_LENGTH;
@@ -120,6 +131,7 @@ int CJPEGDecoder::ParseDRI() { return parseSegment(*this, qrx::jpeg::readRestart
 
 int CJPEGDecoder::ParseDQT() {
   const int result = parseSegment(*this, qrx::jpeg::readQuantTables);
-  if (result != JPEG_NO_ERROR) std::fputs("ParseDQT failed\n", stderr);
+  if (result != JPEG_NO_ERROR && !qrx::jpeg::isQuiet(*this))
+    std::fputs("ParseDQT failed\n", stderr);
   return result;
 }

@@ -1,6 +1,7 @@
 #include "codecs/jpeg/library/decoder/strip_decoder.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "codecs/jpeg/library/decoder/decoder_room.h"
@@ -20,7 +21,9 @@ bool hasRoutePixels(const CJPEGDecoder& d) {
   const DecoderRoom* const room = DecoderRoom::existing(d);
   if (room != nullptr && room->window) return true;
   const std::int64_t bytes = room != nullptr && room->fourBytes ? 4 : 3;
-  return d.dest_data != nullptr && d.dest_width > 0 && d.dest_step >= bytes * d.dest_width;
+  const std::int64_t step =
+      room != nullptr && room->wideStep != 0 ? std::abs(room->wideStep) : d.dest_step;
+  return d.dest_data != nullptr && d.dest_width > 0 && step >= bytes * d.dest_width;
 }
 
 bool hasRouteStream(const CJPEGDecoder& d) {
@@ -77,7 +80,7 @@ void StripDecoder::fetchTarget(int row, const RowSpan& span) {
   }
 }
 
-void StripDecoder::decode(int mcus) {
+int StripDecoder::decode(int mcus) {
   CJPEGDecoder& d = decoder_;
   int column = 0;
   while (column < mcus) {
@@ -92,6 +95,7 @@ void StripDecoder::decode(int mcus) {
     if (done < together) break;
   }
   routes().transform(scan_, column, mcus - column);
+  return column;
 }
 
 bool StripDecoder::standsAtEnd() const {

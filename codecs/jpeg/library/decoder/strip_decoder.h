@@ -19,8 +19,8 @@ class StripDecoder {
 
   void fetchTarget(int row, const RowSpan& span);
   // Decodes the next row of `mcus` MCUs into the planes. What a failure leaves undecoded keeps the
-  // coefficients of the row above.
-  void decode(int mcus);
+  // coefficients of the row above. Tells how many were decoded.
+  int decode(int mcus);
   // Whether the stream's position and what is in hand are those that the primitives leave, once all
   // rows were decoded.
   bool standsAtEnd() const;
