@@ -6,9 +6,9 @@ document=$(<"$1")
 shift
 for program in "$@"; do
   # Without the marks, and as far left as it goes.
-  lines=$(sed -n '/first picture: begin/,/first picture: end/p' "$program" | sed '1d;$d')
-  indent=$(head -n 1 <<<"$lines" | sed 's/[^ ].*//')
-  lines=$(sed "s/^$indent//" <<<"$lines")
+  marked() { sed -n '/first picture: begin/,/first picture: end/p' "$program" | sed '1d;$d'; }
+  indent=$(marked | head -n 1 | sed 's/[^ ].*//')
+  lines=$(marked | sed "s/^$indent//")
   [ "$(wc -l <<<"$lines")" -ge 5 ] || { echo "$program has no marked lines" >&2; exit 1; }
   if [[ $document != *"$lines"* ]]; then
     echo "the document lacks these lines of $program:" >&2

@@ -43,9 +43,10 @@ for standard in c99 c17; do
   echo '#include "qrx/qrx.h"' | "${CC:-cc}" -std=$standard -Wall -Wextra -Wpedantic -Werror \
     -I "$prefix/include" -fsyntax-only -x c -
 done
+lib=$(dirname "$(find "$prefix" -name libqrx_jpeg.so)")
 "${CC:-cc}" -std=c99 "$here/../../docs/examples/first_picture.c" -o "$scratch/first_picture" \
-  -I "$prefix/include" -L "$prefix/lib" -lqrx_jpeg
-(cd "$scratch" && LD_LIBRARY_PATH="$prefix/lib" ./first_picture)
+  -I "$prefix/include" -L "$lib" -lqrx_jpeg
+(cd "$scratch" && LD_LIBRARY_PATH="$lib" ./first_picture)
 
 # Builds and runs the stranger by the pkg-config file that stands below a folder.
 by_pkg_config() {

@@ -212,7 +212,7 @@ extern "C" {
 qrxc_code qrxc_read_info(qrxc_coder* coder, const void* jpeg, std::size_t size, qrxc_info* info) {
   return call(coder, [&] {
     if (info == nullptr) return tell(coder, QRXC_BAD_ARGUMENT, "the info is null");
-    Header header;
+    Header header = {};
     const qrxc_code code = readHeader(coder, jpeg, size, &header);
     if (code != QRXC_DONE) return code;
     *info = infoOf(header, coder->decoder);
@@ -226,7 +226,7 @@ qrxc_code qrxc_decode(qrxc_coder* coder, const void* jpeg, std::size_t size, voi
   return call(coder, [&] {
     const auto target = pixelsOf(coder, pixels, layout, INT_MAX);
     if (!target) return QRXC_BAD_ARGUMENT;
-    Header header;
+    Header header = {};
     const qrxc_code code = readHeader(coder, jpeg, size, &header);
     return code != QRXC_DONE ? code : decode(coder, header, *target, report);
   });
