@@ -18,12 +18,12 @@ profiles=$build/profiles
 run_corpus() {
   local program
   export LLVM_PROFILE_FILE=$profiles/corpus/%c%m.profraw
-  "$build/fuzz/make_corpus" "$build/fuzz/corpus"
+  "$build/fuzz/make_corpus" "$build/fuzz/seeds" >/dev/null
   # What making the seeds has run is no work of the corpus.
   rm -f "$profiles"/corpus/*.profraw
   for program in "$build"/fuzz/fuzz_*; do
     [ -x "$program" ] || continue
-    "$program" "$build/fuzz/corpus" tests/data/fuzz >/dev/null 2>&1
+    "$program" "$build/fuzz/seeds" "fuzz/corpus/${program##*/fuzz_}" tests/data/fuzz >/dev/null 2>&1
   done
 }
 

@@ -95,7 +95,7 @@ done
 took=$SECONDS
 # In the end the viewer goes first; it need not wait for a server that went before.
 status=0
-[ -e "/proc/$server" ] || kill $viewer 2>/dev/null || true
+sample $server >/dev/null || kill $viewer 2>/dev/null || true
 wait $viewer || status=$?
 viewer=''
 [ $status -eq 0 ] || fail "view ended with $status: $(cat "$work/view.err")"
