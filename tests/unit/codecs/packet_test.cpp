@@ -328,14 +328,36 @@ TEST(BadPackets, AreRefusedWhereHeadAndSegmentsDisagree) {
                {"factor 0", 42, {0x02}},
                {"factors of no sampling", 42, {0x41}},
                {"quantisation table 2", 43, {2}},
+               {"scan's marker", 51, {0xDB}},
+               {"scan's length", 53, {11}},
+               {"scan of two components", 54, {2}},
                {"scan of another component", 55, {9}},
-               {"Huffman table 2", 56, {0x22}},
+               {"Huffman table 2 for DC", 56, {0x20}},
+               {"Huffman table 2 for AC", 58, {0x12}},
+               {"spectral start", 61, {1}},
                {"spectral end", 62, {62}},
-               {"marker in the data", 70, {0xFF, 0xD0}}};
+               {"approximation", 63, {1}},
+               {"marker in the data", 70, {0xFF, 0xD0}},
+               {"marker cut by the end", run.packets[0].size() - 3, {0xFF}}};
   for (const auto& c : cases) {
     Bytes packet = run.packets[0];
     std::copy(c.bytes.begin(), c.bytes.end(), packet.begin() + static_cast<int>(c.offset));
     EXPECT_EQ(expectHarmless(run, 0, packet, true), c.taken) << c.what;
+  }
+}
+
+// Gray packets have the shortest codes that there are: what fills its bytes to the last bit is
+// taken, with a byte less it is not.
+TEST(BadPackets, HaveTooLittleDataForTheirMCUs) {
+  const Size sizes[] = {{4 * 8, 8}, {2 * 16, 8}, {16, 16}};  // of 14, 20 and 32 bits an MCU
+  for (int sampling = 0; sampling < 3; ++sampling) {
+    const PacketRun run(flatPicture(sizes[sampling], 128, 128, 128), sampling, 80);
+    Bytes packet = run.packets.at(0);
+    EXPECT_EQ(expectHarmless(run, 0, packet, true), true) << run;
+    udp_header head = headOf(packet);
+    --head.dataEnd;
+    setHead(packet, head);
+    EXPECT_EQ(expectHarmless(run, 0, packet, true), false) << run;
   }
 }
 
