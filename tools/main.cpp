@@ -5,6 +5,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/commands/run.h"
 #include "tools/commands/usage.h"
 #include "tools/support/error.h"
 
@@ -15,8 +16,7 @@ using namespace qrx::tool;
 // Usage errors in the form of all others; help and version go to standard output.
 int tellParseError(const CLI::App& app, const Words& words, const CLI::ParseError& error) {
   if (error.get_exit_code() == 0) return app.exit(error) == 0 ? kDone : kFailed;
-  std::fprintf(stderr, "qrx-jpeg: %s\n", wrongUsage(app, words, error).c_str());
-  return kUsage;
+  return tellError(wrongUsage(app, words, error), kUsage, asksForJson(words));
 }
 
 int runTool(int argc, char** argv) {
@@ -28,10 +28,7 @@ int runTool(int argc, char** argv) {
   for (const AddCommand add : kCommands) add(app, action);
   const Words words(argv + 1, argv + argc);
   const std::string wrong = wrongCommand(app, words);
-  if (!wrong.empty()) {
-    std::fprintf(stderr, "qrx-jpeg: %s\n", wrong.c_str());
-    return kUsage;
-  }
+  if (!wrong.empty()) return tellError(wrong, kUsage, asksForJson(words));
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -12,7 +12,6 @@
 #include "tools/support/files.h"
 #include "tools/support/jobs.h"
 #include "tools/support/json.h"
-#include "tools/support/progress.h"
 
 namespace qrx::tool {
 namespace {
@@ -24,7 +23,7 @@ class SharedPixels {
       : count_(mmap(nullptr, sizeof(PixelCount), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
                     -1, 0)) {
     if (count_ == MAP_FAILED) throw std::bad_alloc();
-    new (count_) PixelCount(0);
+    new (count_) PixelCount;
   }
   ~SharedPixels() { munmap(count_, sizeof(PixelCount)); }
   SharedPixels(const SharedPixels&) = delete;
@@ -55,22 +54,19 @@ int runPairs(const std::vector<FilePair>& pairs, int jobs, const TalkOptions& ta
              const PairWork& work) {
   const bool single = pairs.size() == 1;
   if (single && !wantsProgress(pairs.front(), talk)) {
-    PixelCount ignored = 0;
-    return work(pairs.front(), ignored);
+    PixelCount pixels;
+    return work(pairs.front(), pixels);
   }
   SharedPixels pixels;
   Progress progress(single ? pairs.front().input : "file", static_cast<int>(pairs.size()),
-                    talk.quiet);
+                    talk.quiet, &pixels.get());
   std::size_t done = 0, failed = 0;
   int code = kDone;
   if (json && !single) std::printf("{\"files\":[");
   runJobs(
       pairs.size(), jobs > 0 ? jobs : processors(),
       [&](std::size_t i) { return runGuarded([&] { return work(pairs[i], pixels.get()); }, json); },
-      [&](std::size_t ended) {
-        progress.update(static_cast<int>(ended));
-        progress.setPixels(pixels.get());
-      },
+      [&](std::size_t ended) { progress.update(static_cast<int>(ended)); },
       [&](const JobResult& result) {
         if (result.code != kDone) ++failed;
         code = result.code;

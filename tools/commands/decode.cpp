@@ -59,6 +59,9 @@ int decodePair(const DecodeOptions& options, const FilePair& pair, PixelCount& p
   const std::vector<std::uint8_t> data = readFile(pair.input);
   const std::string name = displayName(pair.input);
   const JpegInfo info = walkJpeg(data);
+  if (const JpegFrame* frame = info.frame()) {
+    pixels.known += Size{frame->width, frame->height}.pixels();
+  }
   Session session(options.host);
   options.talk.detail(name + ": slot " + std::to_string(session.slot()));
   const Stopwatch watch;
@@ -78,7 +81,7 @@ int decodePair(const DecodeOptions& options, const FilePair& pair, PixelCount& p
           ? chooseMetadata(picture.metadata, options.metadata, picture.image.gray, options.talk)
           : Metadata{};
   writeImage(pair.output, picture.image, format, options.files.noClobber, metadata);
-  pixels += picture.image.pixels.size() / Image::kBytesPerPixel;
+  pixels.done += picture.image.size.pixels();
   printReport(options, pair.output, *info.frame(), picture, ms);
   return picture.damage.empty() ? kDone : kDamaged;
 }

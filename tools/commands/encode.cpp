@@ -77,11 +77,10 @@ FrameEncoder makeEncoder(Session& session, const Image& image, const EncodeOptio
   };
 }
 
-Bytes encodeTimed(const FrameEncoder& encode, const EncodeOptions& options, EncodeReport& report) {
+Bytes encodeTimed(const FrameEncoder& encode, const EncodeOptions& options, EncodeReport& report,
+                  PixelCount& pixels) {
   using Clock = std::chrono::steady_clock;
-  Progress progress("frame", options.repeat, options.talk.quiet);
-  progress.setPixels(static_cast<std::uint64_t>(report.size.width) *
-                     static_cast<std::uint64_t>(report.size.height));
+  Progress progress("frame", options.repeat, options.talk.quiet, &pixels);
   Bytes data;
   double total = 0;
   for (int i = 0; i < options.repeat; ++i) {
@@ -91,6 +90,7 @@ Bytes encodeTimed(const FrameEncoder& encode, const EncodeOptions& options, Enco
     total += ms;
     report.bestMs = i == 0 ? ms : std::min(report.bestMs, ms);
     progress.update(i + 1);
+    pixels.done += report.size.pixels();
     if (!isCompleteJpeg(data)) throw Error("the library gave no complete image");
   }
   report.meanMs = total / options.repeat;
@@ -165,7 +165,8 @@ void printReport(const EncodeOptions& options, const EncodeReport& report) {
 
 // The finished stream; errors with the name of the input.
 Bytes encodeAsAsked(Session& session, const Image& image, const EncodeOptions& options,
-                    const Metadata& metadata, const std::string& input, EncodeReport& report) {
+                    const Metadata& metadata, const std::string& input, EncodeReport& report,
+                    PixelCount& pixels) {
   try {
     const FrameEncoder encode = makeEncoder(session, image, options);
     if (options.targetSize > 0) {
@@ -173,7 +174,7 @@ Bytes encodeAsAsked(Session& session, const Image& image, const EncodeOptions& o
         return finish(encode(quality), options, metadata).size();
       });
     }
-    return finish(encodeTimed(encode, options, report), options, metadata);
+    return finish(encodeTimed(encode, options, report, pixels), options, metadata);
   } catch (const Error& error) {
     throw Error(displayName(input) + ": " + error.what(), error.code());
   }
@@ -202,11 +203,11 @@ int encodePair(const EncodeOptions& options, const FilePair& pair, PixelCount& p
   report.size = image.size;
   report.slot = session.slot();
   report.quality = options.quality;
-  const Bytes data = encodeAsAsked(session, image, options, metadata, pair.input, report);
+  pixels.known += image.size.pixels() * static_cast<std::uint64_t>(options.repeat);
+  const Bytes data = encodeAsAsked(session, image, options, metadata, pair.input, report, pixels);
   report.bytes = data.size();
   report.sampling = checkSampling(data, options.sampling);
   writeFile(pair.output, data, options.files.noClobber);
-  pixels += image.pixels.size() / Image::kBytesPerPixel;
   printReport(options, report);
   return picture.damage.empty() ? kDone : kDamaged;
 }

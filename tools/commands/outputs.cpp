@@ -43,14 +43,17 @@ std::string folderOf(const std::string& path) {
 }
 
 // Extensions that promise a certain kind of file; all others promise nothing.
-bool promisesAnotherKind(const std::string& extension, const OutputKind& kind) {
+bool promisesKind(const std::string& extension) {
   constexpr const char* kKnown[] = {".jpg",  ".jpeg", ".jpe",  ".jfif", ".png", ".ppm", ".pgm",
                                     ".pbm",  ".pnm",  ".pam",  ".qpk",  ".gif", ".bmp", ".tif",
                                     ".tiff", ".webp", ".avif", ".heic", ".jxl", ".jp2", ".svg",
                                     ".pdf",  ".txt",  ".json", ".raw",  ".zip"};
-  return std::find(std::begin(kKnown), std::end(kKnown), extension) != std::end(kKnown) &&
-         std::find(kind.extensions.begin(), kind.extensions.end(), extension) ==
-             kind.extensions.end();
+  return std::find(std::begin(kKnown), std::end(kKnown), extension) != std::end(kKnown);
+}
+
+bool promisesAnotherKind(const std::string& extension, const OutputKind& kind) {
+  return promisesKind(extension) && std::find(kind.extensions.begin(), kind.extensions.end(),
+                                              extension) == kind.extensions.end();
 }
 
 std::vector<FilePair> pairUp(const OutputOptions& options, const OutputKind& kind) {
@@ -67,6 +70,11 @@ std::vector<FilePair> pairUp(const OutputOptions& options, const OutputKind& kin
   const bool folder = inputs.size() > 1 || isFolder(output);
   if (folder && isStream(output)) {
     throw Error("several outputs cannot go to standard output: give -o FOLDER", kUsage);
+  }
+  if (folder && !isFolder(output) && promisesKind(extensionOf(output))) {
+    throw Error(
+        output + ": several inputs need a folder, and this is a file's name: give -o FOLDER/",
+        kUsage);
   }
   std::vector<FilePair> pairs;
   pairs.reserve(inputs.size());

@@ -3,12 +3,12 @@
 #define QRX_TOOLS_COMMANDS_OUTPUTS_H_
 
 #include <CLI/CLI.hpp>
-#include <atomic>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "tools/commands/options.h"
+#include "tools/support/progress.h"
 
 namespace qrx::tool {
 
@@ -41,8 +41,6 @@ std::vector<FilePair> planOutputs(const OutputOptions& options, const OutputKind
 // The extension of a name in lower case, with its dot; empty for none.
 std::string extensionOf(const std::string& path);
 
-// Pixels that are done, for the progress line.
-using PixelCount = std::atomic<std::uint64_t>;
 using PairWork = std::function<int(const FilePair&, PixelCount&)>;
 
 // Does `work` for each pair, one alone in this process, several in processes of their own, so that

@@ -101,9 +101,10 @@ int packPair(const PacketsOptions& options, const FilePair& pair, PixelCount& pi
   LazySession lazy(options.host);
   const Picture read = readPicture(pair.input, options.request, lazy);
   const Image& picture = read.image;
+  pixels.known += picture.size.pixels();
   const EncodedRectangle result = pack(lazy, read, options.job);
   writeFile(pair.output, joinPackets(result.packets), options.files.noClobber);
-  pixels += picture.pixels.size() / Image::kBytesPerPixel;
+  pixels.done += picture.size.pixels();
   printReport(options, pair.output, result);
   return result.complete && read.damage.empty() ? kDone : kDamaged;
 }

@@ -9,11 +9,10 @@
 #include "tools/support/json.h"
 
 namespace qrx::tool {
-namespace {
 
-int tell(const char* text, int code, bool json) {
-  std::fprintf(stderr, "qrx-jpeg: %s\n", text);
-  if (json && code != kUsage) {
+int tellError(const std::string& text, int code, bool json) {
+  std::fprintf(stderr, "qrx-jpeg: %s\n", text.c_str());
+  if (json) {
     JsonWriter writer;
     writer.beginObject().field("error", text).field("exit_code", code).endObject().print();
     std::fflush(stdout);  // where that fails nobody can be told
@@ -21,22 +20,20 @@ int tell(const char* text, int code, bool json) {
   return code;
 }
 
-}  // namespace
-
 int runGuarded(const std::function<int()>& work, bool json, bool strict) {
   try {
     int code = work();
     if (strict && code == kDamaged) code = kFailed;
     if (std::fflush(stdout) != 0) {
-      return tell("cannot write to standard output", kFailed, false);
+      return tellError("cannot write to standard output", kFailed, false);
     }
     return code;
   } catch (const Error& error) {
-    return tell(error.what(), error.code(), json);
+    return tellError(error.what(), error.code(), json);
   } catch (const std::bad_alloc&) {
-    return tell("out of memory", kFailed, json);
+    return tellError("out of memory", kFailed, json);
   } catch (const std::exception& error) {
-    return tell(error.what(), kFailed, json);
+    return tellError(error.what(), kFailed, json);
   }
 }
 

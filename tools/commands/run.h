@@ -3,11 +3,15 @@
 #define QRX_TOOLS_COMMANDS_RUN_H_
 
 #include <functional>
+#include <string>
 
 namespace qrx::tool {
 
-// Runs `work`; what it throws becomes a message and an exit code, with `json` an object on
-// standard output too. A usage error is a message only. `strict`: damage is a failure.
+// Tells an error on standard error, with `json` as an object on standard output too. Returns
+// `code`.
+int tellError(const std::string& text, int code, bool json);
+
+// Runs `work`; what it throws is told, and becomes an exit code. `strict`: damage is a failure.
 int runGuarded(const std::function<int()>& work, bool json, bool strict = false);
 
 }  // namespace qrx::tool

@@ -66,7 +66,8 @@ int unpackPair(const UnpackOptions& options, const FilePair& pair, PixelCount& p
   if (file.cutOff) options.talk.note(displayName(pair.input) + ": the last packet is cut off");
   writeImage(pair.output, result.picture, outputFormat(pair.output, options.format),
              options.files.noClobber);
-  pixels += result.picture.pixels.size() / Image::kBytesPerPixel;
+  pixels.known += result.picture.size.pixels();
+  pixels.done += result.picture.size.pixels();
   if (options.json) {
     printJson(result, pair.output);
   } else if (!options.talk.quiet) {

@@ -52,7 +52,23 @@ std::string unknownOption(const CLI::App& command, const Words& words, std::stri
   return {};
 }
 
+// The parser names the kind of value at length; --help has it.
+std::string reason(const CLI::ParseError& error) {
+  std::string text = error.what();
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  const std::size_t missing = text.find(": 1 required ");
+  if (missing != std::string::npos && text.ends_with(" missing")) {
+    text.replace(missing, std::string::npos, " needs a value");
+  }
+  return text;
+}
+
 }  // namespace
+
+bool asksForJson(const Words& words) {
+  const auto end = std::find(words.begin(), words.end(), "--");
+  return std::find(words.begin(), end, "--json") != end;
+}
 
 std::string wrongCommand(const CLI::App& app, const Words& words) {
   constexpr char kList[] = "qrx-jpeg --help lists the commands";
@@ -73,9 +89,7 @@ std::string wrongUsage(const CLI::App& app, const Words& words, const CLI::Parse
   if (!option.empty()) {
     return prefix + "there is no option " + option + ": " + meant(nearest, help);
   }
-  std::string text = error.what();
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  return prefix + text + ": " + help;
+  return prefix + reason(error) + ": " + help;
 }
 
 }  // namespace qrx::tool

@@ -10,6 +10,9 @@ namespace qrx::tool {
 
 using Words = std::vector<std::string>;  // of the command line, without the program's name
 
+// Whether --json is among the options, however wrong the others are.
+bool asksForJson(const Words& words);
+
 // "WHERE: what is wrong: what to do" for words that name no command, before the parser sees them;
 // empty where the command is there.
 std::string wrongCommand(const CLI::App& app, const Words& words);

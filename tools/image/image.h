@@ -16,6 +16,9 @@ struct Size {
   int width = 0;
   int height = 0;
   bool operator==(const Size&) const = default;
+  std::uint64_t pixels() const {
+    return static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
+  }
 };
 
 // Rows of width pixels, top row first, tightly packed: blue, green, red, alpha.

@@ -18,10 +18,12 @@ void put(int fd, const char* text, int length) {
   if (write(fd, text, static_cast<std::size_t>(length)) < 0) return;
 }
 
+double megapixels(std::uint64_t count) { return static_cast<double>(count) / 1e6; }
+
 }  // namespace
 
-Progress::Progress(std::string label, int total, bool quiet)
-    : label_(std::move(label)), total_(total) {
+Progress::Progress(std::string label, int total, bool quiet, const PixelCount* pixels)
+    : label_(std::move(label)), total_(total), pixels_(pixels) {
   if (quiet || isatty(STDERR_FILENO) != 1) return;
   terminal_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (terminal_ < 0) return;
@@ -68,7 +70,12 @@ void Progress::draw() {
                             values...);
   };
   if (total_ > 1) add(" %d of %d", done_.load(), total_);
-  if (pixels_ > 0) add(", %.1f Mpixel", static_cast<double>(pixels_.load()) / 1e6);
+  if (pixels_ != nullptr && pixels_->known > 0) {
+    add(", %.1f", megapixels(pixels_->done));
+    // Of several files those that have not been opened are not known.
+    if (total_ <= 1) add(" of %.1f", megapixels(pixels_->known));
+    add(" Mpixel");
+  }
   add(", %lld s", static_cast<long long>(seconds.count()));
   put(terminal_, text, length);
   shown_ = true;

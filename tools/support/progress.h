@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -12,19 +13,25 @@
 
 namespace qrx::tool {
 
+// How far the work is, in a process of its own too: pixels that are done, of those that are known
+// to be to do.
+struct PixelCount {
+  std::atomic<std::uint64_t> done = 0, known = 0;
+  static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+};
+
 // A thread of its own draws the line, so that one long piece of work is seen to go on too. It
 // writes by descriptor, never through stdio: the process may fork meanwhile.
 class Progress {
  public:
-  // "LABEL 3 of 12, 40.1 Mpixel, 5 s"; with a total of 1 just the label, the pixels and
-  // the time. `quiet`: no line at all.
-  Progress(std::string label, int total, bool quiet = false);
+  // "LABEL 3 of 12, 40.1 Mpixel, 5 s"; with a total of 1 "LABEL, 40.1 of 80.2 Mpixel, 5 s". The
+  // pixels are those of `pixels` at the time, if there are any. `quiet`: no line at all.
+  Progress(std::string label, int total, bool quiet = false, const PixelCount* pixels = nullptr);
   ~Progress();  // clears the line
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
   void update(int done) { done_ = done; }
-  void setPixels(std::uint64_t pixels) { pixels_ = pixels; }
   // Does what writes to the terminal while the line is away.
   void aside(const std::function<void()>& write);
 
@@ -36,7 +43,7 @@ class Progress {
   const int total_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   std::atomic<int> done_ = 0;
-  std::atomic<std::uint64_t> pixels_ = 0;
+  const PixelCount* const pixels_;
   int terminal_ = -1;  // a copy of standard error, or -1
   std::mutex mutex_;   // the line, `shown_` and `end_`
   std::condition_variable ends_;
