@@ -186,10 +186,9 @@ struct DecodingRun {
   }
   bool atEnd(std::span<const Ipp8u> data) const {
     const int length = int(data.size());
-    return state.get()->bitCount < 8 &&
-           (marker != 0 || position < 0 || position >= length ||
-            (data[size_t(position)] == 0xFF && position + 1 < length &&
-             data[size_t(position) + 1] != 0));
+    return state.get()->bitCount < 8 && (marker != 0 || position < 0 || position >= length ||
+                                         (data[size_t(position)] == 0xFF && position + 1 < length &&
+                                          data[size_t(position) + 1] != 0));
   }
   strips::ScanIn scan(Layout layout, const DecodingTables& tables, std::span<const Ipp8u> data) {
     strips::ScanIn scan = {};
