@@ -23,7 +23,6 @@ encode x/a.png y/a.ppm -o folder
 encode a.png b.jpg --sampling 411
 encode a.png b.jpg --slot 7
 encode a.png b.jpg --mode hierarchical
-encode a.png - --json
 decode a.jpg picture.gif
 decode a.jpg -
 view --connect nowhere:port --headless
@@ -48,6 +47,11 @@ encode a.png b.jpg --sampling 411|: 411 is none of 420, 422, 444: see
 encode a.png b.jpg --mode jpeg|none of baseline, lossless, progressive: see
 help relay|Usage: qrx-jpeg relay
 help rely|did you mean relay?
+encode a.png b.jpg -q|encode: --quality needs a value: see
+encode a.png b.png -o c.jpg|c.jpg: several inputs need a folder, and this is a file's name: give -o
+encode --jsn --json|{"error":"encode: there is no option --jsn: did you mean --json?","exit_code":64}
+rely --json|{"error":"rely: there is no such command: did you mean relay?","exit_code":64}
+encode a.png - --json|{"error":"--json and the image cannot both go to standard output","exit_code":64}
 -V|qrx-jpeg 1.
 --version|qrx-jpeg 1.
 version -h|Usage: qrx-jpeg version
@@ -63,7 +67,6 @@ docs=$(dirname "$script")/../../docs
 for shell in bash zsh fish; do
   "$tool" help --completion $shell | cmp -s - "$docs/qrx-jpeg.$shell" ||
     fail "qrx-jpeg help --completion $shell >docs/qrx-jpeg.$shell"
-  ! command -v $shell >/dev/null || $shell -n "$docs/qrx-jpeg.$shell" || fail "completion: $shell"
 done
 for command in $("$tool" --help | sed -nE '/^Subcommands/,/^$/s/^  ([a-z]+) .*/\1/p'); do
   grep -q "^ *$command) words=" "$docs/qrx-jpeg.bash" || fail "completion lacks $command"
@@ -75,11 +78,41 @@ for command in $("$tool" --help | sed -nE '/^Subcommands/,/^$/s/^  ([a-z]+) .*/\
       fail "completion for fish lacks $option of $command"
   done
 done
+
+# Completions in their own shells; zsh and fish where they are installed. What zsh shows on a
+# terminal stands for itself here: the words that begin as the last one does.
 # shellcheck source=docs/qrx-jpeg.bash
 source "$docs/qrx-jpeg.bash"
-COMP_WORDS=(qrx-jpeg encode --qua) COMP_CWORD=2
-_qrx_jpeg
-[ "${COMPREPLY[*]}" = --quality ] || fail "completion: ${COMPREPLY[*]}"
+in_bash() {
+  COMP_WORDS=(qrx-jpeg "$@") COMP_CWORD=$#
+  _qrx_jpeg
+  echo "${COMPREPLY[*]}"
+}
+cat >complete.zsh <<'ZSH'
+_describe() { [[ $1 == -o ]] && shift; print -rl -- "${(@P)2%%:*}" | grep -- "^$words[CURRENT]" }
+_files() { print files }
+script=$1
+shift
+words=(qrx-jpeg "$@") CURRENT=$(($# + 1))
+in_function() { source $script }
+in_function
+ZSH
+in_zsh() { zsh -f complete.zsh "$docs/qrx-jpeg.zsh" "$@"; }
+in_fish() { fish -c "source $docs/qrx-jpeg.fish; complete -C 'qrx-jpeg $*'" | cut -f1; }
+for shell in bash zsh fish; do
+  command -v $shell >/dev/null || continue
+  while read -r wanted words; do
+    # shellcheck disable=SC2086
+    got=$(in_$shell $words 2>&1)
+    [ "$got" = "$wanted" ] || fail "completion: $shell: $words: $got"
+  done <<'COMPLETIONS'
+--quality encode --qua
+--no-orient decode --no-o
+encode enc
+relay help re
+COMPLETIONS
+done
+rm complete.zsh
 
 # Scenes: a frame does not depend on the frames before it.
 expect 0 "$tool" scene --frames 2 --first 4 --size 90x60 a
@@ -179,6 +212,12 @@ if command -v script >/dev/null; then
   [ "$(sed 's/.*\x1b\[K//' terminal | grep -c '^slow/frame000[01][0-9].png.$')" = 12 ] ||
     fail "progress and results: $(cat -v terminal)"
   rm -r slow
+  # One long file: how much of it is done.
+  script -qec "'$tool' encode $frame x.jpg --repeat 100000" /dev/null >terminal
+  grep -aqE $'\r\033\\[K'"$frame"', [0-9.]+ of 540\.0 Mpixel, [1-9][0-9]* s' terminal ||
+    fail "no progress of one file: $(cat -v terminal)"
+  [ "$(sed 's/.*\x1b\[K//' terminal | grep -c '^x.jpg: 90x60, ')" = 1 ] ||
+    fail "progress and the result of one file: $(cat -v terminal)"
 fi
 
 # The benchmark: every road of every picture, from all threads, in the form asked for.
