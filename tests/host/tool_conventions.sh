@@ -46,6 +46,7 @@ encode a.png|no output is given
 encode a.png b.jpg --sampling 411|: 411 is none of 420, 422, 444: see
 encode a.png b.jpg --mode jpeg|none of baseline, lossless, progressive: see
 help relay|Usage: qrx-jpeg relay
+help|Usage: qrx-jpeg [OPTIONS] SUBCOMMAND
 help rely|did you mean relay?
 encode a.png b.jpg -q|encode: --quality needs a value: see
 encode a.png b.png -o c.jpg|c.jpg: several inputs need a folder, and this is a file's name: give -o
@@ -198,8 +199,16 @@ cmp -s file.jpg forced.png || fail "--force"
 # Notes, and the lack of them.
 expect 0 "$tool" encode $frame x.jpg -q 100 --json
 [ "$(json quality <out)$(grep -c 'note: quality 100 becomes 97' err)" = 971 ] || fail "quality 100"
-ZMT_SUBSAMPLING=3 "$tool" encode $frame x.jpg >out 2>err
-grep -q 'note: ZMT_SUBSAMPLING=3' err || fail "ZMT_SUBSAMPLING"
+while read -r command; do
+  # shellcheck disable=SC2086
+  ZMT_SUBSAMPLING=3 "$tool" $command >out 2>err
+  grep -q 'note: ZMT_SUBSAMPLING=3' err || fail "ZMT_SUBSAMPLING: $command"
+done <<SAMPLING
+encode $frame x.jpg
+packets $frame x.qpk
+bench $frame --runs 1
+serve --listen :0 --size 90x60 --wait 0.1
+SAMPLING
 expect 0 "$tool" encode $frame x.jpg --quality 99 --quiet
 [ -s out ] || [ -s err ] && fail "not quiet: $(cat out err)"
 expect 0 "$tool" encode $frame x.jpg -v
@@ -235,5 +244,7 @@ printf 'P2\n2 1\n255\n10 20\n' >one.pgm
 printf 'P3\n2 1\n255\n10 10 10 20 20 24\n' >two.ppm
 expect 0 "$tool" psnr one.pgm two.ppm
 [ "$(cat out)" = 43.87 ] || fail "psnr $(cat out)"
+expect 1 "$tool" psnr one.pgm $frame
+grep -q "^qrx-jpeg: $frame: 90x60, and one.pgm is 2x1: " err || fail "psnr of two sizes: $(cat err)"
 
 finish

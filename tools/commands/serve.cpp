@@ -42,7 +42,8 @@ FrameSource makeSource(const ServeOptions& options, LazySession& session, Size& 
   for (const std::string& path : options.pictures) {
     pictures->push_back(readPicture(path, request, session).image);
     if (pictures->back().size != pictures->front().size) {
-      throw Error(path + ": not of the first picture's size");
+      throw Error(path + ": " + pictures->back().size.text() + ", and the first picture is " +
+                  pictures->front().size.text() + ": give pictures of one size");
     }
   }
   size = pictures->front().size;
