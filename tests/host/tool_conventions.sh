@@ -23,7 +23,6 @@ encode x/a.png y/a.ppm -o folder
 encode a.png b.jpg --sampling 411
 encode a.png b.jpg --slot 7
 encode a.png b.jpg --mode hierarchical
-encode a.png - --json
 decode a.jpg picture.gif
 decode a.jpg -
 view --connect nowhere:port --headless
@@ -47,7 +46,13 @@ encode a.png|no output is given
 encode a.png b.jpg --sampling 411|: 411 is none of 420, 422, 444: see
 encode a.png b.jpg --mode jpeg|none of baseline, lossless, progressive: see
 help relay|Usage: qrx-jpeg relay
+help|Usage: qrx-jpeg [OPTIONS] SUBCOMMAND
 help rely|did you mean relay?
+encode a.png b.jpg -q|encode: --quality needs a value: see
+encode a.png b.png -o c.jpg|c.jpg: several inputs need a folder, and this is a file's name: give -o
+encode --jsn --json|{"error":"encode: there is no option --jsn: did you mean --json?","exit_code":64}
+rely --json|{"error":"rely: there is no such command: did you mean relay?","exit_code":64}
+encode a.png - --json|{"error":"--json and the image cannot both go to standard output","exit_code":64}
 -V|qrx-jpeg 1.
 --version|qrx-jpeg 1.
 version -h|Usage: qrx-jpeg version
@@ -63,7 +68,6 @@ docs=$(dirname "$script")/../../docs
 for shell in bash zsh fish; do
   "$tool" help --completion $shell | cmp -s - "$docs/qrx-jpeg.$shell" ||
     fail "qrx-jpeg help --completion $shell >docs/qrx-jpeg.$shell"
-  ! command -v $shell >/dev/null || $shell -n "$docs/qrx-jpeg.$shell" || fail "completion: $shell"
 done
 for command in $("$tool" --help | sed -nE '/^Subcommands/,/^$/s/^  ([a-z]+) .*/\1/p'); do
   grep -q "^ *$command) words=" "$docs/qrx-jpeg.bash" || fail "completion lacks $command"
@@ -75,11 +79,41 @@ for command in $("$tool" --help | sed -nE '/^Subcommands/,/^$/s/^  ([a-z]+) .*/\
       fail "completion for fish lacks $option of $command"
   done
 done
+
+# Completions in their own shells; zsh and fish where they are installed. What zsh shows on a
+# terminal stands for itself here: the words that begin as the last one does.
 # shellcheck source=docs/qrx-jpeg.bash
 source "$docs/qrx-jpeg.bash"
-COMP_WORDS=(qrx-jpeg encode --qua) COMP_CWORD=2
-_qrx_jpeg
-[ "${COMPREPLY[*]}" = --quality ] || fail "completion: ${COMPREPLY[*]}"
+in_bash() {
+  COMP_WORDS=(qrx-jpeg "$@") COMP_CWORD=$#
+  _qrx_jpeg
+  echo "${COMPREPLY[*]}"
+}
+cat >complete.zsh <<'ZSH'
+_describe() { [[ $1 == -o ]] && shift; print -rl -- "${(@P)2%%:*}" | grep -- "^$words[CURRENT]" }
+_files() { print files }
+script=$1
+shift
+words=(qrx-jpeg "$@") CURRENT=$(($# + 1))
+in_function() { source $script }
+in_function
+ZSH
+in_zsh() { zsh -f complete.zsh "$docs/qrx-jpeg.zsh" "$@"; }
+in_fish() { fish -c "source $docs/qrx-jpeg.fish; complete -C 'qrx-jpeg $*'" | cut -f1; }
+for shell in bash zsh fish; do
+  command -v $shell >/dev/null || continue
+  while read -r wanted words; do
+    # shellcheck disable=SC2086
+    got=$(in_$shell $words 2>&1)
+    [ "$got" = "$wanted" ] || fail "completion: $shell: $words: $got"
+  done <<'COMPLETIONS'
+--quality encode --qua
+--no-orient decode --no-o
+encode enc
+relay help re
+COMPLETIONS
+done
+rm complete.zsh
 
 # Scenes: a frame does not depend on the frames before it.
 expect 0 "$tool" scene --frames 2 --first 4 --size 90x60 a
@@ -165,8 +199,16 @@ cmp -s file.jpg forced.png || fail "--force"
 # Notes, and the lack of them.
 expect 0 "$tool" encode $frame x.jpg -q 100 --json
 [ "$(json quality <out)$(grep -c 'note: quality 100 becomes 97' err)" = 971 ] || fail "quality 100"
-ZMT_SUBSAMPLING=3 "$tool" encode $frame x.jpg >out 2>err
-grep -q 'note: ZMT_SUBSAMPLING=3' err || fail "ZMT_SUBSAMPLING"
+while read -r command; do
+  # shellcheck disable=SC2086
+  ZMT_SUBSAMPLING=3 "$tool" $command >out 2>err
+  grep -q 'note: ZMT_SUBSAMPLING=3' err || fail "ZMT_SUBSAMPLING: $command"
+done <<SAMPLING
+encode $frame x.jpg
+packets $frame x.qpk
+bench $frame --runs 1
+serve --listen :0 --size 90x60 --wait 0.1
+SAMPLING
 expect 0 "$tool" encode $frame x.jpg --quality 99 --quiet
 [ -s out ] || [ -s err ] && fail "not quiet: $(cat out err)"
 expect 0 "$tool" encode $frame x.jpg -v
@@ -179,6 +221,12 @@ if command -v script >/dev/null; then
   [ "$(sed 's/.*\x1b\[K//' terminal | grep -c '^slow/frame000[01][0-9].png.$')" = 12 ] ||
     fail "progress and results: $(cat -v terminal)"
   rm -r slow
+  # One long file: how much of it is done.
+  script -qec "'$tool' encode $frame x.jpg --repeat 100000" /dev/null >terminal
+  grep -aqE $'\r\033\\[K'"$frame"', [0-9.]+ of 540\.0 Mpixel, [1-9][0-9]* s' terminal ||
+    fail "no progress of one file: $(cat -v terminal)"
+  [ "$(sed 's/.*\x1b\[K//' terminal | grep -c '^x.jpg: 90x60, ')" = 1 ] ||
+    fail "progress and the result of one file: $(cat -v terminal)"
 fi
 
 # The benchmark: every road of every picture, from all threads, in the form asked for.
@@ -196,5 +244,7 @@ printf 'P2\n2 1\n255\n10 20\n' >one.pgm
 printf 'P3\n2 1\n255\n10 10 10 20 20 24\n' >two.ppm
 expect 0 "$tool" psnr one.pgm two.ppm
 [ "$(cat out)" = 43.87 ] || fail "psnr $(cat out)"
+expect 1 "$tool" psnr one.pgm $frame
+grep -q "^qrx-jpeg: $frame: 90x60, and one.pgm is 2x1: " err || fail "psnr of two sizes: $(cat err)"
 
 finish

@@ -110,6 +110,28 @@ ends() { # NAME PID CODES...: it ends soon with one of the codes
   [[ " $* " == *" $code "* ]] || fail "$name: exit code $code"
 }
 
+# Pictures of one's own: a JPEG, turned as its Exif data tells, and raw pixels.
+"$tool" scene --size 96x160 --format ppm . >/dev/null 2>&1
+tail -c $((96 * 160 * 3)) frame00000.ppm >window.raw
+"$tool" encode frame00000.ppm still.jpg -q 97 >/dev/null
+{
+  head -c 2 still.jpg
+  printf '\xff\xe1\0\x22Exif\0\0MM\0\x2a\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0\x03\0\0\0\0\0\0'
+  tail -c +3 still.jpg
+} >turned.jpg
+for picture in turned.jpg frame00000.ppm window.raw; do
+  wanted=$picture options=()
+  [ $picture = window.raw ] && wanted=frame00000.ppm options=(--size 96x160)
+  : >serve.err
+  "$tool" serve --listen :0 -q 97 --sampling 444 --frames 3 --wait 8 "${options[@]}" $picture \
+    >serve.out 2>serve.err &
+  server=$!
+  expect 0 "$tool" view --connect ":$(port_of serve.err)" --wait 8 --timeout 20 --repaired served.ppm
+  wait $server || fail "serve $picture: $? $(cat serve.err)"
+  expect 0 "$tool" psnr served.ppm $wanted
+  awk -v db="$(cat out)" 'BEGIN { exit !(db > 38) }' || fail "serve $picture: $(cat out) dB"
+done
+
 # A viewer comes, a second one is told that it comes too late, the first one leaves, another is
 # lost, and the server ends.
 serve 320x200 --listen localhost:0
@@ -134,6 +156,7 @@ ends 'the server' $server 0
 
 # A server that is lost, and started again with another size: the session goes on.
 serve 320x200 --listen :0
+: >view.err # no word of an earlier one
 "$tool" view --connect ":$port" --timeout 20 --snapshot again.ppm --after 100000 >view.out \
   2>view.err &
 viewer=$!

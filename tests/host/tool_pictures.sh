@@ -157,6 +157,22 @@ grep -qE 'Exif|comment|COM' out && fail "metadata left: $(cat out)"
 expect 0 "$tool" decode bare.jpg bare.ppm
 cmp -s bare.ppm <("$tool" decode copy.jpg - --format ppm 2>err) || fail "metadata changed pixels"
 
+# A colour profile is shown, carried and left out as asked.
+icc="ffe20090 4943435f50524f46494c4500 0101 00000080$(printf '00%.0s' {1..12})52474220"
+icc+=$(printf '00%.0s' {1..108})
+with_segment exif.jpg "$icc" >both.jpg
+while read -r choice exif profile; do
+  expect 0 "$tool" encode both.jpg copy.jpg --metadata "$choice"
+  expect 0 "$tool" info copy.jpg --json
+  [ "$(json exif_bytes <out) $(json icc_bytes <out)" = "$exif $profile" ] ||
+    fail "--metadata $choice: $(cat out)"
+done <<'METADATA'
+all 26 128
+exif 26 0
+icc 0 128
+none 0 0
+METADATA
+
 # Reasons: what a file is, or what of a JPEG is not taken.
 cjpeg -sample 1x2 picture.ppm >440.jpg
 cjpeg -sample 4x1 picture.ppm >411.jpg

@@ -149,7 +149,11 @@ void printResults(const std::string& input, const Image& image,
 
 int runBench(BenchOptions options) {
   options.quality = usedQuality(options.quality);
-  if (options.sampling) requestSampling(*options.sampling);
+  if (options.sampling) {
+    requestSampling(*options.sampling);
+  } else {
+    checkSamplingVariable({});
+  }
   LazySession lazy(options.host);
   Session& session = lazy.get();
   JsonWriter json;

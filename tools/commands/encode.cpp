@@ -183,8 +183,8 @@ Bytes encodeAsAsked(Session& session, const Image& image, const EncodeOptions& o
 void checkSides(const std::string& input, Size size) {
   constexpr int kLongest = 65535;
   if (size.width <= kLongest && size.height <= kLongest) return;
-  throw Error(displayName(input) + ": " + std::to_string(size.width) + "x" +
-              std::to_string(size.height) + " is too large for a JPEG: at most 65535 a side");
+  throw Error(displayName(input) + ": " + size.text() +
+              " is too large for a JPEG: at most 65535 a side");
 }
 
 int encodePair(const EncodeOptions& options, const FilePair& pair, PixelCount& pixels) {
@@ -221,6 +221,8 @@ int runEncode(EncodeOptions options) {
   if (options.mode == Mode::kLossless) {
     if (options.targetSize > 0) throw Error("a lossless JPEG has no --target-size", kUsage);
     if (options.restart > 0) throw Error("a lossless JPEG has no --restart", kUsage);
+    if (options.requestedQuality)
+      options.talk.note("a lossless JPEG has no quality: -q is ignored");
   } else {
     const unsigned usual = options.targetSize > 0 ? 97 : 80;
     options.quality = usedQuality(options.requestedQuality.value_or(usual), options.talk);

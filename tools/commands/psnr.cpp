@@ -4,6 +4,7 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/image/compare.h"
+#include "tools/support/files.h"
 #include "tools/support/json.h"
 
 namespace qrx::tool {
@@ -21,6 +22,11 @@ int runPsnr(const PsnrOptions& options) {
   LazySession session(options.host);
   const Picture first = readPicture(options.first, options.request, session);
   const Picture second = readPicture(options.second, options.request, session);
+  const Size size = first.image.size, other = second.image.size;
+  if (size != other) {
+    throw Error(displayName(options.second) + ": " + other.text() + ", and " +
+                displayName(options.first) + " is " + size.text() + ": give pictures of one size");
+  }
   const Difference difference = compareImages(first.image, second.image);
   if (options.json) {
     JsonWriter json;

@@ -17,6 +17,7 @@ struct ServeOptions {
   std::string listen = "127.0.0.1:5600";
   std::string key;
   Size size{1280, 720};
+  bool sizeGiven = false;
   double framesPerSecond = 25;
   int frames = 0;
   double waitSeconds = 0;
@@ -36,12 +37,13 @@ FrameSource makeSource(const ServeOptions& options, LazySession& session, Size& 
     return [scene](int number, Image& frame) { scene->render(number, frame); };
   }
   PictureRequest request{{}, {}, options.order, options.decode};
-  if (options.order) request.rawSize = options.size;
+  if (options.order || options.sizeGiven) request.rawSize = options.size;
   const auto pictures = std::make_shared<std::vector<Image>>();
   for (const std::string& path : options.pictures) {
     pictures->push_back(readPicture(path, request, session).image);
     if (pictures->back().size != pictures->front().size) {
-      throw Error(path + ": not of the first picture's size");
+      throw Error(path + ": " + pictures->back().size.text() + ", and the first picture is " +
+                  pictures->front().size.text() + ": give pictures of one size");
     }
   }
   size = pictures->front().size;
@@ -103,12 +105,13 @@ int runServe(const ServeOptions& options) {
 void define(CLI::App& command, ServeOptions& options) {
   command.add_option("pictures", options.pictures,
                      "Pictures of one size to loop over, instead of the synthetic scene: PNG, PNM, "
-                     "PAM, JPEG, or with --pixels raw ones of --size");
+                     "PAM, JPEG, or with --size or --pixels raw ones");
   command.add_option("--listen", options.listen, "Address and port; port 0 takes a free one")
       ->capture_default_str()
       ->type_name("HOST:PORT");
   addKeyOption(command, options.key);
   addSizeOption(command, options.size);
+  command.get_option("--size")->each([&options](const std::string&) { options.sizeGiven = true; });
   addPixelsOption(command, options.order);
   addDecodeOptions(command, options.decode);
   command.add_option("--fps", options.framesPerSecond, "Frames per second")

@@ -64,7 +64,8 @@ int runHelp(const CLI::App& app, const HelpOptions& options) {
   } else if (!options.shell.empty()) {
     text = completion(app, options.shell);
   } else if (options.command.empty()) {
-    text = app.help();
+    // help() would be that of the command that was parsed, which is this one.
+    text = app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal);
   } else {
     const std::string wrong = wrongCommand(app, {options.command});
     if (!wrong.empty()) throw Error(wrong, kUsage);

@@ -16,6 +16,7 @@ struct Size {
   int width = 0;
   int height = 0;
   bool operator==(const Size&) const = default;
+  std::string text() const { return std::to_string(width) + "x" + std::to_string(height); }
   std::uint64_t pixels() const {
     return static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
   }
