@@ -15,6 +15,7 @@ cd "$root"
 
 need_build_packages
 need_packages qemu-user # old processors, emulated
+need_packages python3-numpy python3-pip python3-setuptools python3-venv python3-wheel
 
 pictures=$root/build/pictures
 for package in golang-1.19-src gnome-user-docs python3-skimage; do
