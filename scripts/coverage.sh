@@ -55,20 +55,21 @@ objects=("$build/libqrx_jpeg.so")
 for program in "$build"/tests/forms/*_test "$build"/tests/unit/*/*_test; do
   [ -x "$program" ] && objects+=(-object "$program")
 done
+# Files are named from the build's folder on.
+others='/\.\./\.\./(tests|tools|fuzz|bench|docs)/|^/usr/'
 # count NAME FOLDER...: the counts of some profiles, as JSON.
 count() {
   local name=$1
   shift
   llvm-profdata merge -sparse -o "$build/$name.profdata" "$@"
   llvm-cov export -instr-profile="$build/$name.profdata" "${objects[@]}" \
-    --ignore-filename-regex='/(tests|tools|fuzz|bench|build|docs)/|^/usr/' >"$build/$name.json" \
-    2>/dev/null
+    --ignore-filename-regex="$others" >"$build/$name.json" 2>/dev/null
 }
 note "counting"
 count corpus "$profiles"/corpus
 count all "$profiles"/corpus "$profiles"/tests
 llvm-cov show -instr-profile="$build/all.profdata" "${objects[@]}" -format=html \
   -show-branches=count -Xdemangler=c++filt -output-dir="$build/html" \
-  --ignore-filename-regex='/(tests|tools|fuzz|bench|build|docs)/|^/usr/' 2>/dev/null
+  --ignore-filename-regex="$others" 2>/dev/null
 python3 scripts/coverage_report.py "$root" "$build/corpus.json" "$build/all.json" \
   scripts/coverage_unreached.txt

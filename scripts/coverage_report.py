@@ -4,6 +4,7 @@
 coverage_report.py ROOT CORPUS_JSON ALL_JSON UNREACHED_LIST
 """
 import json
+import os.path
 import re
 import subprocess
 import sys
@@ -14,16 +15,25 @@ PARSERS = re.compile(r"^codecs/jpeg/(library/decoder/|packets/|frame_decode|jpeg
 NEEDED_BY_CORPUS = (95, 85)
 NEEDED_BY_ALL = (97, 90)
 MOST_ENTRIES = 60
-CODE_REGION = 0
+LIBRARY = ("codecs/", "common/", "include/", "primitives/")
+FORMS = re.compile(r"^(ref|w7|v8|s8|p8|g9|h9)_")
+
+
+def place_in(root, path):
+    """The name from the project's root on; compilers are given names from the build on."""
+    return os.path.relpath(os.path.normpath(path), root)
 
 
 def load(path, root):
+    """Of the library's files: {name: summary}, {name: segments}, and all functions."""
     with open(path, encoding="utf-8") as file:
         data = json.load(file)["data"][0]
-    inside = len(root) + 1
-    files = {f["filename"][inside:]: f["summary"] for f in data["files"]
-             if f["filename"].startswith(root + "/")}
-    return files, data["functions"]
+    files = {place_in(root, f["filename"]): f for f in data["files"]}
+    files = {name: f for name, f in files.items() if name.startswith(LIBRARY)}
+    if not files:
+        sys.exit(f"{path}: no file of the library")
+    return ({name: f["summary"] for name, f in files.items()},
+            {name: f["segments"] for name, f in files.items()}, data["functions"])
 
 
 def share(summaries, kind):
@@ -43,29 +53,42 @@ def demangle(names):
     return text.splitlines()
 
 
-def unreached(functions, root):
-    """{"file function": first line that nothing reaches}. The same text compiled for several forms,
-    and templates for several types, count as one: a region is reached where one of them is."""
-    best = {}
+def lines_without_run(segments):
+    """Lines that hold code of which nothing has run. A segment is line, column, count, whether it
+    counts, whether a region begins there, whether that is a gap; it reaches to the next one."""
+    by_line = {}
+    for segment in segments:
+        by_line.setdefault(segment[0], []).append(segment)
+    wrapped, missing = None, []
+    for line in range(min(by_line, default=1), max(by_line, default=0) + 1):
+        begun = [s[2] for s in by_line.get(line, []) if s[3] and s[4] and not s[5]]
+        around = [wrapped[2]] if wrapped is not None and wrapped[3] else []
+        if (begun or around) and max(begun + around) == 0:
+            missing.append(line)
+        wrapped = by_line.get(line, [wrapped])[-1]
+    return missing
+
+
+def unreached(segments, functions, root):
+    """{"file function": the first of its lines that nothing reaches}. A text that is compiled for
+    several forms or types counts once: a line is reached where one of them is."""
+    spans = {}
     for function in functions:
-        path = function["filenames"][0]
-        if not path.startswith(root + "/"):
-            continue
-        for region in function["regions"]:
-            if region[7] != CODE_REGION or region[5] != 0:
-                continue
-            place = (path[len(root) + 1:], *region[:4])
-            reached, name = best.get(place, (0, ""))
-            best[place] = (max(reached, region[4]), min(filter(None, (name, function["name"]))))
-    missing = [(place, name) for place, (reached, name) in best.items() if reached == 0]
-    texts = demangle([name.split(":")[-1] for _, name in missing])
-    found = {}
-    for (place, _), text in zip(missing, texts):
+        first, last = function["regions"][0][0], function["regions"][0][2]
+        name = function["name"].split(":")[-1].split(";")[-1]
+        spans.setdefault(place_in(root, function["filenames"][0]), []).append(
+            (last - first, first, last, name))
+    found = []
+    for path, parts in segments.items():
+        for line in lines_without_run(parts):
+            around = [s for s in spans.get(path, []) if s[1] <= line <= s[2]]
+            found.append((path, line, min(around)[3] if around else "?"))
+    result = {}
+    for (path, line, _), text in zip(found, demangle([name for _, _, name in found])):
         text = re.sub(r"\(anonymous namespace\)::", "", text).split("(")[0]
-        text = re.sub(r"<.*>", "", text).split(" ")[-1]
-        key = f"{place[0]} {text}"
-        found[key] = min(found.get(key, place[1]), place[1])
-    return found
+        text = FORMS.sub("", re.sub(r"<.*>", "", text).split(" ")[-1])
+        result.setdefault(f"{path} {text}", line)
+    return result
 
 
 def read_list(path):
@@ -76,8 +99,8 @@ def read_list(path):
 
 def main():
     root, corpus_path, all_path, list_path = sys.argv[1:]
-    by_corpus, _ = load(corpus_path, root)
-    by_all, functions = load(all_path, root)
+    by_corpus, _, _ = load(corpus_path, root)
+    by_all, segments, functions = load(all_path, root)
     print(f"{'':54}{'corpus alone':>16}{'with tests':>16}")
     print(f"{'file':54}{'lines':>8}{'branches':>8}{'lines':>8}{'branches':>8}")
     for name in sorted(by_all):
@@ -96,7 +119,7 @@ def main():
               f"needed {need[0]} and {need[1]}: {'yes' if enough else 'NO'}")
 
     listed = read_list(list_path)
-    found = unreached(functions, root)
+    found = unreached(segments, functions, root)
     for key in sorted(set(found) - set(listed)):
         print(f"neither reached nor listed: {key} (line {found[key]})")
         failed = True

@@ -3,8 +3,10 @@
 # a network that loses in bursts, reorders, duplicates and damages. Fails unless
 #  - every packet that came through whole was taken, or had come before, or was too late;
 #  - the picture, repaired, is to the byte the one of a network without faults;
-#  - memory of none of the three programs grows: the most in the last quarter of the time is at most
-#    1% (and 256 KiB) above the most in the second quarter; the descriptors are as many as before.
+#  - the descriptors of the three programs are as many in the end as before;
+#  - in ten minutes and more, memory of none of them grows: the most in the last quarter of the time is
+#    at most 1% (and 256 KiB) above the most in the second quarter. In less it is told only: the server
+#    remembers its last 65,536 rectangles, and has not sent so many then.
 #
 #   scripts/soak.sh MINUTES [PRESET]    PRESET: release, or asan-ubsan
 #
@@ -108,7 +110,7 @@ relay=''
 # growth NAME COLUMN: memory in KiB in the second and in the last quarter of the samples, and the
 # descriptors in the column behind it. The last two seconds are the programs' way out.
 growth() {
-  awk -v name="$1" -v column="$2" '
+  awk -v name="$1" -v column="$2" -v minutes="$minutes" '
     { kib[NR] = $column; files[NR] = $(column + 1) }
     END {
       last = NR - 2
@@ -122,7 +124,7 @@ growth() {
       printf "%-6s %d KiB, then %d KiB (%+.2f%%), %d to %d descriptors\n", name, before, after,
              before ? 100 * (after - before) / before : 0, low, high
       allowed = before / 100 > 256 ? before / 100 : 256
-      exit !(last >= 20 && after - before <= allowed && low == high)
+      exit !(last >= 20 && low == high && (minutes < 10 || after - before <= allowed))
     }' "$work/samples"
 }
 growth serve 2 || fail 'memory or descriptors of serve'

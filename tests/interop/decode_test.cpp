@@ -117,7 +117,7 @@ TEST(DecodeInterop, RestartsAndTables) {
 
 TEST(DecodeInterop, ProgressiveByTheStandardScript) {
   for (const Layout& layout : kLayouts) {
-    for (const unsigned interval : {0, 5}) {
+    for (const unsigned interval : {0U, 5U}) {
       for (const Size size : {Size{1, 1}, {17, 17}, {133, 77}}) {
         expectThePeersPicture(layout, size, [&](auto& info) {
           jpeg_simple_progression(&info);

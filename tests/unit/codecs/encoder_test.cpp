@@ -1,7 +1,6 @@
 // The encoder: grid, tables, marker segments byte for byte, and whole images of the three writers.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <functional>
 #include <numeric>
 #include <set>
@@ -386,12 +385,14 @@ TEST(ProgressiveWriter, ScansByTheScript) {
 
 // The writer, by whatever route it takes, against the stated operations called one after another.
 TEST(ProgressiveWriter, IsItsOperationsOneAfterAnother) {
+  const Size sizes[] = {{1, 1}, {17, 33}, {75, 40}, {300, 130}};
+  const int qualities[] = {20, 75, 97};
   for (int i = 0; i < 3 * 4 * 3 * 2; ++i) {
-    const Size size = std::array{Size{1, 1}, Size{17, 33}, Size{75, 40}, Size{300, 130}}[i / 3 % 4];
+    const Size size = sizes[i / 3 % 4];
     EncoderJob job = colourJob(i / 36 != 0 ? noisePicture(size, 3) : scenePicture(size));
     job.mode = JPEG_MODE_PROGRESSIVE;
     job.sampling = kSamplings[i % 3];
-    job.quality = std::array{20, 75, 97}[i / 12 % 3];
+    job.quality = qualities[i / 12 % 3];
     job.source = i % 2 != 0 ? JPEG_COLOR_RGB : JPEG_COLOR_BGR;
     const Bytes whole = encode(job).bytes;
 
