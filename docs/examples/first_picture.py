@@ -14,6 +14,6 @@ with open("first_picture_py.jpg", "wb") as file:
 
 info = qrx_jpeg.read_info(jpeg)
 back = qrx_jpeg.decode(jpeg)
-print(info.width, "x", info.height, "whole" if back.whole else back.text)
+print(info.width, "x", info.height, back.pixels.shape, "whole" if back.whole else back.text)
 # first picture: end
 assert back.whole and abs(back.pixels.astype(int) - pixels).max() < 16

@@ -125,6 +125,7 @@ class Coder:
         self._lock = threading.Lock()
         self._room = None
         self._end = weakref.finalize(self, library.close, handle)
+        self._end.atexit = False  # a daemon thread may still be at work with it
 
     def __enter__(self):
         return self

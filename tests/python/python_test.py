@@ -120,7 +120,8 @@ class Packets(unittest.TestCase):
         coder = qrx_jpeg.Coder()
         self.assertRaises(KeyError, coder.encode_packets, noise, take=take)
         self.assertEqual(len(taken), 1)
-        self.assertRaises(RuntimeError, coder.encode_packets, noise, take=lambda _: coder.close())
+        with self.assertRaisesRegex(RuntimeError, "at work"):
+            coder.encode_packets(noise, take=lambda _: coder.close())
         coder.close()
         self.assertRaises(ValueError, coder.read_info, b"")
 
@@ -152,10 +153,11 @@ class Refusals(unittest.TestCase):
             ("wide", Code.BAD_ARGUMENT, lambda: qrx_jpeg.encode(
                 b"", format=Format.RGB, size=(2**32 + 1, 1))),
         ):  # fmt: skip
-            with self.subTest(name), self.assertRaises(qrx_jpeg.Error) as caught:
-                call()
-            self.assertEqual(caught.exception.code, code, name)
-            self.assertTrue(caught.exception.text)
+            with self.subTest(name):
+                with self.assertRaises(qrx_jpeg.Error) as caught:
+                    call()
+                self.assertEqual(caught.exception.code, code)
+                self.assertTrue(caught.exception.text)
         with self.assertRaises(BufferError):
             qrx_jpeg.decode(jpeg, out=bytes(good), **bare)
         np.testing.assert_array_equal(good, gradient())
