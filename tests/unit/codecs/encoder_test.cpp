@@ -482,5 +482,13 @@ TEST(Encoder, MixesModes) {
   EXPECT_EQ(hooks.live(), 0);
 }
 
+TEST(ErrorTexts, AreOfOneCodeEach) {
+  std::set<std::string> texts;
+  for (int code = JPEG_BAD_RESTART - 1; code <= JPEG_NO_ERROR; ++code) {
+    EXPECT_TRUE(texts.insert(GetErrorStr(static_cast<_JPEG_ERROR>(code))).second) << code;
+  }
+  EXPECT_EQ(texts.count("unknown code"), 1U);
+}
+
 }  // namespace
 }  // namespace qrx::test

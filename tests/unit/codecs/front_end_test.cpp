@@ -177,10 +177,11 @@ TEST_F(FrontEnd, EndsEachRoadByItself) {
 
 TEST(TlsKeys, RunOutWithAWordInTheLog) {
   const std::string messages = runInChild([] {
+    const TLSKey first = createTLSKey();
+    runOnThreads(1, [&](int) { pthread_setspecific(first, &first); });  // which is let be
     std::set<TLSKey> keys;
     for (TLSKey key = createTLSKey(); key != kNoTLSKey; key = createTLSKey()) {
       EXPECT_TRUE(keys.insert(key).second);
-      pthread_setspecific(key, &keys);  // which the key's function leaves alone at the end
     }
     EXPECT_GT(keys.size(), 900u);
   });

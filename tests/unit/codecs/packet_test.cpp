@@ -270,6 +270,40 @@ TEST(Packets, KeepTheRulesAndFindTheirPlaces) {
   }
 }
 
+// The functions below the class begin at the packet's first row, and are told what the head tells.
+TEST(Packets, AreDecodedWithoutTheirHeads) {
+  const PacketRun run(noisePicture({64, 48}, 5), 2, 70);
+  const Bytes& packet = run.packets.at(1);
+  const udp_header head = headOf(packet);
+  const int left = head.x - head.frameX, size = 64 * 48 * 4;
+  ASSERT_GT(left, 0);
+  Bytes expected = decodeAlone(run, 1, 4);
+  const auto first = std::find(run.owners.begin(), run.owners.end(), 1u) - run.owners.begin();
+  expected.erase(expected.begin(), expected.begin() + first / (64 * 16) * 64 * 16 * 4);
+  const struct {
+    const char* what;
+    int bytesPerPixel, room, shorter, count, left, result;
+    bool writes = false;
+  } cases[] = {{"sound", 4, size, 0, head.mcuCount, left, 1, true},
+               {"no MCUs", 4, size, 0, 0, left, 1},
+               {"two bytes a pixel", 2, size, 0, head.mcuCount, left, 0},
+               {"no room at all", 4, -1, 0, head.mcuCount, left, 0},
+               {"no slice", 4, size, 1 << 15, head.mcuCount, left, 0},
+               {"less than a slice", 4, size, static_cast<int>(packet.size()) - 60, 1, left, 0},
+               {"one MCU more", 4, size, 0, head.mcuCount + 64, left, 0},
+               {"a place between MCUs", 4, size, 0, head.mcuCount, left + 1, 0}};
+  for (const auto& c : cases) {
+    GuardedBuffer canvas(expected.size());
+    const int length = head.dataEnd - kHead - c.shorter;
+    EXPECT_EQ(DecompressTilesPatch(packet.data() + kHead, c.bytesPerPixel, c.room, length, c.count,
+                                   c.left, 64, canvas.data()),
+              c.result)
+        << c.what;
+    EXPECT_TRUE(c.writes ? canvas.content() == expected : canvas.isUntouched()) << c.what;
+    EXPECT_TRUE(canvas.guardsIntact()) << c.what;
+  }
+}
+
 // At and between the ends of rows and rectangles.
 TEST(Packets, KeepTheRulesWhereverTheCutIs) {
   for (int width = 16; width <= 96; width += 8) {
