@@ -60,10 +60,10 @@ struct PacketRun {
     std::vector<std::size_t> cells;
     for (std::size_t i = 0; i < packets.size(); ++i)
       cells.insert(cells.end(), static_cast<std::size_t>(headOf(packets[i]).mcuCount), i);
-    cells.resize(static_cast<std::size_t>(across * down), packets.size());
+    cells.resize(std::size_t(across) * std::size_t(down), packets.size());
     for (int i = 0; i < image.size.width * image.size.height; ++i) {
       const int row = i / image.size.width / mcuHeight, column = i % image.size.width / mcuWidth;
-      owners.push_back(cells[static_cast<std::size_t>(row * across + column)]);
+      owners.push_back(cells[std::size_t(row) * std::size_t(across) + std::size_t(column)]);
     }
   }
 
