@@ -31,7 +31,7 @@ class FrontEnd : public testing::Test {
     EXPECT_EQ(CompressPatch(pixels.data(), channels, kSize.width, kSize.height, &output, &release,
                             &size, &args),
               1);
-    const Bytes bytes(output, output + size);
+    Bytes bytes(output, output + size);
     release(output);
     output = qrx_jpeg_encode(pixels.data(), kSize.width, kSize.height, &args, &sizeAgain, &release,
                              channels);
