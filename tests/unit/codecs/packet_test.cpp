@@ -304,6 +304,33 @@ TEST(Packets, AreDecodedWithoutTheirHeads) {
   }
 }
 
+// Three blocks stand beside each other in the rectangle, the fourth below the first.
+TEST(Packets, OfOneComponentFindTheirPlaces) {
+  EncoderJob job = grayJob(noisePicture({32, 8}, 3));
+  job.quality = 80;
+  const Bytes stream = encode(job).bytes, scan = {0xFF, 0xDA, 0, 8, 1, 1, 0, 0, 63, 0};
+  const auto data = std::search(stream.begin(), stream.end(), scan.begin(), scan.begin() + 2) + 10;
+  Bytes packet = Bytes(kHead) + word(0xFFDE) + word(80) + word(16) + word(24);
+  packet = packet + Bytes{1, 1, 0x11, 0} + scan + Bytes(data, stream.end());
+  const auto end = low(static_cast<int>(packet.size()) - 2);
+  setHead(packet, {kHead, 77, 231, 0x11, end, 4, 0, 5, 0, 8, 24, 16, 0, 0, 24, 16});
+  Bytes row(std::size_t{32} * 8 * 3);
+  ASSERT_EQ(
+      DecompressPatch(stream.data(), 3, 0, 0, 0, 0, 0, static_cast<int>(stream.size()), row.data()),
+      1);
+  for (const std::size_t bytes : {3U, 4U}) {
+    GuardedBuffer canvas(24 * 16 * bytes);
+    ASSERT_TRUE(decodePacket(packet, static_cast<std::uint32_t>(bytes), canvas.data(), 0));
+    EXPECT_TRUE(canvas.guardsIntact());
+    Bytes expected(24 * 16 * bytes, GuardedBuffer::kFill);
+    for (std::size_t i = 0; i < row.size() / 3; ++i) {
+      const std::size_t x = i % 32, y = i / 32;
+      std::copy_n(&row[3 * i], 3, &expected[((x < 24 ? y : y + 8) * 24 + x % 24) * bytes]);
+    }
+    EXPECT_EQ(canvas.content(), expected) << bytes;
+  }
+}
+
 // At and between the ends of rows and rectangles.
 TEST(Packets, KeepTheRulesWhereverTheCutIs) {
   for (int width = 16; width <= 96; width += 8) {
