@@ -306,6 +306,7 @@ TEST(Packets, AreDecodedWithoutTheirHeads) {
 
 // Three blocks stand beside each other in the rectangle, the fourth below the first.
 TEST(Packets, OfOneComponentFindTheirPlaces) {
+  decompressor();  // starts the library
   EncoderJob job = grayJob(noisePicture({32, 8}, 3));
   job.quality = 80;
   const Bytes stream = encode(job).bytes, scan = {0xFF, 0xDA, 0, 8, 1, 1, 0, 0, 63, 0};
