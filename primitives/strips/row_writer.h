@@ -1,4 +1,4 @@
-// Entropy-coded bits of a strip on their way out, in registers. The caller sees to the room.
+// Entropy-coded bits of a band on their way out, in registers. The caller sees to the room.
 #ifndef QRX_PRIMITIVES_STRIPS_ROW_WRITER_H_
 #define QRX_PRIMITIVES_STRIPS_ROW_WRITER_H_
 
@@ -31,27 +31,11 @@ class RowWriter {
     }
   }
 
-  // A code with its value's bits, as WideCodes joins them.
-  __attribute__((always_inline)) void putJoined(uint32_t joined) { put(joined >> 5, joined & 31); }
-
   // Up to the end of a byte.
   void padWithOnes() {
     const auto missing = static_cast<unsigned>(free_ & 7);
     put((1u << missing) - 1, missing);
   }
-
-  // Where the next byte goes once all whole bytes are out.
-  int position() const {
-    const int whole = (64 - free_) / 8;
-    const uint64_t word = leftJustified();
-    int position = static_cast<int>(to_ - start_) + whole;
-    for (int i = 0; i < whole; ++i) position += (word >> (56 - 8 * i) & 0xFF) == 0xFF;
-    return position;
-  }
-
-  int roomBefore(int length) const { return length - static_cast<int>(to_ - start_); }
-  // A position that is never above position(), and never more than 16 below it.
-  int lowestPosition() const { return static_cast<int>(to_ - start_); }
 
   // Whole bytes out, the rest into the record.
   void close(int* position, IppiEncodeHuffmanState* state) {
