@@ -153,12 +153,23 @@ inline void inverseStep(const Ipp8u* y, const Ipp8u* cb, const Ipp8u* cr, Ipp8u*
   }
 }
 
-template <int kRed, int kBytes>
+// What becomes of pixels that do not fill a vector.
+enum class Rest {
+  kOneByOne,
+  kOverlaps,  // they are converted by a vector that ends with them, others once more
+};
+
+template <int kRed, int kBytes, Rest kRest = Rest::kOneByOne>
 inline void inverseRow(const Ipp8u* __restrict y, const Ipp8u* __restrict cb,
                        const Ipp8u* __restrict cr, Ipp8u* __restrict dst, int inBlocks, int width) {
-  const ptrdiff_t done = forVectors<1>(inBlocks, [&](ptrdiff_t i, auto vector) {
+  ptrdiff_t done = forVectors<1>(inBlocks, [&](ptrdiff_t i, auto vector) {
     inverseStep<kRed, kBytes, decltype(vector)>(y + i, cb + i, cr + i, dst + kBytes * i);
   });
+  if (kRest == Rest::kOverlaps && done < inBlocks && inBlocks >= Vec128::kBytes) {
+    const int i = inBlocks - Vec128::kBytes;
+    inverseStep<kRed, kBytes, Vec128>(y + i, cb + i, cr + i, dst + kBytes * i);
+    done = inBlocks;
+  }
   scalar::inverseRow<kRed, kBytes>(y + done, cb + done, cr + done, dst + kBytes * done,
                                    inBlocks - static_cast<int>(done),
                                    width - static_cast<int>(done));

@@ -51,14 +51,19 @@ inline Vec threeToOneUp(Vec near, Vec far) {
   return average8(near, lowerAverage8(near, far));
 }
 
-inline void upH2V1Row(const Ipp8u* __restrict src, Ipp8u* __restrict dst, int width) {
-  const ptrdiff_t done = forVectors<1>(width / 2, [&](ptrdiff_t i, auto vector) {
+// As many whole vectors as fill `width`. Returns how many chroma samples that took.
+inline ptrdiff_t upH2V1Vectors(const Ipp8u* __restrict src, Ipp8u* __restrict dst, int width) {
+  return forVectors<1>(width / 2, [&](ptrdiff_t i, auto vector) {
     using Vec = decltype(vector);
     const Vec near = Vec::load(src + i);
     const Vec left = threeToOneDown(near, Vec::load(src + i - 1));
     const Vec right = threeToOneUp(near, Vec::load(src + i + 1));
     storeInterleaved(dst + 2 * i, interleaveLow8(left, right), interleaveHigh8(left, right));
   });
+}
+
+inline void upH2V1Row(const Ipp8u* __restrict src, Ipp8u* __restrict dst, int width) {
+  const ptrdiff_t done = upH2V1Vectors(src, dst, width);
   scalar::upH2V1Row(src + done, dst + 2 * done, width - 2 * static_cast<int>(done));
 }
 
@@ -73,9 +78,9 @@ inline Vec threeToOneSums(Vec nearFar) {
 #endif
 }
 
-inline void upH2V2Row(const Ipp8u* __restrict near, const Ipp8u* __restrict far,
-                      Ipp8u* __restrict dst, int width) {
-  const ptrdiff_t done = forVectors<1>(width / 2, [&](ptrdiff_t i, auto vector) {
+inline ptrdiff_t upH2V2Vectors(const Ipp8u* __restrict near, const Ipp8u* __restrict far,
+                               Ipp8u* __restrict dst, int width) {
+  return forVectors<1>(width / 2, [&](ptrdiff_t i, auto vector) {
     using Vec = decltype(vector);
     const Vec near0 = Vec::load(near + i), far0 = Vec::load(far + i);
     const Vec nearL = Vec::load(near + i - 1), farL = Vec::load(far + i - 1);
@@ -92,6 +97,11 @@ inline void upH2V2Row(const Ipp8u* __restrict near, const Ipp8u* __restrict far,
     storeInterleaved(dst + 2 * i, words([](Vec a, Vec b) { return interleaveLow8(a, b); }),
                      words([](Vec a, Vec b) { return interleaveHigh8(a, b); }));
   });
+}
+
+inline void upH2V2Row(const Ipp8u* __restrict near, const Ipp8u* __restrict far,
+                      Ipp8u* __restrict dst, int width) {
+  const ptrdiff_t done = upH2V2Vectors(near, far, dst, width);
   scalar::upH2V2Row(near + done, far + done, dst + 2 * done, width - 2 * static_cast<int>(done));
 }
 

@@ -20,6 +20,10 @@ class CleanReader {
     refill();
     drop(bit);
   }
+  explicit CleanReader(const ReadAhead::Bits& next)
+      : from_(next.from), bits_(next.bits), count_(next.count) {}
+
+  ReadAhead::Bits next() const { return {from_, bits_, count_}; }
 
   // What is read next. Up to 63 bits in front of it are in hand.
   const Ipp8u* from() const { return from_; }
@@ -71,79 +75,102 @@ class CleanReader {
 
 class CleanBytes {
  public:
+  // `ahead` stays the caller's; none: nothing is read ahead.
+  explicit CleanBytes(ReadAhead* ahead) : ahead_(ahead) {}
+
   // Whether it is worth the while where a reader stands.
-  static bool serves(const RowReader& reader) { return reader.end() - reader.from() >= 64; }
+  bool serve(const RowReader& reader) const {
+    return ahead_ != nullptr && reader.end() - reader.from() >= 64;
+  }
 
   // Goes on where `reader` stands.
   CleanReader begin(const RowReader& reader) {
-    begun_ = reader;
+    ReadAhead& a = *ahead_;
     const int count = reader.count();
+    a.begun = {reader.from(), reader.bits(), count};
     const uint64_t bits = __builtin_bswap64(count == 0 ? 0 : reader.bits() >> (64 - count));
-    __builtin_memcpy(bytes_, &bits, kInHand);
-    inHand_ = size_ = kInHand;
-    from_ = reader.from();
-    hasMore_ = true;
-    readFurther(this);
-    const int at = 8 * kInHand - count;
-    return {bytes_ + at / 8, at % 8};
+    __builtin_memcpy(a.bytes, &bits, ReadAhead::kInHand);
+    a.inHand = a.size = ReadAhead::kInHand;
+    a.from = reader.from();
+    a.end = reader.end();
+    a.hasMore = true;
+    readFurther(ahead_);
+    const int at = 8 * ReadAhead::kInHand - count;
+    return {a.bytes + at / 8, at % 8};
   }
 
-  // Whether what was read up to there is data, with a margin behind it: what the primitives do at
-  // the end hangs on what they have in hand there, so that it is left to them. A block may be read
-  // on to where zeros stand for data.
-  bool holds(const CleanReader& reader) const { return reader.from() <= bytes_ + size_ - kMargin; }
+  // From one call to the next.
+  bool isInForce() const { return ahead_ != nullptr && ahead_->isInForce; }
+  CleanReader goOn() const { return CleanReader(ahead_->next); }
+  void keep(const CleanReader& reader) {
+    ahead_->next = reader.next();
+    ahead_->isInForce = true;
+  }
+
+  // Whether what was read up to there is data, with a margin behind it unless the data ends there:
+  // what the primitives do at a marker hangs on what they have in hand there, so that it is left to
+  // them. A block may be read on to where zeros stand for data.
+  __attribute__((always_inline)) bool holds(const CleanReader& reader) const {
+    return __builtin_expect(reader.from() <= ahead_->bytes + ahead_->size - kMargin, 1) ||
+           holdsToTheEnd(placeOf(reader));
+  }
 
   // Reads further where an MCU might want it.
   __attribute__((always_inline)) void keepFilled(CleanReader* reader) {
-    if (__builtin_expect(reader->from() > bytes_ + size_ - kLow, 0)) {
+    if (__builtin_expect(reader->from() > ahead_->bytes + ahead_->size - kLow, 0)) {
       const CleanReader moved = extended(*reader);
       *reader = moved;
     }
   }
 
   // Whether there may be more to read.
-  bool hasMore() const { return hasMore_; }
+  bool hasMore() const { return ahead_->hasMore; }
 
   // Reads further, up to a marker, fill bytes or the end.
   __attribute__((noinline)) CleanReader extended(CleanReader reader) {
-    if (!hasMore_) return reader;
-    if (size_ > kRoom - kStep) reader.moveBy(-moveToFront(placeOf(reader) / 8));
-    readFurther(this);
+    if (!hasMore()) return reader;
+    if (ahead_->size > ReadAhead::kRoom - kStep) {
+      reader.moveBy(-moveToFront(placeOf(reader) / 8));
+    }
+    readFurther(ahead_);
     return reader;
   }
 
   // A reader of the data at the same place.
-  RowReader rest(const CleanReader& reader) const {
+  RowReader rest(const CleanReader& reader) {
+    const ReadAhead& a = *ahead_;
+    ahead_->isInForce = false;
     const int at = placeOf(reader);
-    RowReader result = begun_;
-    if (at < 8 * inHand_) {
-      result.drop(at - (8 * inHand_ - begun_.count()));
-    } else {
-      result = begun_.movedTo(placeInData(at / 8));
-      result.refill();
-      result.drop(at % 8);
+    if (at < 8 * a.inHand) {
+      RowReader result(a.begun.from, a.end, a.begun.bits, a.begun.count);
+      result.drop(at - (8 * a.inHand - a.begun.count));
+      return result;
     }
+    RowReader result(placeInData(at / 8), a.end, 0, 0);
+    result.refill();
+    result.drop(at % 8);
     return result;
   }
 
  private:
-  static constexpr int kInHand = 8;       // bytes at the front for what the reader had in hand
-  static constexpr int kMargin = 8;       // bytes
-  static constexpr int kLow = 128;        // bytes, more than most MCUs have
-  static constexpr int kStep = 256;       // bytes read at a time
-  static constexpr int kRoom = 2048;      // for the longest MCU, 6 blocks of 248 bytes, and a step
-  static constexpr int kBehind = 8 * 34;  // for a block of 64 symbols of 31 bits, and a word
+  static constexpr int kMargin = 8;  // bytes
+  static constexpr int kLow = 128;   // bytes, more than most MCUs have
+  static constexpr int kStep = 256;  // bytes read at a time
+
+  __attribute__((noinline)) bool holdsToTheEnd(int place) const {
+    return ahead_->from == ahead_->end && place <= 8 * ahead_->size;
+  }
 
   // In bits.
   int placeOf(const CleanReader& reader) const {
-    return 8 * static_cast<int>(reader.from() - bytes_) - reader.count();
+    return 8 * static_cast<int>(reader.from() - ahead_->bytes) - reader.count();
   }
 
-  __attribute__((noinline)) static void readFurther(CleanBytes* clean) {
-    CleanBytes& c = *clean;
-    const Ipp8u* const end = c.begun_.end();
-    const Ipp8u* from = c.from_;
-    Ipp8u* to = c.bytes_ + c.size_;
+  __attribute__((noinline)) static void readFurther(ReadAhead* ahead) {
+    ReadAhead& a = *ahead;
+    const Ipp8u* const end = a.end;
+    const Ipp8u* from = a.from;
+    Ipp8u* to = a.bytes + a.size;
     const Ipp8u* const wanted = to + kStep;
     while (to < wanted) {
       if (end - from >= 8) {
@@ -159,30 +186,31 @@ class CleanBytes {
       // Byte by byte past the next 0xFF.
       while (from != end && *from != 0xFF) *to++ = *from++;
       if (end - from < 2 || from[1] != 0) {
-        c.hasMore_ = false;
+        a.hasMore = false;
         break;
       }
       *to++ = 0xFF;
       from += 2;
     }
-    c.from_ = from;
-    c.size_ = static_cast<int>(to - c.bytes_);
-    __builtin_memset(to, 0, kBehind);
+    a.from = from;
+    a.size = static_cast<int>(to - a.bytes);
+    __builtin_memset(to, 0, ReadAhead::kBehind);
   }
 
   // Returns by how much.
   int moveToFront(int shift) {
-    __builtin_memmove(bytes_, bytes_ + shift, static_cast<size_t>(size_ - shift));
-    inHand_ = inHand_ > shift ? inHand_ - shift : 0;
-    size_ -= shift;
+    ReadAhead& a = *ahead_;
+    __builtin_memmove(a.bytes, a.bytes + shift, static_cast<size_t>(a.size - shift));
+    a.inHand = a.inHand > shift ? a.inHand - shift : 0;
+    a.size -= shift;
     return shift;
   }
 
   // Of a clean byte.
   const Ipp8u* placeInData(int byte) const {
-    const Ipp8u* const first = begun_.from();
-    const Ipp8u* place = from_;
-    for (int left = size_ - byte; left > 0;) {
+    const Ipp8u* const first = ahead_->begun.from;
+    const Ipp8u* place = ahead_->from;
+    for (int left = ahead_->size - byte; left > 0;) {
       if (left >= 8 && place - first > 8) {
         uint64_t word;
         __builtin_memcpy(&word, place - 8, sizeof word);
@@ -199,13 +227,7 @@ class CleanBytes {
     return place;
   }
 
-  RowReader begun_;
-  const Ipp8u* from_;  // what is read next
-  bool hasMore_;
-  int inHand_;
-  int size_;
-  // The last bytes of a step may be those of a word.
-  Ipp8u bytes_[kRoom + 8 + kBehind];
+  ReadAhead* ahead_;
 };
 
 }  // namespace strips

@@ -187,14 +187,19 @@ template <int kAcross, int kDown>
 class RowDecoder {
  public:
   RowDecoder(const ScanIn& scan, int column, int count)
-      : scan_(scan), column_(column), count_(count), reader_(scan) {
+      : scan_(scan), column_(column), count_(count), reader_(scan), clean_(scan.ahead) {
     last_.load(scan);
   }
 
   int decode() {
-    reads_ = RowReader::serves(scan_);
-    isAhead_ = scan_.mayReadAhead && reads_ && CleanBytes::serves(reader_);
-    if (isAhead_) ahead_ = clean_.begin(reader_);
+    if (clean_.isInForce()) {
+      isAhead_ = reads_ = true;
+      ahead_ = clean_.goOn();
+    } else {
+      reads_ = RowReader::serves(scan_);
+      isAhead_ = reads_ && clean_.serve(reader_);
+      if (isAhead_) ahead_ = clean_.begin(reader_);
+    }
     for (; done_ < count_; ++done_) {
       if (!(isAhead_ && decodeMcuAhead()) && !decodeMcu()) break;
       // Samples of two MCUs at once.
@@ -205,8 +210,12 @@ class RowDecoder {
     if ((done_ & 1) != 0) {
       transformMcu<kAcross, kDown>(scan_, column_ + done_ - 1, withAc_[0]);
     }
-    if (isAhead_) reader_ = clean_.rest(ahead_);
-    if (reads_) close();
+    if (isAhead_) {
+      clean_.keep(ahead_);
+      last_.store(scan_);
+    } else if (reads_) {
+      close();
+    }
     return done_;
   }
 
@@ -322,6 +331,11 @@ int decode(const ScanIn& scan, int column, int count) {
   if (scan.layout.across == 1) return decodeRow<1, 1>(scan, column, count);
   return scan.layout.down == 1 ? decodeRow<2, 1>(scan, column, count)
                                : decodeRow<2, 2>(scan, column, count);
+}
+
+void settle(const ScanIn& scan) {
+  CleanBytes clean(scan.ahead);
+  if (clean.isInForce()) clean.rest(clean.goOn()).close(scan);
 }
 
 }  // namespace strips

@@ -51,6 +51,9 @@ class RowReader {
     bits_ = count_ == 0 ? 0 : state.bitAcc << (64 - count_);
   }
 
+  RowReader(const Ipp8u* from, const Ipp8u* end, uint64_t bits, int count)
+      : from_(from), end_(end), bits_(bits), count_(count) {}
+
   void close(const ScanIn& scan) const {
     store(scan.position, static_cast<int>(from_ - scan.bytes));
     scan.state->bitAcc = count_ == 0 ? 0 : bits_ >> (64 - count_);
@@ -83,13 +86,6 @@ class RowReader {
   // What is read next, and where the data ends.
   const Ipp8u* from() const { return from_; }
   const Ipp8u* end() const { return end_; }
-  // The same with nothing in hand at another place.
-  RowReader movedTo(const Ipp8u* from) const {
-    RowReader moved;
-    moved.from_ = from;
-    moved.end_ = end_;
-    return moved;
-  }
   // The next kLookUpBits bits.
   unsigned peek() const { return static_cast<unsigned>(bits_ >> (64 - kLookUpBits)); }
 

@@ -14,8 +14,9 @@
 #include "primitives/strips/to_planes.h"
 #endif
 
-extern "C" const qrx::strips::Routes FORM(strip_routes) = {
-    strips::toPlanes, strips::code, strips::decode, strips::transform, strips::toPixels};
+extern "C" const qrx::strips::Routes FORM(strip_routes) = {strips::toPlanes,  strips::code,
+                                                           strips::decode,    strips::settle,
+                                                           strips::transform, strips::toPixels};
 
 extern "C" const qrx::strips::BandRoutes FORM(band_routes) = {
     strips::keep, strips::gather, strips::code, strips::decodeBand, strips::note};

@@ -71,6 +71,30 @@ struct ScanOut {
 
 // --- In
 
+// Entropy-coded data that was read ahead: a stretch of it without its stuffing (clean_bytes.h).
+struct ReadAhead {
+  // In hand at the front, the longest MCU, 6 blocks of 248 bytes, with what is read at a time, the
+  // rest of a word, and zeros for a block of 64 symbols of 31 bits and a word.
+  static constexpr int kInHand = 8;
+  static constexpr int kRoom = 2048;
+  static constexpr int kBehind = 8 * 34;
+
+  struct Bits {
+    const Ipp8u* from;  // what is read next
+    uint64_t bits;      // in front of it, at the top; below stand bits that come next
+    int count;
+  };
+
+  bool isInForce = false;  // then `next` stands for position and state
+  bool hasMore;            // whether there may be more to read
+  int inHand, size;        // clean bytes: of those in hand at first, and in all
+  Bits next;               // among the clean bytes
+  Bits begun;              // in the data, where reading ahead began
+  const Ipp8u* from;       // in the data, what is read next
+  const Ipp8u* end;        // of the data
+  Ipp8u bytes[kRoom + 8 + kBehind];
+};
+
 // What one scan is decoded with, and from where.
 struct ScanIn {
   Layout layout;
@@ -85,10 +109,11 @@ struct ScanIn {
   int* position;
   int* marker;
   IppiDecodeHuffmanState* state;
-  // Position and state may stand elsewhere than the primitives leave them, with more bits in hand
+  // Where given, data is read ahead, and stays so from call to call: position and state hold after
+  // `settle` alone. They may stand elsewhere than the primitives leave them, with more bits in hand
   // or fewer, as long as the data goes on at the same bit. Where fewer than 8 bits are in hand and
   // no byte of data follows, they stand where the primitives leave them.
-  bool mayReadAhead;
+  ReadAhead* ahead;
 };
 
 struct PixelsOut {
@@ -119,6 +144,9 @@ struct Routes {
   // data of the next one is damaged or ends. That one's blocks are as far as they were decoded,
   // what lies behind them and the samples are as before.
   int (*decode)(const ScanIn& scan, int column, int count);
+
+  // Gives position and state back from what was read ahead. Once behind the last call of `decode`.
+  void (*settle)(const ScanIn& scan);
 
   // Blocks of `count` MCUs from `column` on, whatever they hold, to samples.
   void (*transform)(const ScanIn& scan, int column, int count);

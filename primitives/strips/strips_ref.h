@@ -124,6 +124,8 @@ int decode(const ScanIn& scan, int column, int count) {
   return done;
 }
 
+void settle(const ScanIn&) {}
+
 // Enlarged chroma at column `x` of line `line`.
 inline int chromaAt(const PixelsOut& out, Layout layout, const Planes& planes, int i, int x,
                     int line) {

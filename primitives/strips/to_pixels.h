@@ -10,6 +10,8 @@
 namespace {
 namespace strips {
 
+constexpr int kEnlarged = 512;
+
 struct Line {
   const Ipp8u* y;
   const Ipp8u* cb;
@@ -20,7 +22,8 @@ struct Line {
 
 template <int kRed, int kBytes>
 void convertLine(const Line& line) {
-  simd::inverseRow<kRed, kBytes>(line.y, line.cb, line.cr, line.pixels, line.inBlocks, line.width);
+  simd::inverseRow<kRed, kBytes, simd::Rest::kOverlaps>(line.y, line.cb, line.cr, line.pixels,
+                                                        line.inBlocks, line.width);
 }
 
 using ConvertLine = void (*)(const Line& line);
@@ -30,33 +33,36 @@ inline ConvertLine lineConverterOf(const PixelFormat& format) {
   return format.red == 0 ? convertLine<0, 4> : convertLine<2, 4>;
 }
 
-// Enlarged chroma of a piece of line `line` of the strip, from luma column `x` on.
+// Enlarged chroma of a piece of line `line` of the strip, from luma column `x` on. What does not
+// fill a vector is filled up from what lies behind it.
 template <int kDown>
 inline void enlarge(const PixelsOut& out, const Planes& planes, int i, int line, int x, Ipp8u* to,
                     int width) {
+  constexpr int kSamples = 2 * simd::Vec128::kBytes;
+  static_assert(kEnlarged % kSamples == 0 && kSamples / 2 <= kGuard);
+  width = (width + kSamples - 1) / kSamples * kSamples;
   const ptrdiff_t step = planes.step[i];
   const Ipp8u* near = lineOf(planes, i, line / kDown) + x / 2;
   if constexpr (kDown == 1) {
-    simd::upH2V1Row(near, to, width);
+    simd::upH2V1Vectors(near, to, width);
   } else {
     // Above stands the line of the strip before; below, where the next strip is not decoded yet,
     // the last line is repeated.
     const Ipp8u* far = line % 2 == 0 ? (line == 0 ? out.above[i] + x / 2 : near - step)
                                      : (line == 15 ? near : near + step);
-    simd::upH2V2Row(near, far, to, width);
+    simd::upH2V2Vectors(near, far, to, width);
   }
 }
 
 template <int kAcross, int kDown>
 inline void convertStrip(const PixelsOut& out, const Planes& planes) {
-  constexpr int kPiece = 512;
   const ConvertLine convert = lineConverterOf(out.format);
   const int inBlocks = pixelsInInverseBlocks(out.width);
   if constexpr (kAcross == 2) setGuards(planes, out.samples / 2);
-  alignas(32) Ipp8u chroma[2][kPiece];
+  alignas(32) Ipp8u chroma[2][kEnlarged];
   for (int j = 0; j < out.lines; ++j) {
-    for (int x = out.first; x < out.last; x += kPiece) {
-      const int width = out.last - x < kPiece ? out.last - x : kPiece;
+    for (int x = out.first; x < out.last; x += kEnlarged) {
+      const int width = out.last - x < kEnlarged ? out.last - x : kEnlarged;
       const auto plane = [&](int i) { return lineOf(planes, i, j) + x; };
       const int blocks = inBlocks - x < width ? inBlocks - x : width;
       Line line = {plane(0),

@@ -179,10 +179,12 @@ struct DecodingRun {
   // Whether two runs left the same but for what is in hand, which may differ while data follows.
   bool sameButInHand(const DecodingRun& other, std::span<const Ipp8u> data) const {
     const bool isAtEnd = atEnd(data);
-    return planes == other.planes && blocks == other.blocks && lastDc == other.lastDc &&
-           isAtEnd == other.atEnd(data) &&
+    return sameSamples(other) && isAtEnd == other.atEnd(data) &&
            (!isAtEnd || (position == other.position && marker == other.marker &&
                          state.memory == other.state.memory));
+  }
+  bool sameSamples(const DecodingRun& other) const {
+    return planes == other.planes && blocks == other.blocks && lastDc == other.lastDc;
   }
   bool atEnd(std::span<const Ipp8u> data) const {
     const int length = int(data.size());

@@ -62,7 +62,7 @@ bool StripDecoder::takeRoute() {
   scan_.blocks = d.block_buffer;
   setRouteStream(d, &scan_);
   // Behind a restart marker the position counts.
-  scan_.mayReadAhead = d.restart_interval == 0;
+  if (d.restart_interval == 0) scan_.ahead = &ahead_;
   return true;
 }
 
@@ -80,6 +80,16 @@ void StripDecoder::fetchTarget(int row, const RowSpan& span) {
   }
 }
 
+// What the routes of another slot have read ahead is given back first.
+const strips::Routes& StripDecoder::takeRoutes() {
+  const strips::Routes& now = routes();
+  if (decoding_ != &now) {
+    if (decoding_ != nullptr) decoding_->settle(scan_);
+    decoding_ = &now;
+  }
+  return now;
+}
+
 int StripDecoder::decode(int mcus) {
   CJPEGDecoder& d = decoder_;
   int column = 0;
@@ -89,7 +99,7 @@ int StripDecoder::decode(int mcus) {
       if (d.restarts_to_go == 0 && d.ProcessRestart() != JPEG_NO_ERROR) break;
       if (d.restarts_to_go > 0) together = std::min(together, d.restarts_to_go);
     }
-    const int done = routes().decode(scan_, column, together);
+    const int done = takeRoutes().decode(scan_, column, together);
     if (d.restart_interval != 0) d.restarts_to_go -= done;
     column += done;
     if (done < together) break;
@@ -98,8 +108,9 @@ int StripDecoder::decode(int mcus) {
   return column;
 }
 
-bool StripDecoder::standsAtEnd() const {
-  if (!scan_.mayReadAhead) return true;
+bool StripDecoder::standsAtEnd() {
+  if (scan_.ahead == nullptr) return true;
+  if (decoding_ != nullptr) decoding_->settle(scan_);
   if (scan_.state->bitCount >= 8) return false;
   const int position = *scan_.position;
   if (*scan_.marker != 0 || position < 0 || position >= scan_.length) return true;

@@ -13,6 +13,9 @@ class StripDecoder {
  public:
   // `decoder` is initialised for a baseline scan and stays the caller's.
   explicit StripDecoder(CJPEGDecoder& decoder);
+  // Reads ahead into itself.
+  StripDecoder(const StripDecoder&) = delete;
+  StripDecoder& operator=(const StripDecoder&) = delete;
 
   // Whether the routes take the image; without them nothing else is to be called.
   bool serve() const { return serves_; }
@@ -21,19 +24,22 @@ class StripDecoder {
   // Decodes the next row of `mcus` MCUs into the planes. What a failure leaves undecoded keeps the
   // coefficients of the row above. Tells how many were decoded.
   int decode(int mcus);
-  // Whether the stream's position and what is in hand are those that the primitives leave, once all
-  // rows were decoded.
-  bool standsAtEnd() const;
+  // Once all rows were decoded: gives the stream's position and what is in hand back. Whether they
+  // are those that the primitives leave.
+  bool standsAtEnd();
   // Gives the row to the destination. Rows come from the top.
   void show(int row, const RowSpan& span);
 
  private:
   bool takeRoute();
+  const strips::Routes& takeRoutes();
   void extend(int mcus);
   void keepLastLines();
 
   CJPEGDecoder& decoder_;
   strips::ScanIn scan_ = {};
+  strips::ReadAhead ahead_;
+  const strips::Routes* decoding_ = nullptr;  // of the last row
   bool serves_;
 };
 
