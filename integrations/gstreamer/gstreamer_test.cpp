@@ -1,0 +1,262 @@
+// The elements as a pipeline drives them.
+#include <gst/check/gstharness.h>
+#include <gst/video/video.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "qrx/qrx.hpp"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr int kWidth = 400, kHeight = 300;
+
+// Flat patches and a gradient, shifted by `phase`.
+Bytes frame(std::size_t pixelSize, int phase) {
+  Bytes pixels(pixelSize * kWidth * kHeight, 255);
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      std::uint8_t* p =
+          &pixels[pixelSize * (static_cast<std::size_t>(y) * kWidth + static_cast<std::size_t>(x))];
+      p[0] = static_cast<std::uint8_t>(x + phase);
+      p[1] = static_cast<std::uint8_t>(y);
+      p[2] = static_cast<std::uint8_t>((x / 32 + y / 32 + phase) % 2 * 200);
+    }
+  }
+  return pixels;
+}
+
+std::string capsOf(const char* format, int width = kWidth, int height = kHeight) {
+  return std::string("video/x-raw,format=") + format + ",width=" + std::to_string(width) +
+         ",height=" + std::to_string(height) + ",framerate=30/1";
+}
+
+Bytes bytesOf(GstBuffer* buffer) {
+  GstMapInfo map;
+  Bytes bytes;
+  if (gst_buffer_map(buffer, &map, GST_MAP_READ)) {
+    bytes.assign(map.data, map.data + map.size);
+    gst_buffer_unmap(buffer, &map);
+  }
+  return bytes;
+}
+
+GstBuffer* bufferOf(const Bytes& bytes) {
+  return bytes.empty() ? gst_buffer_new() : gst_buffer_new_memdup(bytes.data(), bytes.size());
+}
+
+// An element between a source and a sink of the test's.
+class Harness {
+ public:
+  explicit Harness(const char* launch) : harness_(gst_harness_new_parse(launch)) {}
+  ~Harness() { gst_harness_teardown(harness_); }
+  Harness(const Harness&) = delete;
+  Harness& operator=(const Harness&) = delete;
+
+  GstHarness* get() const { return harness_; }
+  void setCaps(const std::string& caps) { gst_harness_set_src_caps_str(harness_, caps.c_str()); }
+  void setSinkCaps(const std::string& caps) {
+    gst_harness_set_sink_caps_str(harness_, caps.c_str());
+  }
+  GstFlowReturn push(const Bytes& bytes) { return gst_harness_push(harness_, bufferOf(bytes)); }
+  std::vector<Bytes> pull() {
+    std::vector<Bytes> result;
+    while (GstBuffer* buffer = gst_harness_try_pull(harness_)) {
+      result.push_back(bytesOf(buffer));
+      gst_buffer_unref(buffer);
+    }
+    return result;
+  }
+
+ private:
+  GstHarness* harness_;
+};
+
+// What the library makes of a frame by itself, from bare packets.
+Bytes expected(const Bytes& pixels, qrxc_format format, int quality) {
+  qrx::host::Coder coder;
+  qrxc_place place = {};
+  place.index = 1;
+  Bytes result(pixels.size(), 255);
+  coder.encodePackets({pixels.data(), kWidth, kHeight, format}, quality, QRXC_420, place,
+                      [&](qrx::host::Bytes packet) {
+                        qrx::host::Coder other;
+                        other.decodePacket(packet, {result.data(), kWidth, kHeight, format});
+                      });
+  return result;
+}
+
+std::vector<Bytes> datagramsOf(const char* launch, const std::vector<Bytes>& frames,
+                               const char* format = "BGRx") {
+  Harness pay(launch);
+  pay.setCaps(capsOf(format));
+  for (const Bytes& one : frames) EXPECT_EQ(pay.push(one), GST_FLOW_OK);
+  return pay.pull();
+}
+
+TEST(Pipeline, BarePacketsGiveTheLibrarysPicture) {
+  const struct {
+    const char* format;
+    std::size_t pixelSize;
+    qrxc_format code;
+  } cases[] = {{"BGRx", 4, QRXC_BGRX}, {"BGRA", 4, QRXC_BGRX}, {"RGB", 3, QRXC_RGB}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.format);
+    const Bytes pixels = frame(c.pixelSize, 3);
+    Harness both("qrxpay envelope=false quality=70 sampling=420 ! qrxdepay");
+    both.setSinkCaps(std::string("video/x-raw,format=") + c.format);
+    both.setCaps(capsOf(c.format));
+    ASSERT_EQ(both.push(pixels), GST_FLOW_OK);
+    const std::vector<Bytes> out = both.pull();
+    ASSERT_EQ(out.size(), 1u);
+    EXPECT_EQ(out[0], expected(pixels, c.code, 70));
+  }
+}
+
+TEST(Pipeline, LinesWithGapsAndAChangedSize) {
+  Harness both("qrxpay ! qrxdepay");
+  both.setSinkCaps("video/x-raw,format=RGB");
+  const int sizes[][2] = {{37, 21}, {642, 480}, {37, 21}};  // lines of 37 RGB pixels have a gap
+  for (const auto& size : sizes) {
+    both.setCaps(capsOf("RGB", size[0], size[1]));
+    GstVideoInfo info;
+    gst_video_info_set_format(&info, GST_VIDEO_FORMAT_RGB, static_cast<guint>(size[0]),
+                              static_cast<guint>(size[1]));
+    ASSERT_EQ(both.push(Bytes(info.size, 90)), GST_FLOW_OK);
+    const std::vector<Bytes> out = both.pull();
+    ASSERT_EQ(out.size(), 1u);
+    ASSERT_EQ(out[0].size(), info.size);
+    for (int y = 0; y < size[1]; ++y) {
+      const std::uint8_t* line = &out[0][static_cast<std::size_t>(y * info.stride[0])];
+      EXPECT_EQ(std::count(line, line + 3 * size[0], 90), 3 * size[0]) << y;
+    }
+  }
+}
+
+TEST(Sender, SendsWhatChangedAndAllAtKeyframes) {
+  Bytes still = frame(4, 0), moved = still;
+  std::fill_n(&moved[4 * (200 * kWidth + 300)], 40, std::uint8_t{0});  // in the second of four tiles
+  const auto sizes = [](const std::vector<Bytes>& all) {
+    std::size_t sum = 0;
+    for (const Bytes& one : all) sum += one.size();
+    return sum;
+  };
+  Harness pay("qrxpay keyframe-interval=4 repair-interval=0");
+  pay.setCaps(capsOf("BGRx"));
+  std::vector<std::size_t> sent;
+  for (const Bytes* one : {&still, &still, &moved, &moved, &moved}) {
+    ASSERT_EQ(pay.push(*one), GST_FLOW_OK);
+    sent.push_back(sizes(pay.pull()));
+  }
+  EXPECT_LT(sent[1], 300u);         // nothing but its description
+  EXPECT_GT(sent[2], sent[1]);      // one tile
+  EXPECT_LT(sent[2], sent[0] / 2);  // of four
+  EXPECT_EQ(sent[3], sent[1]);
+  EXPECT_GT(sent[4], sent[0] - 2000);
+}
+
+TEST(Sender, RepairsEachTileWithinItsInterval) {
+  const Bytes still = frame(4, 0);
+  const auto count = [&](const char* launch) {
+    return datagramsOf(launch, std::vector<Bytes>(9, still)).size();
+  };
+  const std::size_t once = count("qrxpay keyframe-interval=0 repair-interval=0");
+  const std::size_t thrice = count("qrxpay keyframe-interval=0 repair-interval=4");
+  const std::size_t packets = once - 9 * 2 - 1;  // besides them two messages a frame, and one more
+  EXPECT_EQ(thrice - once, 2 * packets);
+}
+
+TEST(Receiver, ALostPacketCostsItsOwnPixelsUntilTheNextKeyframe) {
+  const std::vector<Bytes> frames = {frame(4, 0), frame(4, 9)};
+  const std::vector<Bytes> all = datagramsOf("qrxpay keyframe-interval=1", frames);
+  const auto play = [](const std::vector<Bytes>& datagrams) {
+    Harness depay("qrxdepay");
+    depay.setSinkCaps("video/x-raw,format=BGRx");
+    depay.setCaps("application/x-qrx-packet,envelope=true");
+    for (const Bytes& one : datagrams) EXPECT_EQ(depay.push(one), GST_FLOW_OK);
+    return depay.pull();
+  };
+  const std::vector<Bytes> whole = play(all);
+  ASSERT_EQ(whole.size(), 2u);
+  std::vector<Bytes> some = all;
+  const auto largest = std::max_element(
+      some.begin(), some.begin() + static_cast<std::ptrdiff_t>(some.size() / 2),
+      [](const Bytes& a, const Bytes& b) { return a.size() < b.size(); });
+  some.erase(largest);
+  const std::vector<Bytes> torn = play(some);
+  ASSERT_EQ(torn.size(), 2u);
+  std::size_t differ = 0;
+  for (std::size_t i = 0; i < torn[0].size(); i += 4) {
+    differ += !std::equal(&torn[0][i], &torn[0][i + 3], &whole[0][i]);
+  }
+  EXPECT_GT(differ, 0u);
+  EXPECT_LT(differ, std::size_t{kWidth} * kHeight / 2);
+  EXPECT_EQ(torn[1], whole[1]);
+}
+
+TEST(Receiver, TakesNothingTwiceNothingDamagedAndNoSecondSender) {
+  const std::vector<Bytes> ours = datagramsOf("qrxpay", {frame(4, 0)});
+  const std::vector<Bytes> theirs = datagramsOf("qrxpay", {frame(4, 77)});
+  Harness depay("qrxdepay");
+  depay.setSinkCaps("video/x-raw,format=BGRx");
+  depay.setCaps("application/x-qrx-packet");
+  for (const Bytes& one : ours) depay.push(one);
+  const std::vector<Bytes> shown = depay.pull();
+  ASSERT_EQ(shown.size(), 1u);
+  for (const Bytes& one : ours) depay.push(one);
+  for (const Bytes& one : theirs) depay.push(one);
+  for (Bytes one : theirs) {
+    one[one.size() / 2] ^= 1;
+    depay.push(one);
+  }
+  EXPECT_TRUE(depay.pull().empty());
+}
+
+TEST(Receiver, RefusesAFrameBeyondItsLimit) {
+  Harness both("qrxpay ! qrxdepay max-pixels=1000");
+  both.setCaps(capsOf("BGRx"));
+  EXPECT_EQ(both.push(frame(4, 0)), GST_FLOW_OK);
+  EXPECT_TRUE(both.pull().empty());
+}
+
+TEST(Receiver, HostileDatagrams) {
+  std::vector<Bytes> hostile = {{}, {0}, Bytes(70000, 0xFF)};
+  for (const char* target : {"decompress_tile", "packet_inspection"}) {
+    const std::filesystem::path folder = std::filesystem::path(QRX_FUZZ_CORPUS) / target;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      hostile.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+  }
+  ASSERT_GT(hostile.size(), 50u);
+  for (const char* caps :
+       {"application/x-qrx-packet,envelope=false", "application/x-qrx-packet,envelope=true"}) {
+    Harness depay("qrxdepay max-pixels=4000000");
+    depay.setSinkCaps("video/x-raw,format=BGRx");
+    depay.setCaps(caps);
+    for (const Bytes& one : hostile) EXPECT_EQ(depay.push(one), GST_FLOW_OK);
+    for (const Bytes& one : datagramsOf("qrxpay envelope=false", {frame(4, 0)})) {
+      Bytes damaged = one;
+      damaged.resize(damaged.size() * 2 / 3);
+      EXPECT_EQ(depay.push(damaged), GST_FLOW_OK);
+    }
+    depay.pull();
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  gst_init(&argc, &argv);
+  testing::InitGoogleTest(&argc, argv);
+  const int result = RUN_ALL_TESTS();
+  gst_deinit();  // the leak tracer reports here
+  return result;
+}
