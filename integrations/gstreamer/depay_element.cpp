@@ -1,4 +1,5 @@
-// qrxdepay: packets to raw video. The receiving is FrameReceiver's; here stands what GStreamer asks.
+// qrxdepay: packets to raw video. The receiving is FrameReceiver's; here stands what GStreamer
+// asks.
 #include <gst/video/video.h>
 
 #include <algorithm>
@@ -55,8 +56,7 @@ void postStatistics(QrxDepay* self) {
     gst_structure_set(structure, qrx::gst::fateName(static_cast<qrx::gst::Fate>(i)), G_TYPE_UINT64,
                       s.fates[i], nullptr);
   }
-  gst_element_post_message(GST_ELEMENT(self),
-                           gst_message_new_element(GST_OBJECT(self), structure));
+  gst_element_post_message(GST_ELEMENT(self), gst_message_new_element(GST_OBJECT(self), structure));
 }
 
 // The pixel format that the element behind likes best.

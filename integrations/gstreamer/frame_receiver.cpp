@@ -9,9 +9,9 @@ namespace {
 constexpr std::uint64_t kSilence = 1'000'000;  // microseconds until another sender is heard
 constexpr std::size_t kMostRectangles = 1 << 16;
 
-constexpr const char* kNames[kFateCount] = {"taken",    "corrupted",    "other-version",
-                                            "other-session", "replayed", "not-a-packet",
-                                            "no-window", "old",          "too-large"};
+constexpr const char* kNames[kFateCount] = {"taken",         "corrupted", "other-version",
+                                            "other-session", "replayed",  "not-a-packet",
+                                            "no-window",     "old",       "too-large"};
 
 Fate fateOf(tool::Arrival arrival) {
   switch (arrival) {
@@ -83,8 +83,7 @@ bool FrameReceiver::takeEnvelope(std::span<const std::uint8_t> datagram, const S
   const bool mayBegin = channel_.session() == 0 || now - heard_ > kSilence || closed_;
   if (mayBegin && head.session != 0 && head.session != channel_.session()) {
     lostBefore_ += channel_.lost();
-    channel_ =
-        tool::Channel(tool::publicKey(), tool::PayloadKind::kFromViewer, head.session);
+    channel_ = tool::Channel(tool::publicKey(), tool::PayloadKind::kFromViewer, head.session);
     closed_ = false;
   }
   const tool::Arrival arrival = channel_.admit(head);

@@ -72,18 +72,18 @@ class FrameReceiver {
   const qrxc_format format_;
   host::Coder coder_;
   tool::Channel channel_;
-  std::uint64_t heard_ = 0;        // microseconds, when the session was heard last
-  std::uint64_t lostBefore_ = 0;   // in earlier sessions
-  std::uint32_t session_ = 0;      // of the latest frame's description
+  std::uint64_t heard_ = 0;       // microseconds, when the session was heard last
+  std::uint64_t lostBefore_ = 0;  // in earlier sessions
+  std::uint32_t session_ = 0;     // of the latest frame's description
   std::uint32_t window_ = 0;
   std::uint32_t width_ = 0, height_ = 0;
   std::vector<std::uint8_t> pixels_;
   // The latest index of each rectangle, by its left and upper edge.
   std::map<std::pair<std::uint32_t, std::uint32_t>, std::int64_t> newest_;
-  bool anything_ = false;         // was decoded of this session
-  std::int64_t frame_ = -1;       // the latest that was over
-  std::int64_t bareIndex_ = -1;   // without envelopes: the frame that is coming in,
-  bool shown_ = false;            // and whether it is over
+  bool anything_ = false;        // was decoded of this session
+  std::int64_t frame_ = -1;      // the latest that was over
+  std::int64_t bareIndex_ = -1;  // without envelopes: the frame that is coming in,
+  bool shown_ = false;           // and whether it is over
   bool closed_ = false;
   Fate fate_ = Fate::kTaken;
   ReceiverStatistics statistics_;

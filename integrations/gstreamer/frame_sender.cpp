@@ -76,8 +76,8 @@ void FrameSender::sendChanges(const std::uint8_t* pixels, std::int64_t stride,
     const Tile tile = tileAt(i);
     if (keepTile(pixels, stride, tile) || isFirst) {
       lastChanges_[i] = frame_;
-    } else if (!isKeyframe && (settings.repairInterval == 0 ||
-                               (frame_ + i) % settings.repairInterval != 0)) {
+    } else if (!isKeyframe &&
+               (settings.repairInterval == 0 || (frame_ + i) % settings.repairInterval != 0)) {
       continue;
     }
     ++index_;

@@ -66,9 +66,9 @@ class FrameSender {
   std::uint32_t width_ = 0, height_ = 0;
   qrxc_format format_ = QRXC_BGRX;
   std::size_t columns_ = 0;
-  std::uint32_t frame_ = 0;       // number of the next one
-  std::uint32_t index_ = 0;       // of the latest rectangle
-  std::uint32_t firstIndex_ = 1;  // of this size
+  std::uint32_t frame_ = 0;         // number of the next one
+  std::uint32_t index_ = 0;         // of the latest rectangle
+  std::uint32_t firstIndex_ = 1;    // of this size
   std::vector<std::uint8_t> last_;  // the frame before; empty at first
   std::vector<std::uint32_t> lastChanges_;
   SenderStatistics statistics_;

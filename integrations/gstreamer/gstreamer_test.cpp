@@ -142,7 +142,8 @@ TEST(Pipeline, LinesWithGapsAndAChangedSize) {
 
 TEST(Sender, SendsWhatChangedAndAllAtKeyframes) {
   Bytes still = frame(4, 0), moved = still;
-  std::fill_n(&moved[4 * (200 * kWidth + 300)], 40, std::uint8_t{0});  // in the second of four tiles
+  std::fill_n(&moved[4 * (200 * kWidth + 300)], 40,
+              std::uint8_t{0});  // in the second of four tiles
   const auto sizes = [](const std::vector<Bytes>& all) {
     std::size_t sum = 0;
     for (const Bytes& one : all) sum += one.size();
@@ -186,9 +187,9 @@ TEST(Receiver, ALostPacketCostsItsOwnPixelsUntilTheNextKeyframe) {
   const std::vector<Bytes> whole = play(all);
   ASSERT_EQ(whole.size(), 2u);
   std::vector<Bytes> some = all;
-  const auto largest = std::max_element(
-      some.begin(), some.begin() + static_cast<std::ptrdiff_t>(some.size() / 2),
-      [](const Bytes& a, const Bytes& b) { return a.size() < b.size(); });
+  const auto largest =
+      std::max_element(some.begin(), some.begin() + static_cast<std::ptrdiff_t>(some.size() / 2),
+                       [](const Bytes& a, const Bytes& b) { return a.size() < b.size(); });
   some.erase(largest);
   const std::vector<Bytes> torn = play(some);
   ASSERT_EQ(torn.size(), 2u);

@@ -61,12 +61,11 @@ void append(GstBufferList* list, qrx::host::Bytes datagram, GstClockTime time) {
 
 void postStatistics(QrxPay* self) {
   const auto& s = self->sender->statistics();
-  GstStructure* structure = gst_structure_new(
-      "qrxpay-statistics", "frames", G_TYPE_UINT64, s.frames, "packets", G_TYPE_UINT64, s.packets,
-      "bytes", G_TYPE_UINT64, s.bytes, "encode-time", G_TYPE_UINT64,
-      s.encodeMicroseconds * GST_USECOND, nullptr);
-  gst_element_post_message(GST_ELEMENT(self),
-                           gst_message_new_element(GST_OBJECT(self), structure));
+  GstStructure* structure =
+      gst_structure_new("qrxpay-statistics", "frames", G_TYPE_UINT64, s.frames, "packets",
+                        G_TYPE_UINT64, s.packets, "bytes", G_TYPE_UINT64, s.bytes, "encode-time",
+                        G_TYPE_UINT64, s.encodeMicroseconds * GST_USECOND, nullptr);
+  gst_element_post_message(GST_ELEMENT(self), gst_message_new_element(GST_OBJECT(self), structure));
 }
 
 GstFlowReturn chain(GstPad*, GstObject* parent, GstBuffer* buffer) {
@@ -196,16 +195,16 @@ void qrx_pay_class_init(QrxPayClass* type) {
   object->finalize = finalise;
   const auto flags = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
                                               GST_PARAM_MUTABLE_PLAYING);
-  const auto fixed =
-      static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_READY);
+  const auto fixed = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
+                                              GST_PARAM_MUTABLE_READY);
   const SenderSettings s;
   g_object_class_install_property(
       object, kQuality,
       g_param_spec_int("quality", "Quality", "Of the pictures, as in JPEG", 1, 100, s.quality,
                        flags));
-  g_object_class_install_property(object, kSampling,
-                                  g_param_spec_enum("sampling", "Sampling", "Of chroma",
-                                                    samplingType(), s.sampling, flags));
+  g_object_class_install_property(
+      object, kSampling,
+      g_param_spec_enum("sampling", "Sampling", "Of chroma", samplingType(), s.sampling, flags));
   g_object_class_install_property(
       object, kKeyframeInterval,
       g_param_spec_uint("keyframe-interval", "Keyframe interval",

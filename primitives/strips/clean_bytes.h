@@ -107,12 +107,15 @@ class CleanBytes {
     ahead_->isInForce = true;
   }
 
-  // Whether what was read up to there is data, with a margin behind it unless the data ends there:
-  // what the primitives do at a marker hangs on what they have in hand there, so that it is left to
-  // them. A block may be read on to where zeros stand for data.
-  __attribute__((always_inline)) bool holds(const CleanReader& reader) const {
-    return __builtin_expect(reader.from() <= ahead_->bytes + ahead_->size - kMargin, 1) ||
-           holdsToTheEnd(placeOf(reader));
+  // Whether what was read up to there is data, with a margin behind it: what the primitives do at a
+  // marker hangs on what they have in hand there, so that it is left to them. A block may be read
+  // on to where zeros stand for data.
+  bool holds(const CleanReader& reader) const {
+    return reader.from() <= ahead_->bytes + ahead_->size - kMargin;
+  }
+  // The same without a margin, where the data ends without a marker.
+  __attribute__((noinline)) bool holdsToTheEnd(CleanReader reader) const {
+    return ahead_->from == ahead_->end && placeOf(reader) <= 8 * ahead_->size;
   }
 
   // Reads further where an MCU might want it.
@@ -156,10 +159,6 @@ class CleanBytes {
   static constexpr int kMargin = 8;  // bytes
   static constexpr int kLow = 128;   // bytes, more than most MCUs have
   static constexpr int kStep = 256;  // bytes read at a time
-
-  __attribute__((noinline)) bool holdsToTheEnd(int place) const {
-    return ahead_->from == ahead_->end && place <= 8 * ahead_->size;
-  }
 
   // In bits.
   int placeOf(const CleanReader& reader) const {

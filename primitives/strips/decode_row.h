@@ -239,7 +239,7 @@ class RowDecoder {
         const int i = Place::componentOf(b);
         isThere = decodeBlockAhead(*scan_.dc[i], *scan_.ac[i], &reader, &last.of[i], first + 64 * b,
                                    &current->of[b]) &&
-                  clean_.holds(reader);
+                  (__builtin_expect(clean_.holds(reader), 1) || isAtEnd(reader));
       }
       if (__builtin_expect(isThere, 1)) {
         ahead_ = reader;
@@ -252,6 +252,14 @@ class RowDecoder {
     reader_ = clean_.rest(ahead_);
     isAhead_ = false;
     return false;
+  }
+
+  // Where the data ends without a marker, and the tables say there what the primitives find.
+  bool isAtEnd(const CleanReader& reader) const {
+    bool agree = true;
+    for (int i = 0; i < kComponents; ++i)
+      agree = agree && scan_.dc[i]->agrees && scan_.ac[i]->agrees;
+    return agree && clean_.holdsToTheEnd(reader);
   }
 
   // False where the data is damaged: the block there is as far as it was decoded.

@@ -90,6 +90,27 @@ Code codeIn(const IppiDecodeHuffmanSpec& spec, unsigned bits) {
   return {0, 0};
 }
 
+// Whether looking up and searching give the same code, or none, for all that 8 bits can be. In a
+// record that was not made of lists they may not.
+bool searchAgrees(const IppiDecodeHuffmanSpec& spec) {
+  constexpr unsigned kBits = 8;
+  for (unsigned bits = 0; bits < 1u << kBits; ++bits) {
+    const std::uint32_t entry = spec.lookup[bits];
+    const unsigned lookedUp = lengthOf(entry) - 1 < kBits ? lengthOf(entry) : kBits + 1;
+    unsigned found = 1;
+    while (found <= kBits &&
+           !isCodeOf(spec, static_cast<int>(found), static_cast<int>(bits >> (kBits - found)))) {
+      ++found;
+    }
+    if (found != lookedUp) return false;
+    if (found > kBits) continue;
+    const int symbol =
+        symbolOf(spec, static_cast<int>(found), static_cast<int>(bits >> (kBits - found)));
+    if (symbol != static_cast<int>(entry & 0xFFFF)) return false;
+  }
+  return true;
+}
+
 bool isMadeFrom(const WideTable& table, const IppiDecodeHuffmanSpec& spec) {
   return table.made && isMadeFrom(table.source, spec);
 }
@@ -100,6 +121,7 @@ template <typename EntryOf>
 void makeEntries(const IppiDecodeHuffmanSpec& spec, WideTable* table, EntryOf entryOf) {
   table->source = spec;
   table->made = true;
+  table->agrees = searchAgrees(spec);
   for (unsigned bits = 0; bits < 1u << kLookUpBits; ++bits) {
     const Code code = codeIn(spec, bits);
     WideTable::Entry& entry = table->entries[bits];

@@ -76,6 +76,8 @@ struct WideTable {
 
   IppiDecodeHuffmanSpec source;
   bool made;
+  bool agrees;      // with the search for codes of up to 8 bits, which the primitives go over to
+                    // where fewer than 8 bits of data are left
   uint8_t endBits;  // AC: of the code that ends a block
   Entry entries[1 << kLookUpBits];
 };
