@@ -114,7 +114,7 @@ class CleanBytes {
     return reader.from() <= ahead_->bytes + ahead_->size - kMargin;
   }
   // The same without a margin, where the data ends without a marker.
-  __attribute__((noinline)) bool holdsToTheEnd(CleanReader reader) const {
+  bool holdsToTheEnd(const CleanReader& reader) const {
     return ahead_->from == ahead_->end && placeOf(reader) <= 8 * ahead_->size;
   }
 

@@ -255,7 +255,7 @@ class RowDecoder {
   }
 
   // Where the data ends without a marker, and the tables say there what the primitives find.
-  bool isAtEnd(const CleanReader& reader) const {
+  __attribute__((noinline, cold)) bool isAtEnd(CleanReader reader) const {
     bool agree = true;
     for (int i = 0; i < kComponents; ++i)
       agree = agree && scan_.dc[i]->agrees && scan_.ac[i]->agrees;
