@@ -7,7 +7,7 @@ _qrx_jpeg() {
     info) words=' --help -h --json --strict' ;;
     psnr) words=' --help -h --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --library --slot' ;;
     scene) words=' --help -h --frames --first --size --format' ;;
-    packets) words=' --help -h --output -o --jobs --no-clobber --force --join --quality -q --sampling --window --index --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --quiet --verbose -v --library --slot' ;;
+    packets) words=' --help -h --output -o --jobs --no-clobber --force --join --pcap --quality -q --sampling --window --index --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --quiet --verbose -v --library --slot' ;;
     unpack) words=' --help -h --output -o --jobs --no-clobber --force --loss --burst --reorder --seed --tint --after --max-pixels --max-memory --max-scans --format --json --strict --quiet --verbose -v --library --slot' ;;
     inspect) words=' --help -h --json --strict --library --slot' ;;
     serve) words=' --help -h --listen --key --size --pixels --no-orient --max-pixels --max-memory --max-scans --fps --frames --wait --tile --quality -q --sampling --json --library --slot' ;;

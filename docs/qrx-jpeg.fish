@@ -74,6 +74,7 @@ complete -c qrx-jpeg -n '__fish_seen_subcommand_from packets' -l jobs -r -d 'Fil
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from packets' -l no-clobber -d 'Keep outputs that are there, and fail'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from packets' -l force -d 'Write even under a name that promises another kind of file'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from packets' -l join -r -d 'All pictures, of one size, to this file, each a frame with the next index'
+complete -c qrx-jpeg -n '__fish_seen_subcommand_from packets' -l pcap -d 'Captures of datagrams instead, for Wireshark and the like'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from packets' -l quality -s q -r -d 'JPEG quality, 1 to 100'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from packets' -l sampling -r -d 'Colour sampling, through the setting that the library reads (ZMT_SUBSAMPLING)'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from packets' -l window -r -d 'Window number in every packet'

@@ -121,6 +121,7 @@ case $words[2] in
         '--no-clobber:Keep outputs that are there, and fail'
         '--force:Write even under a name that promises another kind of file'
         '--join:All pictures, of one size, to this file, each a frame with the next index'
+        '--pcap:Captures of datagrams instead, for Wireshark and the like'
         '--quality:JPEG quality, 1 to 100'
         '-q:JPEG quality, 1 to 100'
         '--sampling:Colour sampling, through the setting that the library reads (ZMT_SUBSAMPLING)'

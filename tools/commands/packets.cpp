@@ -7,6 +7,7 @@
 #include "tools/commands/options.h"
 #include "tools/commands/outputs.h"
 #include "tools/live/packet_file.h"
+#include "tools/live/pcap_file.h"
 #include "tools/live/rectangle_encoder.h"
 #include "tools/support/files.h"
 #include "tools/support/json.h"
@@ -20,13 +21,22 @@ struct PacketsOptions {
   RectangleJob job;
   std::string join;
   PictureRequest request;
+  bool pcap = false;
   bool json = false;
   bool strict = false;
   TalkOptions talk;
   HostOptions host;
 };
 
-OutputKind packetFile() { return {"a file of packets", {".qpk"}}; }
+OutputKind outputKind(const PacketsOptions& options) {
+  if (options.pcap) return {"a capture", {".pcap"}};
+  return {"a file of packets", {".qpk"}};
+}
+
+std::vector<std::uint8_t> fileOf(const PacketsOptions& options,
+                                 const std::vector<Packet>& packets) {
+  return options.pcap ? captureOf(packets) : joinPackets(packets);
+}
 
 void printReport(const PacketsOptions& options, const std::string& output,
                  const EncodedRectangle& result) {
@@ -78,7 +88,7 @@ int joinFrames(const PacketsOptions& options) {
     OutputOptions one = options.files;
     one.files = {input};
     one.output = options.join;
-    planOutputs(one, packetFile());  // may this be the output of that input?
+    planOutputs(one, outputKind(options));  // may this be the output of that input?
     const Picture read = readPicture(input, options.request, lazy);
     if (size != Size{} && read.image.size != size) {
       throw Error(input + ": not of the first picture's size");
@@ -92,7 +102,7 @@ int joinFrames(const PacketsOptions& options) {
     ++job.index;
     ++job.contextByte;
   }
-  writeFile(options.join, joinPackets(all.packets), options.files.noClobber);
+  writeFile(options.join, fileOf(options, all.packets), options.files.noClobber);
   printReport(options, options.join, all);
   return sound ? kDone : kDamaged;
 }
@@ -103,7 +113,7 @@ int packPair(const PacketsOptions& options, const FilePair& pair, PixelCount& pi
   const Image& picture = read.image;
   pixels.known += picture.size.pixels();
   const EncodedRectangle result = pack(lazy, read, options.job);
-  writeFile(pair.output, joinPackets(result.packets), options.files.noClobber);
+  writeFile(pair.output, fileOf(options, result.packets), options.files.noClobber);
   pixels.done += picture.size.pixels();
   printReport(options, pair.output, result);
   return result.complete && read.damage.empty() ? kDone : kDamaged;
@@ -112,7 +122,7 @@ int packPair(const PacketsOptions& options, const FilePair& pair, PixelCount& pi
 int runPackets(PacketsOptions options) {
   const bool joined = !options.join.empty();
   const std::vector<FilePair> pairs =
-      joined ? std::vector<FilePair>{} : planOutputs(options.files, packetFile());
+      joined ? std::vector<FilePair>{} : planOutputs(options.files, outputKind(options));
   if (options.json && isStream(joined ? options.join : pairs.front().output)) {
     throw Error("--json and the packets cannot both go to standard output", kUsage);
   }
@@ -135,6 +145,8 @@ void define(CLI::App& command, PacketsOptions& options) {
       .add_option("--join", options.join,
                   "All pictures, of one size, to this file, each a frame with the next index")
       ->type_name("FILE");
+  command.add_flag("--pcap", options.pcap,
+                   "Captures of datagrams instead, for Wireshark and the like");
   addQualityOption(command, options.job.quality);
   addSamplingOption(command, options.sampling);
   command.add_option("--window", options.job.window, "Window number in every packet")
