@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# Builds the Debian packages libqrx-jpeg1, libqrx-jpeg-dev, qrx-jpeg-tools and python3-qrx-jpeg, from
+# any folder, has lintian look at them, and leaves them in build/packages/packages.
+#
+#   scripts/build_packages.sh
+#   scripts/build_packages.sh --twice   builds once more from a copy of the tree in another folder; all
+#                                       bytes have to be the same. With ccache only what is not in its
+#                                       cache is compiled again: CCACHE_DISABLE=1 leaves it out.
+#
+# Every file bears the date of the last commit, or SOURCE_DATE_EPOCH where it is set. As root the
+# script installs the Debian packages that it needs; otherwise it names those missing and stops.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=scripts/packages.sh
+source "$root/scripts/packages.sh"
+cd "$root"
+
+twice=false
+case ${1:-} in
+  --twice) twice=true ;;
+  '') ;;
+  *) echo "unknown option: $1" >&2; exit 64 ;;
+esac
+
+need_build_packages
+need_packages dpkg-dev gzip lintian
+SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
+export SOURCE_DATE_EPOCH
+# Modules that Python has compiled, and what the umask of this shell forbids, stay out of packages.
+umask 022
+
+packages_of() { # SOURCE: what CPack and the compiler say comes out where they fail
+  local build=$1/build/packages log
+  log=$(mktemp)
+  rm -rf "$build/packages"
+  if ! { cmake -S "$1" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
+    -DQRX_BUILD_TOOLS=ON -DQRX_WERROR=ON &&
+    cmake --build "$build" --parallel "$(nproc)" && (cd "$build" && cpack); } >"$log" 2>&1; then
+    cat "$log" >&2
+    rm -f "$log"
+    return 1
+  fi
+  rm -f "$log"
+}
+
+note "building and packing (build/packages)"
+packages_of "$root"
+packages=$root/build/packages/packages
+(cd "$packages" && sha256sum ./*.deb) | tee "$packages/SHA256SUMS"
+
+note "lintian"
+# There is no Debian bug that asks for the package. Root is what a clean machine builds as.
+lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs "$packages"/*.deb
+
+if $twice; then
+  note "building and packing again, in another folder"
+  copy=$(mktemp -d)
+  trap 'rm -rf "$copy"' EXIT
+  mkdir "$copy/some-other-folder"
+  git ls-files -z --cached --others --exclude-standard |
+    tar --create --null --files-from=- | tar --extract --touch --directory="$copy/some-other-folder"
+  CCACHE_BASEDIR=$copy/some-other-folder packages_of "$copy/some-other-folder"
+  (cd "$copy/some-other-folder/build/packages/packages" && sha256sum --check "$packages/SHA256SUMS")
+fi
+note "packages: ${packages#"$PWD"/}"
