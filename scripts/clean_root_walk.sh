@@ -29,6 +29,8 @@ everything >before
 say "the tool and the Python package, without what is for compiling"
 install "$srv"/libqrx-jpeg1_*.deb "$srv"/qrx-jpeg-tools_*.deb "$srv"/python3-qrx-jpeg_*.deb
 ldconfig --print-cache | grep -q 'libqrx_jpeg.so.1 '
+qrx-jpeg --version
+python3 -c 'import qrx_jpeg; print(*qrx_jpeg.version())'
 qrx-jpeg scene --size 320x240 . >/dev/null
 mv frame00000.png picture.png
 typed "first commands"
@@ -61,4 +63,7 @@ apt-get purge --yes --quiet --autoremove libqrx-jpeg1 libqrx-jpeg-dev qrx-jpeg-t
   python3-qrx-jpeg >apt.log
 everything >after
 diff before after || { echo "removal left or took what it should not"; exit 1; }
-! dpkg --list | grep qrx
+if dpkg --list | grep qrx; then
+  echo "dpkg still knows them"
+  exit 1
+fi
