@@ -2,6 +2,11 @@
 #
 # cmake/packages/finish.cmake does what CPack leaves: documents, dependencies, and the date of every
 # file, which is that of the last commit, so that two builds give the same bytes.
+if(NOT PROJECT_IS_TOP_LEVEL OR NOT QRX_BUILD_TOOLS OR NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr"
+   OR NOT QRX_PYTHON_FOLDER)
+  return()  # a build whose folders are not those of Debian, or that lacks a component
+endif()
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL library development tools python)
 set(CPACK_DEB_COMPONENT_INSTALL ON)

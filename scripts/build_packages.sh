@@ -3,9 +3,10 @@
 # any folder, has lintian look at them, and leaves them in build/packages/packages.
 #
 #   scripts/build_packages.sh
-#   scripts/build_packages.sh --twice   builds once more from a copy of the tree in another folder; all
-#                                       bytes have to be the same. With ccache only what is not in its
-#                                       cache is compiled again: CCACHE_DISABLE=1 leaves it out.
+#   scripts/build_packages.sh --twice   builds once more from a copy of the tree in another folder, with
+#                                       other rights and time zone; all bytes have to be the same. With
+#                                       ccache only what is not in its cache is compiled again:
+#                                       CCACHE_DISABLE=1 leaves it out.
 #
 # Every file bears the date of the last commit, or SOURCE_DATE_EPOCH where it is set. As root the
 # script installs the Debian packages that it needs; otherwise it names those missing and stops.
@@ -26,8 +27,7 @@ need_build_packages
 need_packages dpkg-dev gzip lintian
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH
-# Modules that Python has compiled, and what the umask of this shell forbids, stay out of packages.
-umask 022
+umask 022 # stands in the head of each archive
 
 packages_of() { # SOURCE: what CPack and the compiler say comes out where they fail
   local build=$1/build/packages log
@@ -54,12 +54,14 @@ lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bu
 
 if $twice; then
   note "building and packing again, in another folder"
-  copy=$(mktemp -d)
-  trap 'rm -rf "$copy"' EXIT
-  mkdir "$copy/some-other-folder"
-  git ls-files -z --cached --others --exclude-standard |
-    tar --create --null --files-from=- | tar --extract --touch --directory="$copy/some-other-folder"
-  CCACHE_BASEDIR=$copy/some-other-folder packages_of "$copy/some-other-folder"
-  (cd "$copy/some-other-folder/build/packages/packages" && sha256sum --check "$packages/SHA256SUMS")
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
+  copy=$work/some-other-folder
+  mkdir "$copy"
+  git ls-files -z --cached --others --exclude-standard | tar --create --null --files-from=- |
+    tar --extract --touch --directory="$copy"
+  chmod -R go= "$copy"
+  TZ=Asia/Tokyo CCACHE_BASEDIR=$copy packages_of "$copy"
+  (cd "$copy/build/packages/packages" && sha256sum --check "$packages/SHA256SUMS")
 fi
 note "packages: ${packages#"$PWD"/}"

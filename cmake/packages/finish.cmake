@@ -78,5 +78,7 @@ file(GLOB_RECURSE tools LIST_DIRECTORIES false ${CPACK_QRX_WORK}/qrx-jpeg-tools/
 set_dependencies(LIBRARY ${library})
 set_dependencies(TOOLS ${tools})
 
+# Rights and dates tell nothing of the place where this was built.
+run(chmod -R u=rwX,go=rX ${CPACK_TEMPORARY_DIRECTORY})
 run(find ${CPACK_TEMPORARY_DIRECTORY} -exec touch --no-dereference --date=@$ENV{SOURCE_DATE_EPOCH} {}
     +)
