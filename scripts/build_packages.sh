@@ -31,6 +31,7 @@ umask 022 # stands in the head of each archive
 
 packages_of() { # SOURCE: what CPack and the compiler say comes out where they fail
   local build=$1/build/packages log
+  local -x CCACHE_BASEDIR=$1 CCACHE_NOHASHDIR=1 # an object of one folder serves the other
   log=$(mktemp)
   rm -rf "$build/packages"
   if ! { cmake -S "$1" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
@@ -61,7 +62,7 @@ if $twice; then
   git ls-files -z --cached --others --exclude-standard | tar --create --null --files-from=- |
     tar --extract --touch --directory="$copy"
   chmod -R go= "$copy"
-  TZ=Asia/Tokyo CCACHE_BASEDIR=$copy packages_of "$copy"
+  TZ=Asia/Tokyo packages_of "$copy"
   (cd "$copy/build/packages/packages" && sha256sum --check "$packages/SHA256SUMS")
 fi
 note "packages: ${packages#"$PWD"/}"
