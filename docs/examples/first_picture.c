@@ -13,15 +13,17 @@ int main(void) {
   qrxc_coder* coder = qrxc_open();
   const qrxc_layout layout = {0, 640, 480, QRXC_RGB, 0};
   size_t size = 0, room = qrxc_bound(640, 480, QRXC_RGB, QRXC_420);
-  void* jpeg = malloc(room);
+  void* jpeg = malloc(room); /* the next line tells of null pointers too */
   if (qrxc_encode(coder, pixels, &layout, 85, QRXC_420, jpeg, room, &size) != QRXC_DONE) {
     fprintf(stderr, "%s\n", qrxc_text(coder));
     return 1;
   }
   FILE* file = fopen("first_picture_c.jpg", "wb");
-  fwrite(jpeg, 1, size, file);
+  if (file == NULL || fwrite(jpeg, 1, size, file) != size || fclose(file) != 0) {
+    perror("first_picture_c.jpg");
+    return 1;
+  }
   /* first picture: end */
-  fclose(file);
 
   /* And back, bottom row first. */
   static unsigned char back[480][640][3];

@@ -21,6 +21,7 @@ int main() {
     const auto outcome = coder.decode(jpeg, {back.data(), info.width, info.height, QRXC_RGB});
     // first picture: end
     std::printf("%u x %u pixels, %u rows\n", info.width, info.height, outcome.report.rows);
+    file.close();
     return file.good() && outcome.isWhole() ? 0 : 1;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());

@@ -1,6 +1,7 @@
 """Coders, and what they give."""
 
 import ctypes
+import inspect
 import mmap
 import threading
 import weakref
@@ -320,6 +321,8 @@ def _of_this_thread(name):
 
     function.__name__ = function.__qualname__ = name
     function.__doc__ = method.__doc__
+    _, *others = inspect.signature(method).parameters.values()
+    function.__signature__ = inspect.Signature(others)  # for help()
     return function
 
 

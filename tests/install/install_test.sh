@@ -43,10 +43,20 @@ for standard in c99 c17; do
   echo '#include "qrx/qrx.h"' | "${CC:-cc}" -std=$standard -Wall -Wextra -Wpedantic -Werror \
     -I "$prefix/include" -fsyntax-only -x c -
 done
-lib=$(dirname "$(find "$prefix" -name libqrx_jpeg.so)")
+lib=$(dirname "$(find "$prefix" -name libqrx_jpeg.so.1)")
 "${CC:-cc}" -std=c99 "$here/../../docs/examples/first_picture.c" -o "$scratch/first_picture" \
   -I "$prefix/include" -L "$lib" -lqrx_jpeg
 (cd "$scratch" && LD_LIBRARY_PATH="$lib" ./first_picture)
+
+package=$(find "$prefix" -path '*/dist-packages/qrx_jpeg')
+if [ -n "$package" ]; then
+  echo "== the Python package, from where it was installed"
+  (cd "$scratch" && LD_LIBRARY_PATH=$lib PYTHONPATH=$(dirname "$package") python3 -Bc '
+import importlib.metadata, qrx_jpeg
+back = qrx_jpeg.decode(qrx_jpeg.encode(bytes(64), 90, format=qrx_jpeg.Format.GRAY, size=(8, 8)))
+print(back.text, *back.pixels.shape)
+assert back.whole and importlib.metadata.version("qrx-jpeg").startswith("%d.%d" % qrx_jpeg.version()[:2])')
+fi
 
 # Builds and runs the stranger by the pkg-config file that stands below a folder.
 by_pkg_config() {
@@ -54,7 +64,7 @@ by_pkg_config() {
   read -ra flags <<<"$(PKG_CONFIG_PATH=$(dirname "$(find "$1" -name qrx_jpeg.pc)") \
     pkg-config --cflags --libs qrx_jpeg)"
   "$cxx" -std=c++17 "$here/consumer/consumer.cpp" -o "$program" "${flags[@]}"
-  LD_LIBRARY_PATH=$(dirname "$(find "$1" -name libqrx_jpeg.so)") "$program"
+  LD_LIBRARY_PATH=$(dirname "$(find "$1" -name libqrx_jpeg.so.1)") "$program"
 }
 # The library as it was built, from a configuration with other folders.
 install_to() { # PREFIX LIBDIR INCLUDEDIR
