@@ -26,7 +26,8 @@ TEST(Control, RefusesEveryDamagedMessage) {
                                      Welcome{1, 1ULL << 63},
                                      Alive{5},
                                      Changes{4, 3, {2, 1}},
-                                     Closing{}};
+                                     Closing{},
+                                     Report{1, 2, 3, 4, 5, 6}};
   for (const ControlMessage& message : messages) {
     Packet data = serialise(message);
     const auto parsed = parseControl(data);
@@ -139,9 +140,10 @@ TEST(Server, GivesAStrangerNoMoreThanItSends) {
   options.listen = Endpoint::parse("0");
   Server server(
       session.compressor(),
-      [](int n, Image& frame) {
+      [frame = Image()](int n) mutable -> const Image& {
         static const SceneRenderer scene({320, 200});
         scene.render(n, frame);
+        return frame;
       },
       options);
   std::atomic<bool> stop = false;

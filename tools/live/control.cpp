@@ -25,7 +25,7 @@ constexpr std::uint32_t FrameInfo::*kFrameFields[] = {
     &FrameInfo::session,         &FrameInfo::window,      &FrameInfo::width,
     &FrameInfo::height,          &FrameInfo::tile,        &FrameInfo::frame,
     &FrameInfo::firstIndex,      &FrameInfo::latestIndex, &FrameInfo::encodeMicroseconds,
-    &FrameInfo::ageMicroseconds, &FrameInfo::finished};
+    &FrameInfo::ageMicroseconds, &FrameInfo::finished,    &FrameInfo::dropped};
 
 struct Writer {
   WireWriter& out;
@@ -48,6 +48,13 @@ struct Writer {
     out.u32(changes.frame);
     out.u32(changes.first);
     indexes(changes.frames);
+  }
+  void operator()(const Report& report) const {
+    for (const std::uint64_t number : {report.time, report.bytes, report.arrived, report.lost}) {
+      out.u64(number);
+    }
+    out.u32(report.queueMicroseconds);
+    out.u32(report.backlogMicroseconds);
   }
   void operator()(const RepairRequest& request) const { indexes(request.indexes); }
   void operator()(const Superseded& message) const {
@@ -99,6 +106,15 @@ std::optional<ControlMessage> readBody(std::size_t kind, WireReader& in) {
       return Changes{frame, first, readIndexes(in)};
     }
     case 8: return Closing{};
+    case 9: {
+      Report report;
+      for (std::uint64_t* number : {&report.time, &report.bytes, &report.arrived, &report.lost}) {
+        *number = in.u64();
+      }
+      report.queueMicroseconds = in.u32();
+      report.backlogMicroseconds = in.u32();
+      return report;
+    }
     default: return std::nullopt;
   }
 }

@@ -201,7 +201,7 @@ void FrameAssembler::reset(const FrameInfo& info) {
   ages_ = AgeMap(picture_.size);
   rectangles_.clear();
   expected_ = info.firstIndex - 1;
-  firstFrame_ = info.frame;
+  firstFrame_ = info.frame - info.dropped;
   awaited_ = 0;
   statistics_.latest = info;
 }
@@ -221,7 +221,7 @@ void FrameAssembler::announce(const FrameInfo& info, Clock::time_point now) {
     statistics_.encodeMicroseconds += info.encodeMicroseconds;
   }
   latest = info;
-  statistics_.frames = std::uint64_t{info.frame} - firstFrame_ + 1;
+  statistics_.frames = std::uint32_t{info.frame - info.dropped - firstFrame_} + 1;
   if (info.latestIndex - std::min(info.latestIndex, expected_) <= kMostExpected) {
     expectUpTo(info.latestIndex, now);
   }

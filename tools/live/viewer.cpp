@@ -9,7 +9,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kAskEvery{100}, kAliveEvery{100}, kRepairEvery{10};
+constexpr milliseconds kAskEvery{100}, kAliveEvery{100}, kRepairEvery{10}, kReportEvery{30};
 constexpr milliseconds kServerSilent{1200};
 constexpr milliseconds kBusyAfter{1300};  // one that was here before may be gone by then
 constexpr std::size_t kTicketsKept = 8;
@@ -72,11 +72,25 @@ void Viewer::tick(Clock::time_point now) {
     aliveDue_ = now + kAliveEvery;
     tell(Alive{clockMicroseconds()});
   }
+  if (now >= reportDue_) {
+    reportDue_ = now + kReportEvery;
+    tell(report());
+  }
   if (state_ == ViewerState::kServed && now >= repairDue_) {
     repairDue_ = now + kRepairEvery;
     std::vector<std::uint32_t> indexes = assembler_.toRepair(now);
     if (!indexes.empty()) tell(RepairRequest{std::move(indexes)});
   }
+}
+
+Report Viewer::report() {
+  Report report{clockMicroseconds(), bytes_, channel_.arrived(), channel_.lost(),
+                transit_.takeQueue(), 0};
+  const std::lock_guard lock(mutex_);
+  if (!queue_.empty()) {
+    report.backlogMicroseconds = static_cast<std::uint32_t>(report.time - queue_.front().came);
+  }
+  return report;
 }
 
 void Viewer::ask() {
@@ -87,6 +101,8 @@ void Viewer::ask() {
 }
 
 void Viewer::take(UdpSocket::Datagram& datagram) {
+  const std::uint64_t came = clockMicroseconds();
+  const std::size_t size = datagram.bytes.size();
   EnvelopeHead head;
   Arrival arrival = openEnvelope(options_.key, datagram.bytes, head);
   const bool loose =
@@ -99,12 +115,15 @@ void Viewer::take(UdpSocket::Datagram& datagram) {
   if (arrival != Arrival::kFresh) return;
   if (!loose) {
     heard_ = Clock::now();
+    bytes_ += size;
+    window_.add(size, heard_);
+    transit_.add(head.sent, came);
     if (state_ != ViewerState::kServed && !closed_) {
       enter(ViewerState::kServed, "connected to " + options_.server.text());
     }
   }
   if (!loose && head.kind == PayloadKind::kPacket) {
-    return queue({std::move(datagram.bytes), std::nullopt, head});
+    return queue({std::move(datagram.bytes), std::nullopt, head, came});
   }
   auto message = parseControl(datagram.bytes);
   if (!message) return;
@@ -131,6 +150,8 @@ void Viewer::takeWelcome(const Welcome& welcome) {
   closed_ = false;
   channel_ = Channel(options_.key, PayloadKind::kFromViewer, offered_);
   leastTrip_ = UINT64_MAX;
+  transit_ = {};
+  bytes_ = 0;
   {
     const std::lock_guard lock(mutex_);
     ++link_.sessions;
@@ -142,7 +163,9 @@ void Viewer::takeWelcome(const Welcome& welcome) {
 void Viewer::takeControl(ControlMessage message, const EnvelopeHead& head) {
   if (const auto* list = std::get_if<Superseded>(&message)) return assembler_.supersede(*list);
   if (const auto* alive = std::get_if<Alive>(&message)) return takeEcho(*alive, head);
-  if (!std::holds_alternative<Closing>(message)) return queue({{}, std::move(message), head});
+  if (!std::holds_alternative<Closing>(message)) {
+    return queue({{}, std::move(message), head, clockMicroseconds()});
+  }
   closed_ = true;
   offered_ = 0;
   tell(Bye{});
@@ -168,6 +191,7 @@ void Viewer::hear(const ControlMessage& message, const EnvelopeHead& head) {
   const std::int64_t took = static_cast<std::int64_t>(clockMicroseconds()) + *clockOffset_ -
                             static_cast<std::int64_t>(head.sent) + info->ageMicroseconds;
   const double ms = static_cast<double>(took) / 1000;
+  link_.worstLatencyMs = std::max(link_.worstLatencyMs, ms);
   link_.latencyMs += (ms - link_.latencyMs) * (link_.latencyMs == 0 ? 1 : 0.1);
 }
 
@@ -213,6 +237,8 @@ void Viewer::countLink() {
   link_.arrived = arrivedBefore_ + channel_.arrived();
   link_.lost = lostBefore_ + channel_.lost();
   link_.dropped = socket_.dropped();
+  link_.leastRate = window_.least();
+  link_.mostRate = window_.most();
 }
 
 void Viewer::decode(const std::stop_token& stop) {

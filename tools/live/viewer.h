@@ -15,6 +15,8 @@
 #include "tools/live/channel.h"
 #include "tools/live/frame_assembler.h"
 #include "tools/live/link.h"
+#include "tools/live/rate_window.h"
+#include "tools/live/transit_meter.h"
 #include "tools/live/udp.h"
 
 namespace qrx::tool {
@@ -49,10 +51,12 @@ class Viewer {
     Packet packet;
     std::optional<ControlMessage> message;  // instead of a packet
     EnvelopeHead head;
+    std::uint64_t came = 0;  // time of our clock
   };
 
   void receive(const std::stop_token& stop);
   void tick(Clock::time_point now);
+  Report report();
   void ask();
   void take(UdpSocket::Datagram& datagram);
   void takeWelcome(const Welcome& welcome);
@@ -79,9 +83,13 @@ class Viewer {
   std::deque<std::uint64_t> tickets_;  // of the latest hellos
   std::uint64_t offered_ = 0;          // session number of the latest welcome
   ViewerState state_ = ViewerState::kAsking;
-  Clock::time_point start_ = Clock::now(), heard_{}, askDue_{}, aliveDue_{}, repairDue_{};
+  Clock::time_point start_ = Clock::now(), heard_{}, askDue_{}, aliveDue_{}, repairDue_{},
+      reportDue_{};
   bool closed_ = false;
   std::uint64_t leastTrip_ = UINT64_MAX;
+  TransitMeter transit_;
+  RateWindow window_;
+  std::uint64_t bytes_ = 0;  // of the session's datagrams
   std::uint64_t arrivedBefore_ = 0, lostBefore_ = 0;  // in earlier sessions
 
   mutable std::mutex mutex_;
