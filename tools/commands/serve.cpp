@@ -82,13 +82,14 @@ void printReport(const ServerReport& report, bool json) {
         .print();
     return;
   }
-  std::printf("%llu frames, %llu dropped, %llu packets, %llu bytes, %llu rectangles repaired, "
-              "%.2f ms a frame\n",
-              static_cast<unsigned long long>(report.frames),
-              static_cast<unsigned long long>(report.dropped),
-              static_cast<unsigned long long>(report.packets),
-              static_cast<unsigned long long>(report.bytes),
-              static_cast<unsigned long long>(report.repairs), encodeMs);
+  std::printf(
+      "%llu frames, %llu dropped, %llu packets, %llu bytes, %llu rectangles repaired, "
+      "%.2f ms a frame\n",
+      static_cast<unsigned long long>(report.frames),
+      static_cast<unsigned long long>(report.dropped),
+      static_cast<unsigned long long>(report.packets),
+      static_cast<unsigned long long>(report.bytes),
+      static_cast<unsigned long long>(report.repairs), encodeMs);
 }
 
 int runServe(const ServeOptions& options) {

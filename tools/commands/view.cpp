@@ -122,6 +122,7 @@ void printReport(const ViewerStatistics& statistics, const Rates& rates, bool js
       .field("encode_ms_per_frame", rates.encodeMs)
       .field("decode_ms_per_frame", rates.decodeMs)
       .field("latency_ms", link.latencyMs)
+      .field("latency_ms_99", link.latencyMs99)
       .field("latency_ms_worst", link.worstLatencyMs)
       .field("megabits_per_second_least", link.leastRate / 1e6)
       .field("megabits_per_second_most", link.mostRate / 1e6)

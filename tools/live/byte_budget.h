@@ -18,13 +18,18 @@ class ByteBudget {
     using Seconds = std::chrono::duration<double>;
     const Seconds passed = last_ ? now - *last_ : hoard;
     left_ += bytesPerSecond * passed.count();
-    left_ = std::min(left_, bytesPerSecond * Seconds(hoard).count());
+    left_ =
+        std::clamp(left_, -bytesPerSecond * kLongestDebt, bytesPerSecond * Seconds(hoard).count());
     last_ = now;
   }
   void spend(double bytes) { left_ -= bytes; }
   double left() const { return left_; }
 
  private:
+  // Seconds: where the messages alone are more than a rate that has come down allows, the picture
+  // does not wait for ever.
+  static constexpr double kLongestDebt = 2;
+
   double left_ = 0;
   std::optional<Clock::time_point> last_;
 };

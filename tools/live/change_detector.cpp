@@ -11,24 +11,29 @@ std::size_t divideUp(int a, int b) { return static_cast<std::size_t>((a + b - 1)
 }  // namespace
 
 ChangeDetector::ChangeDetector(Size window, int tile)
-    : tile_(tile),
+    : window_(window),
+      tile_(tile),
       columns_(divideUp(window.width, tile)),
       lastChanges_(columns_ * divideUp(window.height, tile), 0),
-      last_(window) {}
+      pixels_(lastChanges_.size()) {
+  for (std::size_t i = 0; i < pixels_.size(); ++i) {
+    pixels_[i].assign(Image::byteCount({box(i).width(), box(i).height()}), 0);
+  }
+}
 
 Box ChangeDetector::box(std::size_t tile) const {
   const int column = static_cast<int>(tile % columns_), row = static_cast<int>(tile / columns_);
   return intersect({column * tile_, row * tile_, (column + 1) * tile_, (row + 1) * tile_},
-                   wholeImage(last_));
+                   {0, 0, window_.width, window_.height});
 }
 
-bool ChangeDetector::differs(const Box& tile, const Image& frame) {
-  const auto bytes = static_cast<std::size_t>(tile.width()) * Image::kBytesPerPixel;
-  const int offset = tile.left * Image::kBytesPerPixel;
+bool ChangeDetector::differs(std::size_t tile, const Image& frame) {
+  const Box at = box(tile);
+  const auto bytes = static_cast<std::size_t>(at.width()) * Image::kBytesPerPixel;
   bool differs = false;
-  for (int y = tile.top; y < tile.bottom; ++y) {
-    std::uint8_t* before = last_.row(y) + offset;
-    const std::uint8_t* now = frame.row(y) + offset;
+  std::uint8_t* before = pixels_[tile].data();
+  for (int y = at.top; y < at.bottom; ++y, before += bytes) {
+    const std::uint8_t* now = frame.row(y) + std::ptrdiff_t{at.left} * Image::kBytesPerPixel;
     if (!differs && std::memcmp(before, now, bytes) == 0) continue;
     differs = true;
     std::memcpy(before, now, bytes);
@@ -37,10 +42,10 @@ bool ChangeDetector::differs(const Box& tile, const Image& frame) {
 }
 
 std::vector<std::size_t> ChangeDetector::update(const Image& frame, std::uint32_t number) {
-  if (frame.size != last_.size) throw Error("the frames differ in size");
+  if (frame.size != window_) throw Error("the frames differ in size");
   std::vector<std::size_t> changed;
   for (std::size_t tile = 0; tile < lastChanges_.size(); ++tile) {
-    if (!differs(box(tile), frame)) continue;
+    if (!differs(tile, frame)) continue;
     lastChanges_[tile] = number;
     changed.push_back(tile);  // NOLINT(performance-inefficient-vector-operation)
   }

@@ -19,6 +19,8 @@ class ChangeDetector {
 
   std::size_t tiles() const { return lastChanges_.size(); }
   Box box(std::size_t tile) const;
+  // As of the latest frame: the tile's rows, one behind the other.
+  const std::uint8_t* pixels(std::size_t tile) const { return pixels_[tile].data(); }
 
   // Tiles that differ from the frame before; at first, from black.
   std::vector<std::size_t> update(const Image& frame, std::uint32_t number);
@@ -27,12 +29,13 @@ class ChangeDetector {
 
  private:
   // Takes the frame's pixels over.
-  bool differs(const Box& tile, const Image& frame);
+  bool differs(std::size_t tile, const Image& frame);
 
+  Size window_;
   int tile_;
   std::size_t columns_;
   std::vector<std::uint32_t> lastChanges_;
-  Image last_;
+  std::vector<std::vector<std::uint8_t>> pixels_;  // of each tile: each is read and written whole
 };
 
 }  // namespace qrx::tool

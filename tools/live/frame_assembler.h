@@ -123,8 +123,8 @@ class FrameAssembler {
   std::map<std::uint32_t, Rectangle> rectangles_;  // by index
   std::uint64_t pictureNumber_ = 0;
   std::uint32_t firstFrame_ = 0;  // frames that were left out do not count
-  std::uint32_t awaited_ = 0;   // repairs are on their way up to this index
-  std::uint32_t expected_ = 0;  // indexes up to here have been among them
+  std::uint32_t awaited_ = 0;     // repairs are on their way up to this index
+  std::uint32_t expected_ = 0;    // indexes up to here have been among them
   AssemblerStatistics statistics_;
 };
 

@@ -26,6 +26,7 @@ struct LinkStatistics {
   ArrivalCounts arrivals;
   double roundTripMs = 0;  // the least one of the session; 0: not known
   double latencyMs = 0;    // estimated, from a frame's being there to its last word here
+  double latencyMs99 = 0;  // 99% of the frames took no longer
   double worstLatencyMs = 0;
   double leastRate = 0, mostRate = 0;  // bits a second, over any two seconds
 };

@@ -10,8 +10,8 @@ using std::chrono::milliseconds;
 
 constexpr std::uint32_t kQueue = 25000;  // microseconds
 constexpr double kMuchLoss = 0.10, kLittleLoss = 0.02;
-constexpr double kDecrease = 0.85, kIncreasePerSecond = 1.0 / 8, kLeast = 1.0 / 32;
-constexpr std::uint64_t kSpan = 200000;  // microseconds that loss and arrival are told over
+constexpr double kDecrease = 0.85, kIncreasePerSecond = 1.0 / 8, kLeast = 1.0 / 16;
+constexpr std::uint64_t kSpan = 200000;        // microseconds that loss and arrival are told over
 constexpr std::uint64_t kQueueLasts = 100000;  // a machine that was busy for a moment is no queue
 constexpr milliseconds kHold{300}, kSilent{500};
 
@@ -33,7 +33,8 @@ bool RateControl::queued() const {
 
 void RateControl::take(const Report& report, Clock::time_point now) {
   if (!reports_.empty() && report.time <= reports_.back().time) return;  // overtaken
-  const Clock::duration passed = std::min<Clock::duration>(heard_ ? now - *heard_ : kSilent, kSilent);
+  const Clock::duration passed =
+      std::min<Clock::duration>(heard_ ? now - *heard_ : kSilent, kSilent);
   heard_ = now;
   reports_.push_back(report);
   // The one before the span stays, to count from.
@@ -42,8 +43,10 @@ void RateControl::take(const Report& report, Clock::time_point now) {
   const double seconds = static_cast<double>(report.time - from.time) / 1e6;
   if (seconds <= 0) return;
   // Datagrams that were late and not lost make the loss go down again.
-  const double lost = std::max(0.0, static_cast<double>(report.lost) - static_cast<double>(from.lost));
-  const double arrived = static_cast<double>(report.arrived - std::min(from.arrived, report.arrived));
+  const double lost =
+      std::max(0.0, static_cast<double>(report.lost) - static_cast<double>(from.lost));
+  const double arrived =
+      static_cast<double>(report.arrived - std::min(from.arrived, report.arrived));
   const double bits = static_cast<double>(report.bytes - std::min(from.bytes, report.bytes)) * 8;
   const double loss = lost > 0 ? lost / (lost + arrived) : 0;
   if (queued() || loss > kMuchLoss) {

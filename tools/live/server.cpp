@@ -11,10 +11,10 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kViewerSilent{1200};
+constexpr milliseconds kViewerSilent{1200}, kAsleep{300};
 constexpr milliseconds kOldReport{500};  // what it says holds no longer
 constexpr milliseconds kHoard{100};      // time that a rate may be saved up for
-constexpr double kPacedShare = 0.8;  // of a frame's time; the rest is for answers
+constexpr double kPacedShare = 0.8;      // of a frame's time; the rest is for answers
 
 const ServerOptions& checked(const ServerOptions& options) {
   if (options.key || options.listen.isLoopback()) return options;
@@ -87,8 +87,8 @@ void Server::drop(int& number, std::int64_t frames) {
 bool Server::isBehind(Clock::time_point now) const {
   if (!client_->report || now - client_->reported > kOldReport) return false;
   const Report& report = *client_->report;
-  return std::chrono::microseconds(
-             std::uint64_t{report.queueMicroseconds} + report.backlogMicroseconds) > period_;
+  return std::chrono::microseconds(std::uint64_t{report.queueMicroseconds} +
+                                   report.backlogMicroseconds) > period_;
 }
 
 WindowSender::Allowance Server::allowance(Clock::time_point now) {
@@ -107,9 +107,9 @@ void Server::sendFrame(int number, Clock::time_point deadline) {
   if (rendered_ != number) {
     frame_ = &source_(number);
     rendered_ = number;
-    ready_ = Clock::now();
     ++report_.frames;
   }
+  ready_ = Clock::now();
   sent_ = number;
   const Clock::time_point now = Clock::now();
   const auto left = std::max(deadline - now, Clock::duration::zero());
@@ -147,8 +147,12 @@ void Server::sendDue() {
 void Server::listenUntil(Clock::time_point deadline, const std::atomic<bool>& stop) {
   constexpr int kMostAfterwards = 64;  // whoever floods us does not stop us
   for (int afterwards = 0; afterwards < kMostAfterwards;) {
-    const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
+    const Clock::time_point before = Clock::now();
+    const auto left = std::chrono::ceil<milliseconds>(deadline - before).count();
     auto datagram = socket_.receive(static_cast<int>(std::clamp<std::int64_t>(left, 0, 50)));
+    // The time that this machine slept is nobody's silence.
+    const auto took = Clock::now() - before;
+    if (client_ && took > kAsleep) client_->heard += took;
     if (datagram) answer(*datagram);
     const bool over = Clock::now() >= deadline;
     if (stop || (over && !datagram)) return;
@@ -232,15 +236,14 @@ void Server::greet(const Hello& hello, const Endpoint& from, std::size_t size) {
 }
 
 void Server::welcome(const Hello& hello, const Endpoint& from, std::uint64_t session) {
-  client_ =
-      Client{from,
-             hello.viewer,
-             Channel(key_, PayloadKind::kFromServer, session),
-             Clock::now(),
-             RateControl(options_.megabitsPerSecond * 1e6),
-             {},
-             {},
-             {}};
+  client_ = Client{from,
+                   hello.viewer,
+                   Channel(key_, PayloadKind::kFromServer, session),
+                   Clock::now(),
+                   RateControl(options_.megabitsPerSecond * 1e6),
+                   {},
+                   {},
+                   {}};
   ++report_.viewers;
   sender_.restart(static_cast<std::uint32_t>(session));
   options_.notice("viewer " + from.text() + " came");

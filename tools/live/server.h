@@ -1,6 +1,6 @@
-// Serves one viewer at a time: frames at a steady rate, packets paced over the frame's time. A frame
-// whose time is over before its turn comes is left out, and so is one that would come to a viewer
-// that is more than a frame behind.
+// Serves one viewer at a time: frames at a steady rate, packets paced over the frame's time. A
+// frame whose time is over before its turn comes is left out, and so is one that would come to a
+// viewer that is more than a frame behind.
 #ifndef QRX_TOOLS_LIVE_SERVER_H_
 #define QRX_TOOLS_LIVE_SERVER_H_
 
@@ -75,9 +75,7 @@ class Server {
   void sendFrame(int number, Clock::time_point deadline);
   WindowSender::Allowance allowance(Clock::time_point now);
   void sendDue();
-  bool isLast(int number) const {
-    return options_.frames > 0 && number >= options_.frames - 1;
-  }
+  bool isLast(int number) const { return options_.frames > 0 && number >= options_.frames - 1; }
   // Answers what comes until then.
   void listenUntil(Clock::time_point deadline, const std::atomic<bool>& stop);
   void answer(UdpSocket::Datagram& datagram);

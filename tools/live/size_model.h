@@ -15,8 +15,8 @@ class SizeModel {
   double expected(std::size_t tile, double pixels, unsigned quality) const;
   void learn(std::size_t tile, double pixels, unsigned quality, double bytes);
 
-  // How the size goes with the quality, 1 for quality 50: the inverse root of the factor that JPEG's
-  // usual quantiser tables are scaled by.
+  // How the size goes with the quality, 1 for quality 50: the inverse root of the factor that
+  // JPEG's usual quantiser tables are scaled by.
   static double weight(unsigned quality);
   // The best quality, `lowest` to `highest`, whose weight is no more than this.
   static unsigned qualityFor(double weight, unsigned lowest, unsigned highest);

@@ -8,7 +8,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kStill{100};       // what moves on meanwhile would be sharpened in vain
+constexpr milliseconds kStill{200};       // what moves on meanwhile would be sharpened in vain
 constexpr milliseconds kSharpAfter{600};  // of standing still; leaves room below a second
 
 }  // namespace

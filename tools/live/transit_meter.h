@@ -22,8 +22,8 @@ class TransitMeter {
     quickest_ = std::min(quickest_, took);
   }
   // The quickest since the last call against the quickest of the last half minute. One that was
-  // quick tells that there is no queue, however late others were looked at. Where none came, half of
-  // what was told last.
+  // quick tells that there is no queue, however late others were looked at. Where none came, half
+  // of what was told last.
   std::uint32_t takeQueue() {
     const std::int64_t longer = quickest_ - std::min(least_, before_);
     queue_ = quickest_ == kNone

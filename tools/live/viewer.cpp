@@ -2,6 +2,7 @@
 #include "tools/live/viewer.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace qrx::tool {
@@ -10,7 +11,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kAskEvery{100}, kAliveEvery{100}, kRepairEvery{10}, kReportEvery{30};
-constexpr milliseconds kServerSilent{1200};
+constexpr milliseconds kServerSilent{1200}, kAsleep{300};
 constexpr milliseconds kBusyAfter{1300};  // one that was here before may be gone by then
 constexpr std::size_t kTicketsKept = 8;
 constexpr std::size_t kLongestQueue = 8192;  // beyond this, packets are as good as lost
@@ -18,7 +19,9 @@ constexpr std::size_t kLongestQueue = 8192;  // beyond this, packets are as good
 }  // namespace
 
 Viewer::Viewer(codec::Decompressor& decompressor, const ViewerOptions& options)
-    : options_(options), socket_(Endpoint::toReach(options.server)), assembler_(decompressor) {
+    : options_(options),
+      socket_(Endpoint::toReach(options.server), options.room),
+      assembler_(decompressor) {
   threads_.emplace_back([this](const std::stop_token& stop) { receive(stop); });
   for (int i = 0; i < options.decoders; ++i) {
     threads_.emplace_back([this](const std::stop_token& stop) { decode(stop); });
@@ -49,8 +52,12 @@ std::string Viewer::lastNotice() const {
 
 void Viewer::receive(const std::stop_token& stop) {
   while (!stop.stop_requested()) {
-    tick(Clock::now());
+    const Clock::time_point before = Clock::now();
+    tick(before);
     auto datagram = socket_.receive(static_cast<int>(kRepairEvery.count()));
+    // The time that this machine slept is nobody's silence.
+    const auto took = Clock::now() - before;
+    if (took > kAsleep) heard_ += took;
     if (datagram && datagram->from == options_.server) take(*datagram);
     countLink();
   }
@@ -84,7 +91,7 @@ void Viewer::tick(Clock::time_point now) {
 }
 
 Report Viewer::report() {
-  Report report{clockMicroseconds(), bytes_, channel_.arrived(), channel_.lost(),
+  Report report{clockMicroseconds(),  bytes_, channel_.arrived(), channel_.lost(),
                 transit_.takeQueue(), 0};
   const std::lock_guard lock(mutex_);
   if (!queue_.empty()) {
@@ -190,9 +197,19 @@ void Viewer::hear(const ControlMessage& message, const EnvelopeHead& head) {
   if (!clockOffset_) return;
   const std::int64_t took = static_cast<std::int64_t>(clockMicroseconds()) + *clockOffset_ -
                             static_cast<std::int64_t>(head.sent) + info->ageMicroseconds;
-  const double ms = static_cast<double>(took) / 1000;
-  link_.worstLatencyMs = std::max(link_.worstLatencyMs, ms);
+  countLatency(static_cast<double>(took) / 1000);
+}
+
+void Viewer::countLatency(double ms) {
   link_.latencyMs += (ms - link_.latencyMs) * (link_.latencyMs == 0 ? 1 : 0.1);
+  link_.worstLatencyMs = std::max(link_.worstLatencyMs, ms);
+  const double last = static_cast<double>(latencies_.size() - 1);
+  ++latencies_[static_cast<std::size_t>(std::clamp(ms, 0.0, last))];
+  const std::uint64_t all = std::accumulate(latencies_.begin(), latencies_.end(), std::uint64_t{0});
+  std::uint64_t longer = 0;
+  std::size_t at = latencies_.size();
+  while (at > 0 && (longer + latencies_[at - 1]) * 100 <= all) longer += latencies_[--at];
+  link_.latencyMs99 = static_cast<double>(at);
 }
 
 // The least round trip tells the difference of the clocks best.

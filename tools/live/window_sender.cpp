@@ -9,7 +9,7 @@
 namespace qrx::tool {
 namespace {
 
-constexpr unsigned kLowestQuality = 15;  // below this a later frame is better than a worse picture
+constexpr unsigned kLowestQuality = 10;  // below this a later frame is better than a worse picture
 
 double seconds(WindowSender::Clock::duration duration) {
   return std::chrono::duration<double>(duration).count();
@@ -51,15 +51,16 @@ double WindowSender::reserve(const std::vector<std::size_t>& soft,
     sum += model_.expected(tile, pixels(tile), options_.quality) * seconds(allowance.period) /
            seconds(left);
   }
-  return std::min(sum, allowance.bytes / 2);
+  return std::min(sum, allowance.bytes / 3);
 }
 
-void WindowSender::sendTile(const Image& frame, std::size_t tile, unsigned quality,
-                            const Allowance& allowance, const Sink& sink, Spending& spending) {
+void WindowSender::sendTile(std::size_t tile, unsigned quality, const Allowance& allowance,
+                            const Sink& sink, Spending& spending) {
   spending.expected += model_.expected(tile, pixels(tile), quality);
   const std::uint32_t index = ++info_.latestIndex;
   const RectangleJob job{options_.window, index, quality, static_cast<std::uint8_t>(info_.frame)};
-  EncodedRectangle rectangle = encodeRectangle(compressor_, frame, changes_.box(tile), job);
+  EncodedRectangle rectangle = encodePixels(compressor_, changes_.pixels(tile), changes_.box(tile),
+                                            static_cast<int>(info_.height), job);
   std::size_t bytes = 0;
   for (const Packet& packet : rectangle.packets) bytes += packet.size() + options_.bytesPerPacket;
   spending.spent += static_cast<double>(bytes);
@@ -89,15 +90,14 @@ FrameInfo WindowSender::send(const Image& frame, std::uint32_t number, const All
   }
 
   Spending spending;
-  spending.planned =
-      std::min(allowance.bytes, expected(due, quality_) + expected(soft, full));
+  spending.planned = std::min(allowance.bytes, expected(due, quality_) + expected(soft, full));
   for (const std::size_t tile : due) {
     if (spending.spent >= forDue) break;
-    sendTile(frame, tile, quality_, allowance, sink, spending);
+    sendTile(tile, quality_, allowance, sink, spending);
   }
   for (const std::size_t tile : soft) {
     if (spending.spent >= allowance.bytes) break;
-    sendTile(frame, tile, full, allowance, sink, spending);
+    sendTile(tile, full, allowance, sink, spending);
   }
   const auto took = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start -
                                                                           spending.outside);

@@ -41,12 +41,12 @@ class WindowSender {
   // A tile's packets, and how much of the frame is done with them, 0 to 1.
   using Sink = std::function<void(std::vector<Packet> packets, double progress)>;
 
-  // Gives the packets of what is to be sent, each rectangle under an index of its own, and describes
-  // the frame. Tiles that changed or got lost come first, the longest waiting ones before others, at
-  // a quality that makes all of them fit; where none does, some wait for a later frame, with whose
-  // pixels they are sent then. What is left of the allowance, and up to half of it where tiles
-  // have stood still for long, sharpens still ones to the full quality. The last tile may exceed it.
-  // The frame's number goes into the packets' context byte.
+  // Gives the packets of what is to be sent, each rectangle under an index of its own, and
+  // describes the frame. Tiles that changed or got lost come first, the longest waiting ones before
+  // others, at a quality that makes all of them fit; where none does, some wait for a later frame,
+  // with whose pixels they are sent then. What is left of the allowance, and up to a third of it
+  // where tiles have stood still for long, sharpens still ones to the full quality. The last tile
+  // may exceed it. The frame's number goes into the packets' context byte.
   FrameInfo send(const Image& frame, std::uint32_t number, const Allowance& allowance,
                  const Sink& sink);
 
@@ -83,8 +83,8 @@ class WindowSender {
   double expected(const std::vector<std::size_t>& tiles, unsigned quality) const;
   // What sharpening needs of this frame to be done in time.
   double reserve(const std::vector<std::size_t>& soft, const Allowance& allowance) const;
-  void sendTile(const Image& frame, std::size_t tile, unsigned quality, const Allowance& allowance,
-                const Sink& sink, Spending& spending);
+  void sendTile(std::size_t tile, unsigned quality, const Allowance& allowance, const Sink& sink,
+                Spending& spending);
 
   codec::Compressor& compressor_;
   WindowSenderOptions options_;
@@ -94,7 +94,7 @@ class WindowSender {
   FrameInfo info_;
   unsigned quality_;
   std::uint64_t repairs_ = 0;
-  std::vector<std::uint32_t> newest_;                       // the latest index of each tile
+  std::vector<std::uint32_t> newest_;                      // the latest index of each tile
   std::unordered_map<std::uint32_t, std::size_t> tileOf_;  // of these indexes
 };
 
