@@ -69,8 +69,9 @@ struct Writer {
 };
 
 std::vector<std::uint32_t> readIndexes(WireReader& in) {
-  const std::size_t count = std::min<std::size_t>(in.u32(), kMostIndexes);
+  const std::size_t count = in.u32();
   std::vector<std::uint32_t> list;
+  if (count > kMostIndexes) in.bytes(in.left() + 1);  // fails
   list.reserve(std::min(count, in.left() / 4));
   for (std::size_t i = 0; i < count && !in.failed(); ++i) list.push_back(in.u32());
   return list;
