@@ -199,6 +199,14 @@ grep -qE 'holes.png: incomplete: [0-9.]+% of it is up to date' err || fail "hole
 kill -INT $server $relay
 wait $server $relay || fail "ended with $?"
 
+# A window that is larger than the viewer allows is told, and no room is taken for it.
+serve 640x400 --listen :0
+for limit in --max-pixels --max-memory; do
+  soon 1 "and $limit allows 1000" "$tool" view --connect ":$port" $limit 1000 --headless
+done
+kill -INT $server
+ends 'the server' $server 0
+
 # A rate is held; where the line takes less than that, the rate comes down before frames come late.
 # The bounds leave room for a machine that is busy with other things.
 between() { # NAME LOW HIGH <JSON

@@ -43,7 +43,8 @@ std::uint64_t AssemblerStatistics::refused() const {
          count(Verdict::kUndecodable);
 }
 
-FrameAssembler::FrameAssembler(codec::Decompressor& decompressor) : decompressor_(decompressor) {}
+FrameAssembler::FrameAssembler(codec::Decompressor& decompressor, const Limits& limits)
+    : decompressor_(decompressor), limits_(limits) {}
 
 Verdict FrameAssembler::take(Packet& packet, Clock::time_point now) {
   thread_local std::vector<std::uint8_t> staging;
@@ -193,6 +194,9 @@ void FrameAssembler::forgetOld() {
 }
 
 void FrameAssembler::reset(const FrameInfo& info) {
+  constexpr std::uint64_t kBytesPerPixel = Image::kBytesPerPixel + sizeof(std::uint32_t) + 1;
+  limits_.checkSize(info.width, info.height);
+  limits_.checkMemory(std::uint64_t{info.width} * info.height * kBytesPerPixel);
   ++pictureNumber_;
   picture_ = Image({static_cast<int>(info.width), static_cast<int>(info.height)});
   for (std::size_t i = 3; i < picture_.pixels.size(); i += 4) picture_.pixels[i] = 0xFF;

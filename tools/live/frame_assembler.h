@@ -12,6 +12,7 @@
 
 #include "qrx/codec.h"
 #include "tools/image/image.h"
+#include "tools/image/limits.h"
 #include "tools/live/age_map.h"
 #include "tools/live/control.h"
 #include "tools/live/packet.h"
@@ -54,11 +55,12 @@ class FrameAssembler {
  public:
   using Clock = std::chrono::steady_clock;
 
-  explicit FrameAssembler(codec::Decompressor& decompressor);
+  explicit FrameAssembler(codec::Decompressor& decompressor, const Limits& limits = {});
 
   // A packet from the network; its bytes may change.
   Verdict take(Packet& packet, Clock::time_point now);
 
+  // Throws Error for a new window that the limits forbid; nothing has changed then.
   void announce(const FrameInfo& info, Clock::time_point now);
   void supersede(const Superseded& message);
   // What of the window changed when, by the server's tiles.
@@ -114,6 +116,7 @@ class FrameAssembler {
   bool replacedByNewer(std::uint32_t index, const Rectangle& rectangle) const;
 
   codec::Decompressor& decompressor_;
+  const Limits limits_;
   mutable std::mutex mutex_;
   // Guarded by the mutex.
   Image picture_;

@@ -12,8 +12,9 @@ enum class ViewerState {
   kAsking,  // no word yet
   kBusy,    // the server has another viewer
   kServed,
-  kSilent,  // no word any more; it goes on asking
-  kEnded,   // the server said that it ends
+  kSilent,   // no word any more; it goes on asking
+  kEnded,    // the server said that it ends
+  kRefused,  // its window is more than this viewer allows
 };
 
 // What is known of the line to the server.

@@ -21,7 +21,7 @@ constexpr std::size_t kLongestQueue = 8192;  // beyond this, packets are as good
 Viewer::Viewer(codec::Decompressor& decompressor, const ViewerOptions& options)
     : options_(options),
       socket_(Endpoint::toReach(options.server), options.room),
-      assembler_(decompressor) {
+      assembler_(decompressor, options.limits) {
   threads_.emplace_back([this](const std::stop_token& stop) { receive(stop); });
   for (int i = 0; i < options.decoders; ++i) {
     threads_.emplace_back([this](const std::stop_token& stop) { decode(stop); });
@@ -59,6 +59,7 @@ void Viewer::receive(const std::stop_token& stop) {
     const auto took = Clock::now() - before;
     if (took > kAsleep) heard_ += took;
     if (datagram && datagram->from == options_.server) take(*datagram);
+    refuseIfAsked();
     countLink();
   }
   sayGoodbye();
@@ -70,6 +71,7 @@ void Viewer::tick(Clock::time_point now) {
   if (state_ == ViewerState::kServed && now - heard_ > kServerSilent) {
     enter(ViewerState::kSilent, "the server at " + server + " fell silent; asking on");
   }
+  if (state_ == ViewerState::kRefused) return;
   if (state_ != ViewerState::kServed && now >= askDue_) {
     askDue_ = now + kAskEvery;
     ask();
@@ -125,7 +127,7 @@ void Viewer::take(UdpSocket::Datagram& datagram) {
     bytes_ += size;
     window_.add(size, heard_);
     transit_.add(head.sent, came);
-    if (state_ != ViewerState::kServed && !closed_) {
+    if (state_ != ViewerState::kServed && state_ != ViewerState::kRefused && !closed_) {
       enter(ViewerState::kServed, "connected to " + options_.server.text());
     }
   }
@@ -192,7 +194,13 @@ void Viewer::hear(const ControlMessage& message, const EnvelopeHead& head) {
   if (const auto* changes = std::get_if<Changes>(&message)) assembler_.changes(*changes);
   const auto* info = std::get_if<FrameInfo>(&message);
   if (info == nullptr) return;
-  assembler_.announce(*info, Clock::now());
+  try {
+    assembler_.announce(*info, Clock::now());
+  } catch (const Error& error) {
+    const std::lock_guard lock(mutex_);
+    refusal_ = error.what();
+    return;
+  }
   const std::lock_guard lock(mutex_);
   if (!clockOffset_) return;
   const std::int64_t took = static_cast<std::int64_t>(clockMicroseconds()) + *clockOffset_ -
@@ -246,6 +254,17 @@ void Viewer::sayGoodbye() {
     auto datagram = socket_.receive(10);
     if (datagram && datagram->from == options_.server) take(*datagram);
   }
+}
+
+void Viewer::refuseIfAsked() {
+  std::string refusal;
+  {
+    const std::lock_guard lock(mutex_);
+    refusal = refusal_;
+  }
+  if (refusal.empty() || state_ == ViewerState::kRefused) return;
+  enter(ViewerState::kRefused,
+        "the window of the server at " + options_.server.text() + ": " + refusal);
 }
 
 void Viewer::countLink() {

@@ -25,6 +25,7 @@ namespace qrx::tool {
 struct ViewerOptions {
   Endpoint server;
   Key key = publicKey();
+  Limits limits;  // of the window
   int decoders = 2;
   int room = UdpSocket::kMostRoom;  // of the socket
   // From the viewer's own thread.
@@ -72,6 +73,7 @@ class Viewer {
   void queue(Queued item);
   void sayGoodbye();
   void countLink();
+  void refuseIfAsked();
   void tell(const ControlMessage& message) {
     socket_.send(options_.server, channel_.seal(message));
   }
@@ -105,6 +107,7 @@ class Viewer {
   std::array<std::uint32_t, 2048> latencies_{};  // frames by milliseconds
   LinkStatistics link_;
   std::string notice_;
+  std::string refusal_;  // why the window is not taken
 
   std::vector<std::jthread> threads_;
 };
