@@ -183,7 +183,7 @@ TEST(Rate, SharpensWhatStandsStill) {
       EXPECT_TRUE(line.sender().settled());
     }
     line.run(6, share);
-    const std::chrono::duration<double> slowest = line.sender().slowestSharpening();
+    const std::chrono::duration<double> slowest = line.sender().sharpening().slowest;
     EXPECT_GT(slowest.count(), 0.1) << share;
     EXPECT_LT(slowest.count(), 1) << share;
   }

@@ -75,7 +75,10 @@ void printReport(const ServerReport& report, bool json) {
         .field("bytes", report.bytes)
         .field("rectangles_repaired", report.repairs)
         .field("encode_ms_per_frame", encodeMs)
-        .field("slowest_sharpening_ms", report.sharpenedMs)
+        .field("tiles_sharpened", report.sharpening.tiles)
+        .field("tiles_sharpened_within_1s", report.sharpening.withinSecond)
+        .field("slowest_sharpening_ms",
+               std::chrono::duration<double, std::milli>(report.sharpening.slowest).count())
         .field("viewers", report.viewers)
         .field("datagrams_refused", report.arrivals.refused())
         .endObject()

@@ -69,6 +69,7 @@ ServerReport Server::run(const std::atomic<bool>& stop) {
   }
   close();
   report_.repairs = sender_.repairs();
+  report_.sharpening = sender_.sharpening();
   return report_;
 }
 
@@ -120,8 +121,6 @@ void Server::sendFrame(int number, Clock::time_point deadline) {
                                   sendDue();
                                 });
   report_.encodeMicroseconds += info.encodeMicroseconds;
-  const std::chrono::duration<double, std::milli> sharpened = sender_.slowestSharpening();
-  report_.sharpenedMs = std::max(report_.sharpenedMs, sharpened.count());
   const std::atomic<bool> never{false};
   for (; client_ && !pacer_.empty(); sendDue()) listenUntil(pacer_.next(), never);
   pacer_.clear();

@@ -41,7 +41,7 @@ struct ServerOptions {
 struct ServerReport {
   std::uint64_t frames = 0, packets = 0, bytes = 0, repairs = 0, encodeMicroseconds = 0;
   std::uint64_t dropped = 0;  // frames that were left out
-  double sharpenedMs = 0;     // the longest that a still part waited for the full quality
+  TilePlan::Sharpening sharpening;
   std::uint64_t viewers = 0;  // sessions
   ArrivalCounts arrivals;
 };

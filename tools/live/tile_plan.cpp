@@ -28,12 +28,16 @@ bool TilePlan::lost(std::size_t tile, Clock::time_point now) {
 
 void TilePlan::allLost(Clock::time_point now) {
   for (Tile& tile : tiles_) tile = {true, false, now, now};
-  slowest_ = {};
 }
 
 void TilePlan::sent(std::size_t tile, bool sharp, Clock::time_point now) {
   Tile& at = tiles_[tile];
-  if (at.soft && sharp && !at.due) slowest_ = std::max(slowest_, now - at.stillSince);
+  if (at.soft && sharp && !at.due) {
+    const Clock::duration took = now - at.stillSince;
+    ++sharpening_.tiles;
+    if (took <= std::chrono::seconds(1)) ++sharpening_.withinSecond;
+    sharpening_.slowest = std::max(sharpening_.slowest, took);
+  }
   at.due = false;
   at.soft = !sharp;
 }

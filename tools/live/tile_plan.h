@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace qrx::tool {
@@ -31,8 +32,13 @@ class TilePlan {
   // Nothing is to be sent, now or later, unless something changes or gets lost.
   bool settled() const;
 
-  // The longest time from a tile's last change to its being sent sharp.
-  Clock::duration slowestSharpening() const { return slowest_; }
+  // Times from a tile's last change to its being sent sharp, of those that were not sent sharp at
+  // once.
+  struct Sharpening {
+    std::uint64_t tiles = 0, withinSecond = 0;
+    Clock::duration slowest{0};
+  };
+  const Sharpening& sharpening() const { return sharpening_; }
 
  private:
   struct Tile {
@@ -40,7 +46,7 @@ class TilePlan {
     Clock::time_point dueSince{}, stillSince{};
   };
   std::vector<Tile> tiles_;
-  Clock::duration slowest_{0};
+  Sharpening sharpening_;
 };
 
 }  // namespace qrx::tool

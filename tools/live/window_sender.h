@@ -72,7 +72,7 @@ class WindowSender {
   std::uint64_t repairs() const { return repairs_; }
   // Quality of the latest frame's changed tiles.
   unsigned quality() const { return quality_; }
-  Clock::duration slowestSharpening() const { return plan_.slowestSharpening(); }
+  const TilePlan::Sharpening& sharpening() const { return plan_.sharpening(); }
 
  private:
   struct Spending {
