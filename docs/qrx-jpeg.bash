@@ -10,9 +10,9 @@ _qrx_jpeg() {
     packets) words=' --help -h --output -o --jobs --no-clobber --force --join --pcap --quality -q --sampling --window --index --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --quiet --verbose -v --library --slot' ;;
     unpack) words=' --help -h --output -o --jobs --no-clobber --force --loss --burst --reorder --seed --tint --after --max-pixels --max-memory --max-scans --format --json --strict --quiet --verbose -v --library --slot' ;;
     inspect) words=' --help -h --json --strict --library --slot' ;;
-    serve) words=' --help -h --listen --key --size --pixels --no-orient --max-pixels --max-memory --max-scans --fps --frames --wait --tile --quality -q --sampling --json --library --slot' ;;
-    view) words=' --help -h --connect --key --threads --snapshot --after --repaired --headless --timeout --wait --tint --json --library --slot' ;;
-    relay) words=' --help -h --listen --to --loss --burst --reorder --seed --duplicate --corrupt --delay --json' ;;
+    serve) words=' --help -h --listen --key --size --pixels --no-orient --max-pixels --max-memory --max-scans --fps --frames --rate --changing --wait --tile --quality -q --sampling --json --library --slot' ;;
+    view) words=' --help -h --connect --key --threads --snapshot --after --repaired --headless --timeout --wait --tint --max-pixels --max-memory --json --library --slot' ;;
+    relay) words=' --help -h --listen --to --loss --burst --reorder --seed --duplicate --corrupt --delay --rate --json' ;;
     bench) words=' --help -h --quality -q --sampling --threads --runs --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --library --slot' ;;
     version) words=' --help -h --json --library --slot' ;;
     help) words=' --help -h --man --completion' ;;

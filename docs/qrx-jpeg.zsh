@@ -194,6 +194,8 @@ case $words[2] in
         '--max-scans:Scans of a JPEG, at most'
         '--fps:Frames per second'
         '--frames:Number of frames'
+        '--rate:Mbit/s of datagrams that are sent, at most'
+        '--changing:For measuring, of the scene, this share of the pixels changes with each frame, in a box that wanders'
         '--wait:End after so long without a viewer'
         '--tile:Side of the tiles that are compared and sent, a multiple of 16'
         '--quality:JPEG quality, 1 to 100'
@@ -218,6 +220,8 @@ case $words[2] in
         '--timeout:Seconds after which a headless viewer ends'
         '--wait:Seconds to wait for the servers first answer'
         '--tint:Colour what is out of date, the stronger the longer it has been'
+        '--max-pixels:Pixels of a picture, at most'
+        '--max-memory:Bytes that decoding a picture may take'
         '--json:Print the result, or the error, as one JSON object'
         '--library:The codec library (default, libqrx_jpeg.so beside this program)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
@@ -236,6 +240,7 @@ case $words[2] in
         '--duplicate:Share that arrives twice'
         '--corrupt:Share that arrives with wrong bytes'
         '--delay:Time that every datagram takes, as in 20ms'
+        '--rate:Mbit/s that each direction takes, with a queue of 200 ms'
         '--json:Print the result, or the error, as one JSON object'
       )
       ;;

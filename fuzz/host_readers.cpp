@@ -27,7 +27,8 @@ void seal(Bytes& message) {
 }
 
 void control(fuzz::Input& input) {
-  Bytes message = {'Q', 'R', 'X', 'C', static_cast<std::uint8_t>(input.below(6))};
+  constexpr int kKinds = std::variant_size_v<ControlMessage>;
+  Bytes message = {'Q', 'R', 'X', 'C', static_cast<std::uint8_t>(input.below(kKinds + 1))};
   const bool isSealed = !input.oneIn(8);
   const Bytes body = input.rest();
   message.insert(message.end(), body.begin(), body.end());

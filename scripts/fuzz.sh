@@ -19,7 +19,7 @@ cd "$root"
 
 all_targets=(decompress decoder decompress_tile packet_inspection packet_sequence packet_round_trip
   frame_round_trip huffman_forms huffman_tables strip_forms band_forms primitive_forms ini_text
-  settings host_readers viewer alloc_fail c_interface)
+  settings host_readers live_envelope viewer alloc_fail c_interface)
 # Frames, packets and the fast routes: three times the hours of the others in all, six times on the
 # code as it is.
 main_targets="decompress decoder decompress_tile packet_sequence strip_forms"
@@ -134,7 +134,7 @@ fi
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=("${all_targets[@]}")
 
-need_packages g++ cmake ninja-build clang libclang-rt-14-dev libpng-dev libjpeg62-turbo-dev
+need_packages g++ cmake ninja-build clang libclang-rt-14-dev libpng-dev libjpeg62-turbo-dev libsodium-dev
 
 note "building (build/fuzz)"
 cmake --preset fuzz >/dev/null

@@ -78,7 +78,9 @@ class Link {
   // Sends a frame; every datagram may suffer.
   void send(const Image& frame, std::uint32_t number, bool repair = true) {
     std::vector<Packet> packets, arriving;
-    const FrameInfo info = sender_.send(frame, number, packets);
+    const FrameInfo info = sender_.send(frame, number, {}, [&](std::vector<Packet> some, double) {
+      for (Packet& packet : some) packets.push_back(std::move(packet));
+    });
     for (Packet& packet : packets) toViewer_.push(server_.sealPacket(packet), arriving);
     for (const Changes& changes : sender_.changes()) push(changes, arriving);
     push(info, arriving);

@@ -8,8 +8,11 @@
 
 #include "tools/live/age_map.h"
 #include "tools/live/channel.h"
+#include "tools/live/relay.h"
 #include "tools/live/server.h"
+#include "tools/live/viewer.h"
 #include "tools/scene/scene_renderer.h"
+#include "tools/scene/wandering_box.h"
 
 namespace qrx::tool {
 namespace {
@@ -26,7 +29,8 @@ TEST(Control, RefusesEveryDamagedMessage) {
                                      Welcome{1, 1ULL << 63},
                                      Alive{5},
                                      Changes{4, 3, {2, 1}},
-                                     Closing{}};
+                                     Closing{},
+                                     Report{1, 2, 3, 4, 5, 6}};
   for (const ControlMessage& message : messages) {
     Packet data = serialise(message);
     const auto parsed = parseControl(data);
@@ -139,9 +143,10 @@ TEST(Server, GivesAStrangerNoMoreThanItSends) {
   options.listen = Endpoint::parse("0");
   Server server(
       session.compressor(),
-      [](int n, Image& frame) {
+      [frame = Image()](int n) mutable -> const Image& {
         static const SceneRenderer scene({320, 200});
         scene.render(n, frame);
+        return frame;
       },
       options);
   std::atomic<bool> stop = false;
@@ -206,6 +211,47 @@ TEST(Server, GivesAStrangerNoMoreThanItSends) {
   EXPECT_EQ(report.arrivals[Arrival::kReplayed], 3U);
   EXPECT_EQ(report.arrivals[Arrival::kCorrupted], 2U);
   EXPECT_EQ(report.arrivals[Arrival::kOtherSession], 2U);
+}
+
+// A line that loses and damages, before a socket with hardly any room: what is missing in the end
+// is what the line lost, what came damaged, and what the socket had no room for.
+TEST(Viewer, CountsWhatItsSocketDropped) {
+  Session session({QRX_LIBRARY_PATH, {}});
+  ServerOptions options;
+  options.size = {640, 400};
+  options.framesPerSecond = 50;
+  options.listen = Endpoint::parse("0");
+  WanderingBox box(options.size, 1);
+  Server server(
+      session.compressor(), [&](int n) -> const Image& { return box.render(n); }, options);
+  Relay relay({options.listen, server.local(), {.loss = 0.05, .corrupt = 0.05, .burst = 2}});
+  std::atomic<bool> stop = false, stopRelay = false;
+  std::thread serving([&] { server.run(stop); });
+  std::thread relaying([&] {
+    while (!stopRelay) relay.step(5);
+  });
+  ViewerOptions viewing;
+  viewing.server = relay.local();
+  viewing.room = 1;  // the system makes that a datagram or two
+  Viewer viewer(session.decompressor(), viewing);
+  const auto enough = [&] {
+    return viewer.link().dropped >= 100 && viewer.link().arrivals[Arrival::kCorrupted] > 0;
+  };
+  for (int i = 0; i < 400 && !enough(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+  }
+  viewer.leave();
+  stop = true;
+  serving.join();
+  stopRelay = true;
+  relaying.join();
+  const LinkStatistics link = viewer.link();
+  EXPECT_GE(link.dropped, 100U);
+  EXPECT_GT(relay.toViewer().lost, 0U);
+  EXPECT_GT(link.arrivals[Arrival::kCorrupted], 0U);
+  EXPECT_EQ(link.sessions, 1U);
+  EXPECT_EQ(link.state, ViewerState::kEnded) << "no last number came";
+  EXPECT_EQ(link.lost, relay.toViewer().lost + link.arrivals[Arrival::kCorrupted] + link.dropped);
 }
 
 TEST(AgeMap, TellsHowLongACellHasBeenOutOfDate) {

@@ -35,11 +35,12 @@ soon() {
   grep -qF -- "$text" err || fail "no word of '$text': $*: $(cat err)"
 }
 
+serving=() # options of a session's server
 session() { # NAME RELAY-OPTIONS...
   local name=$1 server relay
   shift
   "$tool" serve --listen :0 --size 400x300 --tile 64 --frames 20 --fps 20 --wait 30 --json \
-    >"$name.serve" 2>"$name.serve.err" &
+    "${serving[@]}" >"$name.serve" 2>"$name.serve.err" &
   server=$!
   "$tool" relay --listen :0 --to "localhost:$(port_of "$name.serve.err")" --json "$@" \
     >"$name.relay" 2>"$name.relay.err" &
@@ -61,7 +62,13 @@ session lossy --loss 20% --burst 4 --reorder 10% --duplicate 2% --delay 5ms --se
 [ "$(json rectangles_repaired <lossy.serve)" -gt 0 ] || fail "no repair: $(cat lossy.serve)"
 session corrupt --corrupt 30% --seed 3
 [ "$(json packets_corrupted <corrupt.view)" -gt 20 ] || fail "corrupted: $(cat corrupt.view)"
-for name in lossy corrupt; do
+# With hardly any bandwidth the picture gets as sharp in the end.
+serving=(--rate 0.5)
+session narrow --rate 0.6 --loss 2% --seed 4
+awk -v bits="$(json megabits_per_second_most <narrow.view)" 'BEGIN { exit !(bits < 0.6) }' ||
+  fail "rate: $(cat narrow.view)"
+serving=()
+for name in lossy corrupt narrow; do
   cmp -s clean.png $name.png || fail "the repaired picture differs from the loss-free one: $name"
   for count in not_a_packet other_window bad_head undecodable; do
     [ "$(json packets_$count <$name.view)" = 0 ] || fail "$name: bad ones went through: $count"
@@ -189,6 +196,34 @@ serve 640x400 --listen :0
 relay=$!
 expect 2 "$tool" view --connect ":$(port_of relay.err)" --wait 10 --snapshot holes.png --after 30
 grep -qE 'holes.png: incomplete: [0-9.]+% of it is up to date' err || fail "holes: $(cat err)"
+kill -INT $server $relay
+wait $server $relay || fail "ended with $?"
+
+# A window that is larger than the viewer allows is told, and no room is taken for it.
+serve 640x400 --listen :0
+for limit in --max-pixels --max-memory; do
+  soon 1 "and $limit allows 1000" "$tool" view --connect ":$port" $limit 1000 --headless
+done
+kill -INT $server
+ends 'the server' $server 0
+
+# A rate is held; where the line takes less than that, the rate comes down before frames come late.
+# The bounds leave room for a machine that is busy with other things.
+between() { # NAME LOW HIGH <JSON
+  awk -v x="$(json "$1" <out)" -v low="$2" -v high="$3" 'BEGIN { exit !(low <= x && x <= high) }' ||
+    fail "$1 is not between $2 and $3: $(cat out)"
+}
+serve 640x400 --listen :0 --changing 100 --rate 6
+"$tool" view --connect ":$port" --wait 10 --headless --timeout 5 --json >out
+between megabits_per_second_most 4.5 7.5
+between latency_ms_99 0 200
+: >relay.err # no port of an earlier one
+"$tool" relay --listen :0 --to ":$port" --rate 3 >relay.out 2>relay.err &
+relay=$!
+"$tool" view --connect ":$(port_of relay.err)" --wait 10 --headless --timeout 6 --json >out
+between megabits_per_second_most 1.2 3.3
+between latency_ms_99 0 400
+[ $(($(json packets_lost <out) * 10)) -lt "$(json packets <out)" ] || fail "much was lost: $(cat out)"
 kill -INT $server $relay
 wait $server $relay || fail "ended with $?"
 

@@ -158,10 +158,14 @@ void addCountOption(CLI::App& command, const char* name, std::uint64_t& count, c
 
 }  // namespace
 
-void addLimitOptions(CLI::App& command, Limits& limits) {
+void addWindowLimitOptions(CLI::App& command, Limits& limits) {
   addCountOption(command, "--max-pixels", limits.maxPixels, "200M", "Pixels of a picture, at most");
   addCountOption(command, "--max-memory", limits.maxMemory, "4Gi",
                  "Bytes that decoding a picture may take");
+}
+
+void addLimitOptions(CLI::App& command, Limits& limits) {
+  addWindowLimitOptions(command, limits);
   addCountOption(command, "--max-scans", limits.maxScans, "500", "Scans of a JPEG, at most");
 }
 

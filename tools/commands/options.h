@@ -74,6 +74,8 @@ void addPixelsOption(CLI::App& command, std::optional<PixelOrder>& order);
 void addDecodeOptions(CLI::App& command, DecodeRequest& request);
 // --max-pixels, --max-memory and --max-scans.
 void addLimitOptions(CLI::App& command, Limits& limits);
+// Of these, the first two.
+void addWindowLimitOptions(CLI::App& command, Limits& limits);
 
 // Which metadata go from the input to the output.
 struct MetadataChoice {

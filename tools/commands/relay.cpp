@@ -17,6 +17,7 @@ struct RelayCommandOptions {
   std::string server = "127.0.0.1:5600";
   BadNetworkOptions network;
   int delayMs = 0;
+  double rate = 0;
   bool json = false;
 };
 
@@ -53,6 +54,7 @@ int runRelay(const RelayCommandOptions& options) {
   relay.server = Endpoint::parse(options.server);
   relay.network = options.network;
   relay.delay = std::chrono::milliseconds(options.delayMs);
+  relay.megabitsPerSecond = options.rate;
   Relay running(relay);
   std::fprintf(stderr, "listening on %s\n", running.local().text().c_str());
   const std::atomic<bool>& stop = interruptFlag();
@@ -86,6 +88,12 @@ void define(CLI::App& command, RelayCommandOptions& options) {
           },
           "Time that every datagram takes, as in 20ms")
       ->type_name("TIME");
+  command
+      .add_option("--rate", options.rate,
+                  "Mbit/s that each direction takes, with a queue of 200 ms; 0: no limit")
+      ->check(CLI::Range(0.0, 100000.0))
+      ->capture_default_str()
+      ->type_name("MBIT");
   addJsonOption(command, options.json);
 }
 

@@ -7,6 +7,7 @@
 #include "tools/commands/options.h"
 #include "tools/live/server.h"
 #include "tools/scene/scene_renderer.h"
+#include "tools/scene/wandering_box.h"
 #include "tools/support/json.h"
 
 namespace qrx::tool {
@@ -21,6 +22,8 @@ struct ServeOptions {
   double framesPerSecond = 25;
   int frames = 0;
   double waitSeconds = 0;
+  double rate = 0;      // Mbit/s; 0: no limit
+  double changing = 0;  // per cent of the pixels; 0: the scene as it is
   WindowSenderOptions sender;
   std::optional<Sampling> sampling;
   std::optional<PixelOrder> order;
@@ -33,8 +36,16 @@ struct ServeOptions {
 FrameSource makeSource(const ServeOptions& options, LazySession& session, Size& size) {
   if (options.pictures.empty()) {
     size = options.size;
+    if (options.changing > 0) {
+      const auto box = std::make_shared<WanderingBox>(size, options.changing / 100);
+      return [box](int number) -> const Image& { return box->render(number); };
+    }
     const auto scene = std::make_shared<SceneRenderer>(size);
-    return [scene](int number, Image& frame) { scene->render(number, frame); };
+    const auto frame = std::make_shared<Image>();
+    return [scene, frame](int number) -> const Image& {
+      scene->render(number, *frame);
+      return *frame;
+    };
   }
   PictureRequest request{{}, {}, options.order, options.decode};
   if (options.order || options.sizeGiven) request.rawSize = options.size;
@@ -47,8 +58,8 @@ FrameSource makeSource(const ServeOptions& options, LazySession& session, Size& 
     }
   }
   size = pictures->front().size;
-  return [pictures](int number, Image& frame) {
-    frame = (*pictures)[static_cast<std::size_t>(number) % pictures->size()];
+  return [pictures](int number) -> const Image& {
+    return (*pictures)[static_cast<std::size_t>(number) % pictures->size()];
   };
 }
 
@@ -59,21 +70,29 @@ void printReport(const ServerReport& report, bool json) {
     JsonWriter out;
     out.beginObject()
         .field("frames", report.frames)
+        .field("frames_dropped", report.dropped)
         .field("packets", report.packets)
         .field("bytes", report.bytes)
         .field("rectangles_repaired", report.repairs)
         .field("encode_ms_per_frame", encodeMs)
+        .field("tiles_sharpened", report.sharpening.tiles)
+        .field("tiles_sharpened_within_1s", report.sharpening.withinSecond)
+        .field("slowest_sharpening_ms",
+               std::chrono::duration<double, std::milli>(report.sharpening.slowest).count())
         .field("viewers", report.viewers)
         .field("datagrams_refused", report.arrivals.refused())
         .endObject()
         .print();
     return;
   }
-  std::printf("%llu frames, %llu packets, %llu bytes, %llu rectangles repaired, %.2f ms a frame\n",
-              static_cast<unsigned long long>(report.frames),
-              static_cast<unsigned long long>(report.packets),
-              static_cast<unsigned long long>(report.bytes),
-              static_cast<unsigned long long>(report.repairs), encodeMs);
+  std::printf(
+      "%llu frames, %llu dropped, %llu packets, %llu bytes, %llu rectangles repaired, "
+      "%.2f ms a frame\n",
+      static_cast<unsigned long long>(report.frames),
+      static_cast<unsigned long long>(report.dropped),
+      static_cast<unsigned long long>(report.packets),
+      static_cast<unsigned long long>(report.bytes),
+      static_cast<unsigned long long>(report.repairs), encodeMs);
 }
 
 int runServe(const ServeOptions& options) {
@@ -85,6 +104,7 @@ int runServe(const ServeOptions& options) {
   };
   server.framesPerSecond = options.framesPerSecond;
   server.frames = options.frames;
+  server.megabitsPerSecond = options.rate;
   server.waitSeconds = options.waitSeconds;
   server.sender = options.sender;
   server.sender.quality = usedQuality(options.sender.quality);
@@ -124,6 +144,22 @@ void define(CLI::App& command, ServeOptions& options) {
       ->check(CLI::Range(0, 1000000))
       ->capture_default_str()
       ->type_name("N");
+  command
+      .add_option("--rate", options.rate,
+                  "Mbit/s of datagrams that are sent, at most; the quality follows, still parts "
+                  "sharpen with what is left, and loss and delay at the viewer lower it. 0: no "
+                  "limit")
+      ->check(CLI::Range(0.0, 100000.0))
+      ->capture_default_str()
+      ->type_name("MBIT");
+  command
+      .add_option("--changing", options.changing,
+                  "For measuring: of the scene, this share of the pixels changes with each frame, "
+                  "in a box that wanders. 0: the scene as it is")
+      ->check(CLI::Range(0.0, 100.0))
+      ->capture_default_str()
+      ->type_name("PERCENT")
+      ->excludes("pictures");
   command.add_option("--wait", options.waitSeconds, "End after so long without a viewer; 0: never")
       ->check(CLI::Range(0.0, 86400.0))
       ->capture_default_str()
@@ -153,7 +189,7 @@ void addServe(CLI::App& app, Action& action) {
       app, action, "serve", "Serve a live window as packets over UDP",
       "Tiles that changed since the last frame are compressed to packets and sent, paced over the\n"
       "frame's time, to one viewer at a time; what the viewer lacks is sent again. Without\n"
-      "--key only an address of this machine is taken.",
+      "--key only an address of this machine is taken. A frame that comes too late is left out.",
       define, runServe);
 }
 

@@ -24,6 +24,7 @@ struct ViewOptions {
   std::string snapshot, repaired;
   std::uint32_t after = 10;
   double wait = 1.5, timeout = 60;
+  Limits limits;
   bool headless = false, tint = false, json = false;
   HostOptions host;
 
@@ -58,7 +59,8 @@ template <typename Done>
 bool waitFor(const Viewer& viewer, Clock::time_point deadline, Done done) {
   const std::atomic<bool>& stop = interruptFlag();
   while (!stop && Clock::now() < deadline) {
-    const bool ended = viewer.link().state == ViewerState::kEnded;
+    const ViewerState state = viewer.link().state;
+    const bool ended = state == ViewerState::kEnded || state == ViewerState::kRefused;
     if (done(viewer.assembler().statistics())) return true;
     if (ended) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
@@ -122,6 +124,10 @@ void printReport(const ViewerStatistics& statistics, const Rates& rates, bool js
       .field("encode_ms_per_frame", rates.encodeMs)
       .field("decode_ms_per_frame", rates.decodeMs)
       .field("latency_ms", link.latencyMs)
+      .field("latency_ms_99", link.latencyMs99)
+      .field("latency_ms_worst", link.worstLatencyMs)
+      .field("megabits_per_second_least", link.leastRate / 1e6)
+      .field("megabits_per_second_most", link.mostRate / 1e6)
       .field("round_trip_ms", link.roundTripMs)
       .field("sessions", link.sessions)
       .field("packets", s.arrived())
@@ -146,6 +152,7 @@ int runView(const ViewOptions& options) {
   viewing.server = Endpoint::parse(options.server);
   if (!options.key.empty()) viewing.key = readKey(options.key);
   viewing.decoders = options.threads;
+  viewing.limits = options.limits;
   viewing.notice = say;
   Session session(options.host);
   codec::Decompressor& decompressor = session.decompressor();
@@ -162,12 +169,14 @@ int runView(const ViewOptions& options) {
   } else {
     whole = takePictures(viewer, options);
   }
-  const bool silent = viewer.link().state == ViewerState::kSilent;
+  const ViewerState state = viewer.link().state;
   const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
   viewer.leave();
   const ViewerStatistics statistics{viewer.assembler().statistics(), viewer.link()};
   printReport(statistics, ratesBetween({}, statistics, seconds), options.json);
-  if (silent && !whole) return kFailed;  // which has been told
+  if (state == ViewerState::kRefused || (state == ViewerState::kSilent && !whole)) {
+    return kFailed;  // which has been told
+  }
   return whole ? kDone : kDamaged;
 }
 
@@ -205,6 +214,7 @@ void define(CLI::App& command, ViewOptions& options) {
       ->type_name("S");
   command.add_flag("--tint", options.tint,
                    "Colour what is out of date, the stronger the longer it has been");
+  addWindowLimitOptions(command, options.limits);
   addJsonOption(command, options.json);
   addHostOptions(command, options.host);
 }

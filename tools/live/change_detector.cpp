@@ -1,60 +1,55 @@
 // Comparison of frames tile by tile.
 #include "tools/live/change_detector.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace qrx::tool {
+namespace {
+
+std::size_t divideUp(int a, int b) { return static_cast<std::size_t>((a + b - 1) / b); }
+
+}  // namespace
 
 ChangeDetector::ChangeDetector(Size window, int tile)
-    : tile_(tile),
-      columns_((window.width + tile - 1) / tile),
-      rows_((window.height + tile - 1) / tile),
-      marked_(static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_), true),
-      lastChanges_(marked_.size(), 0),
-      last_(window) {}
+    : window_(window),
+      tile_(tile),
+      columns_(divideUp(window.width, tile)),
+      lastChanges_(columns_ * divideUp(window.height, tile), 0),
+      pixels_(lastChanges_.size()) {
+  for (std::size_t i = 0; i < pixels_.size(); ++i) {
+    pixels_[i].assign(Image::byteCount({box(i).width(), box(i).height()}), 0);
+  }
+}
 
-Box ChangeDetector::tileAt(int column, int row) const {
+Box ChangeDetector::box(std::size_t tile) const {
+  const int column = static_cast<int>(tile % columns_), row = static_cast<int>(tile / columns_);
   return intersect({column * tile_, row * tile_, (column + 1) * tile_, (row + 1) * tile_},
-                   wholeImage(last_));
+                   {0, 0, window_.width, window_.height});
 }
 
-bool ChangeDetector::differs(const Box& tile, const Image& frame) const {
-  const auto bytes = static_cast<std::size_t>(tile.width()) * Image::kBytesPerPixel;
-  const int offset = tile.left * Image::kBytesPerPixel;
-  for (int y = tile.top; y < tile.bottom; ++y) {
-    if (std::memcmp(last_.row(y) + offset, frame.row(y) + offset, bytes) != 0) return true;
+bool ChangeDetector::differs(std::size_t tile, const Image& frame) {
+  const Box at = box(tile);
+  const auto bytes = static_cast<std::size_t>(at.width()) * Image::kBytesPerPixel;
+  bool differs = false;
+  std::uint8_t* before = pixels_[tile].data();
+  for (int y = at.top; y < at.bottom; ++y, before += bytes) {
+    const std::uint8_t* now = frame.row(y) + std::ptrdiff_t{at.left} * Image::kBytesPerPixel;
+    if (!differs && std::memcmp(before, now, bytes) == 0) continue;
+    differs = true;
+    std::memcpy(before, now, bytes);
   }
-  return false;
+  return differs;
 }
 
-std::vector<Box> ChangeDetector::update(const Image& frame, std::uint32_t number) {
-  if (frame.size != last_.size) throw Error("the frames differ in size");
-  std::vector<Box> changed;
-  for (int row = 0; row < rows_; ++row) {
-    for (int column = 0; column < columns_; ++column) {
-      const Box tile = tileAt(column, row);
-      const auto at = static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) +
-                      static_cast<std::size_t>(column);
-      const bool isNew = differs(tile, frame);
-      if (isNew) lastChanges_[at] = number;
-      if (marked_[at] || isNew) changed.push_back(tile);
-      marked_[at] = false;
-    }
+std::vector<std::size_t> ChangeDetector::update(const Image& frame, std::uint32_t number) {
+  if (frame.size != window_) throw Error("the frames differ in size");
+  std::vector<std::size_t> changed;
+  for (std::size_t tile = 0; tile < lastChanges_.size(); ++tile) {
+    if (!differs(tile, frame)) continue;
+    lastChanges_[tile] = number;
+    changed.push_back(tile);  // NOLINT(performance-inefficient-vector-operation)
   }
-  last_ = frame;
   return changed;
-}
-
-void ChangeDetector::mark(const Box& box) {
-  const Box inside = intersect(box, wholeImage(last_));
-  if (inside.empty()) return;
-  for (int row = inside.top / tile_; row <= (inside.bottom - 1) / tile_; ++row) {
-    for (int column = inside.left / tile_; column <= (inside.right - 1) / tile_; ++column) {
-      marked_[static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) +
-              static_cast<std::size_t>(column)] = true;
-    }
-  }
 }
 
 }  // namespace qrx::tool

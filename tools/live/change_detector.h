@@ -10,29 +10,32 @@
 
 namespace qrx::tool {
 
-// Rectangles are the tiles of a fixed grid: a tile that is sent again for repair is cut into the
-// same packets, so that a repaired picture has the pixels of one that never lost anything.
+// The parts are the tiles of a fixed grid, counted row by row: a tile that is sent again for repair
+// is cut into the same packets, so that a repaired picture has the pixels of one that never lost
+// anything.
 class ChangeDetector {
  public:
   ChangeDetector(Size window, int tile);
 
-  // Tiles that differ from the frame before, or were marked; at first, all.
-  std::vector<Box> update(const Image& frame, std::uint32_t number);
+  std::size_t tiles() const { return lastChanges_.size(); }
+  Box box(std::size_t tile) const;
+  // As of the latest frame: the tile's rows, one behind the other.
+  const std::uint8_t* pixels(std::size_t tile) const { return pixels_[tile].data(); }
+
+  // Tiles that differ from the frame before; at first, from black.
+  std::vector<std::size_t> update(const Image& frame, std::uint32_t number);
   // Of each tile, row by row, the number of the frame that last changed it.
   const std::vector<std::uint32_t>& lastChanges() const { return lastChanges_; }
-  // Has the tiles that touch `box` come up with the next frame, changed or not.
-  void mark(const Box& box);
-  void markAll() { mark({0, 0, last_.size.width, last_.size.height}); }
 
  private:
-  Box tileAt(int column, int row) const;
-  bool differs(const Box& tile, const Image& frame) const;
+  // Takes the frame's pixels over.
+  bool differs(std::size_t tile, const Image& frame);
 
+  Size window_;
   int tile_;
-  int columns_, rows_;
-  std::vector<bool> marked_;
+  std::size_t columns_;
   std::vector<std::uint32_t> lastChanges_;
-  Image last_;
+  std::vector<std::vector<std::uint8_t>> pixels_;  // of each tile: each is read and written whole
 };
 
 }  // namespace qrx::tool

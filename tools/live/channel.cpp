@@ -7,7 +7,7 @@
 namespace qrx::tool {
 
 bool ReplayWindow::admit(std::uint64_t sequence) {
-  if (sequence == 0 || sequence + kReach <= highest_) return false;
+  if (sequence == 0 || (highest_ >= kReach && sequence <= highest_ - kReach)) return false;
   if (sequence > highest_) {
     const std::uint64_t skipped = std::min(sequence - highest_, kReach);
     for (std::uint64_t i = 0; i < skipped; ++i) seen_[(sequence - i) % kReach] = false;

@@ -25,7 +25,7 @@ constexpr std::uint32_t FrameInfo::*kFrameFields[] = {
     &FrameInfo::session,         &FrameInfo::window,      &FrameInfo::width,
     &FrameInfo::height,          &FrameInfo::tile,        &FrameInfo::frame,
     &FrameInfo::firstIndex,      &FrameInfo::latestIndex, &FrameInfo::encodeMicroseconds,
-    &FrameInfo::ageMicroseconds, &FrameInfo::finished};
+    &FrameInfo::ageMicroseconds, &FrameInfo::finished,    &FrameInfo::dropped};
 
 struct Writer {
   WireWriter& out;
@@ -49,6 +49,13 @@ struct Writer {
     out.u32(changes.first);
     indexes(changes.frames);
   }
+  void operator()(const Report& report) const {
+    for (const std::uint64_t number : {report.time, report.bytes, report.arrived, report.lost}) {
+      out.u64(number);
+    }
+    out.u32(report.queueMicroseconds);
+    out.u32(report.backlogMicroseconds);
+  }
   void operator()(const RepairRequest& request) const { indexes(request.indexes); }
   void operator()(const Superseded& message) const {
     out.u32(message.until);
@@ -62,8 +69,9 @@ struct Writer {
 };
 
 std::vector<std::uint32_t> readIndexes(WireReader& in) {
-  const std::size_t count = std::min<std::size_t>(in.u32(), kMostIndexes);
+  const std::size_t count = in.u32();
   std::vector<std::uint32_t> list;
+  if (count > kMostIndexes) in.bytes(in.left() + 1);  // fails
   list.reserve(std::min(count, in.left() / 4));
   for (std::size_t i = 0; i < count && !in.failed(); ++i) list.push_back(in.u32());
   return list;
@@ -99,6 +107,15 @@ std::optional<ControlMessage> readBody(std::size_t kind, WireReader& in) {
       return Changes{frame, first, readIndexes(in)};
     }
     case 8: return Closing{};
+    case 9: {
+      Report report;
+      for (std::uint64_t* number : {&report.time, &report.bytes, &report.arrived, &report.lost}) {
+        *number = in.u64();
+      }
+      report.queueMicroseconds = in.u32();
+      report.backlogMicroseconds = in.u32();
+      return report;
+    }
     default: return std::nullopt;
   }
 }

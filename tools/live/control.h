@@ -47,7 +47,8 @@ struct FrameInfo {
   std::uint32_t latestIndex = 0;  // of the rectangles sent so far
   std::uint32_t encodeMicroseconds = 0;
   std::uint32_t ageMicroseconds = 0;  // since the frame was there, until this was sent
-  std::uint32_t finished = 0;         // 1: the picture no longer changes
+  std::uint32_t finished = 0;         // 1: the picture no longer changes, nor gets any sharper
+  std::uint32_t dropped = 0;          // frames that were left out so far
 };
 
 // Server to viewer, before FrameInfo: of each tile, row by row, the frame that last changed it.
@@ -68,8 +69,18 @@ struct Superseded {
   std::vector<std::uint32_t> indexes;
 };
 
+// Viewer to server, many times a second: how the line and the viewer keep up. Counted since the
+// session began.
+struct Report {
+  std::uint64_t time = 0;   // microseconds of the viewer's clock
+  std::uint64_t bytes = 0;  // of the datagrams that arrived
+  std::uint64_t arrived = 0, lost = 0;
+  std::uint32_t queueMicroseconds = 0;    // that datagrams stand in queues on their way
+  std::uint32_t backlogMicroseconds = 0;  // that packets have been waiting to be decoded
+};
+
 using ControlMessage = std::variant<Hello, Bye, FrameInfo, RepairRequest, Superseded, Welcome,
-                                    Alive, Changes, Closing>;
+                                    Alive, Changes, Closing, Report>;
 
 // Numbers in the list of one message at most.
 inline constexpr std::size_t kMostIndexes = 256;

@@ -15,7 +15,7 @@
 
 namespace qrx::tool {
 
-inline constexpr std::uint8_t kEnvelopeVersion = 1;
+inline constexpr std::uint8_t kEnvelopeVersion = 2;  // of head and control messages
 inline constexpr std::size_t kEnvelopeHeadSize = 28, kTagSize = 16;
 
 enum class PayloadKind : std::uint8_t { kPacket, kFromServer, kFromViewer };

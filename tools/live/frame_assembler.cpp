@@ -43,7 +43,8 @@ std::uint64_t AssemblerStatistics::refused() const {
          count(Verdict::kUndecodable);
 }
 
-FrameAssembler::FrameAssembler(codec::Decompressor& decompressor) : decompressor_(decompressor) {}
+FrameAssembler::FrameAssembler(codec::Decompressor& decompressor, const Limits& limits)
+    : decompressor_(decompressor), limits_(limits) {}
 
 Verdict FrameAssembler::take(Packet& packet, Clock::time_point now) {
   thread_local std::vector<std::uint8_t> staging;
@@ -193,6 +194,9 @@ void FrameAssembler::forgetOld() {
 }
 
 void FrameAssembler::reset(const FrameInfo& info) {
+  constexpr std::uint64_t kBytesPerPixel = Image::kBytesPerPixel + sizeof(std::uint32_t) + 1;
+  limits_.checkSize(info.width, info.height);
+  limits_.checkMemory(std::uint64_t{info.width} * info.height * kBytesPerPixel);
   ++pictureNumber_;
   picture_ = Image({static_cast<int>(info.width), static_cast<int>(info.height)});
   for (std::size_t i = 3; i < picture_.pixels.size(); i += 4) picture_.pixels[i] = 0xFF;
@@ -201,7 +205,7 @@ void FrameAssembler::reset(const FrameInfo& info) {
   ages_ = AgeMap(picture_.size);
   rectangles_.clear();
   expected_ = info.firstIndex - 1;
-  firstFrame_ = info.frame;
+  firstFrame_ = info.frame - info.dropped;
   awaited_ = 0;
   statistics_.latest = info;
 }
@@ -221,7 +225,7 @@ void FrameAssembler::announce(const FrameInfo& info, Clock::time_point now) {
     statistics_.encodeMicroseconds += info.encodeMicroseconds;
   }
   latest = info;
-  statistics_.frames = std::uint64_t{info.frame} - firstFrame_ + 1;
+  statistics_.frames = std::uint32_t{info.frame - info.dropped - firstFrame_} + 1;
   if (info.latestIndex - std::min(info.latestIndex, expected_) <= kMostExpected) {
     expectUpTo(info.latestIndex, now);
   }

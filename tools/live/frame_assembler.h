@@ -12,6 +12,7 @@
 
 #include "qrx/codec.h"
 #include "tools/image/image.h"
+#include "tools/image/limits.h"
 #include "tools/live/age_map.h"
 #include "tools/live/control.h"
 #include "tools/live/packet.h"
@@ -37,7 +38,7 @@ struct AssemblerStatistics {
   std::array<std::uint64_t, kVerdictCount> verdicts{};
   std::uint64_t bytes = 0;
   std::uint64_t decodeMicroseconds = 0;
-  std::uint64_t frames = 0;              // from the first to the latest that was announced
+  std::uint64_t frames = 0;              // sent, from the first to the latest that was announced
   std::uint64_t announced = 0;           // those whose announcement arrived
   std::uint64_t encodeMicroseconds = 0;  // of the announced ones
   double coverage = 0;                   // percent of the window that is current
@@ -54,11 +55,12 @@ class FrameAssembler {
  public:
   using Clock = std::chrono::steady_clock;
 
-  explicit FrameAssembler(codec::Decompressor& decompressor);
+  explicit FrameAssembler(codec::Decompressor& decompressor, const Limits& limits = {});
 
   // A packet from the network; its bytes may change.
   Verdict take(Packet& packet, Clock::time_point now);
 
+  // Throws Error for a new window that the limits forbid; nothing has changed then.
   void announce(const FrameInfo& info, Clock::time_point now);
   void supersede(const Superseded& message);
   // What of the window changed when, by the server's tiles.
@@ -114,6 +116,7 @@ class FrameAssembler {
   bool replacedByNewer(std::uint32_t index, const Rectangle& rectangle) const;
 
   codec::Decompressor& decompressor_;
+  const Limits limits_;
   mutable std::mutex mutex_;
   // Guarded by the mutex.
   Image picture_;
@@ -122,9 +125,9 @@ class FrameAssembler {
   AgeMap ages_;
   std::map<std::uint32_t, Rectangle> rectangles_;  // by index
   std::uint64_t pictureNumber_ = 0;
-  std::uint32_t firstFrame_ = 0;
-  std::uint32_t awaited_ = 0;   // repairs are on their way up to this index
-  std::uint32_t expected_ = 0;  // indexes up to here have been among them
+  std::uint32_t firstFrame_ = 0;  // frames that were left out do not count
+  std::uint32_t awaited_ = 0;     // repairs are on their way up to this index
+  std::uint32_t expected_ = 0;    // indexes up to here have been among them
   AssemblerStatistics statistics_;
 };
 

@@ -12,8 +12,9 @@ enum class ViewerState {
   kAsking,  // no word yet
   kBusy,    // the server has another viewer
   kServed,
-  kSilent,  // no word any more; it goes on asking
-  kEnded,   // the server said that it ends
+  kSilent,   // no word any more; it goes on asking
+  kEnded,    // the server said that it ends
+  kRefused,  // its window is more than this viewer allows
 };
 
 // What is known of the line to the server.
@@ -26,6 +27,9 @@ struct LinkStatistics {
   ArrivalCounts arrivals;
   double roundTripMs = 0;  // the least one of the session; 0: not known
   double latencyMs = 0;    // estimated, from a frame's being there to its last word here
+  double latencyMs99 = 0;  // 99% of the frames took no longer
+  double worstLatencyMs = 0;
+  double leastRate = 0, mostRate = 0;  // bits a second, over any two seconds
 };
 
 }  // namespace qrx::tool

@@ -46,19 +46,22 @@ bool bringsEveryMcu(const std::vector<Packet>& packets) {
 
 EncodedRectangle encodeRectangle(codec::Compressor& compressor, const Image& picture,
                                  const Box& box, const RectangleJob& job) {
+  return encodePixels(compressor, cutOut(picture, box).data(), box, picture.size.height, job);
+}
+
+EncodedRectangle encodePixels(codec::Compressor& compressor, const std::uint8_t* pixels,
+                              const Box& box, int windowHeight, const RectangleJob& job) {
   constexpr unsigned kLowestQuality = 5;
-  const std::vector<std::uint8_t> pixels = cutOut(picture, box);
   const auto width = static_cast<std::uint32_t>(box.width());
   const auto height = static_cast<std::uint32_t>(box.height());
   EncodedRectangle result;
   for (result.quality = job.quality;; result.quality = result.quality * 3 / 4) {
     result.packets.clear();
     CallContext context{{}, job.contextByte, &result.packets};
-    const bool taken =
-        compressor.compress(pixels.data(), Image::kBytesPerPixel, job.window, job.index,
-                            static_cast<std::uint32_t>(box.left),
-                            static_cast<std::uint32_t>(picture.size.height - box.bottom), width,
-                            height, 0, 0, result.quality, takePacket, &context);
+    const bool taken = compressor.compress(
+        pixels, Image::kBytesPerPixel, job.window, job.index, static_cast<std::uint32_t>(box.left),
+        static_cast<std::uint32_t>(windowHeight - box.bottom), width, height, 0, 0, result.quality,
+        takePacket, &context);
     result.complete = taken && bringsEveryMcu(result.packets);
     if (result.complete || !taken || result.quality < kLowestQuality) return result;
   }

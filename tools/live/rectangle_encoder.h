@@ -28,6 +28,9 @@ struct EncodedRectangle {
 // buffer and MCUs are missing, it tries again at lower qualities.
 EncodedRectangle encodeRectangle(codec::Compressor& compressor, const Image& picture,
                                  const Box& box, const RectangleJob& job);
+// The same for pixels that are cut out already: rows of the box, one behind the other.
+EncodedRectangle encodePixels(codec::Compressor& compressor, const std::uint8_t* pixels,
+                              const Box& box, int windowHeight, const RectangleJob& job);
 
 }  // namespace qrx::tool
 

@@ -15,6 +15,8 @@ struct RelayOptions {
   Endpoint server;
   BadNetworkOptions network;  // each direction has such a network of its own
   std::chrono::milliseconds delay{0};
+  double megabitsPerSecond =
+      0;  // each direction takes no more, and holds 200 ms of it; 0: no limit
 };
 
 class Relay {
@@ -25,8 +27,9 @@ class Relay {
   // Forwards what has come and what is due; waits so long at most.
   void step(int timeoutMs);
 
-  const BadNetworkCounts& toViewer() const { return toViewer_.network.counts(); }
-  const BadNetworkCounts& toServer() const { return toServer_.network.counts(); }
+  // What found no room in the line's queue counts as lost.
+  BadNetworkCounts toViewer() const { return toViewer_.counts(); }
+  BadNetworkCounts toServer() const { return toServer_.counts(); }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -34,9 +37,14 @@ class Relay {
     BadNetwork network;
     Clock::time_point quietSince{};
     std::deque<std::pair<Clock::time_point, Packet>> due;
+    Clock::time_point free{};  // when all that was taken has gone out
+    std::uint64_t overflowed = 0;
+
+    BadNetworkCounts counts() const;
   };
 
   void take(Line& line, Packet datagram);
+  void enqueue(Line& line, Packet datagram, Clock::time_point now) const;
   void deliver(Line& line, const UdpSocket& socket, const Endpoint& to);
 
   RelayOptions options_;

@@ -2,7 +2,6 @@
 #include "tools/live/server.h"
 
 #include <algorithm>
-#include <thread>
 #include <utility>
 
 #include "tools/live/wire.h"
@@ -12,8 +11,10 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kViewerSilent{1200};
-constexpr double kPacedShare = 0.8;  // of a frame's time; the rest is for answers
+constexpr milliseconds kViewerSilent{1200}, kAsleep{300};
+constexpr milliseconds kOldReport{500};  // what it says holds no longer
+constexpr milliseconds kHoard{100};      // time that a rate may be saved up for
+constexpr double kPacedShare = 0.8;      // of a frame's time; the rest is for answers
 
 const ServerOptions& checked(const ServerOptions& options) {
   if (options.key || options.listen.isLoopback()) return options;
@@ -24,6 +25,11 @@ const ServerOptions& checked(const ServerOptions& options) {
       kUsage);
 }
 
+WindowSenderOptions withEnvelope(WindowSenderOptions options) {
+  options.bytesPerPacket = kEnvelopeHeadSize + kTagSize;
+  return options;
+}
+
 }  // namespace
 
 Server::Server(codec::Compressor& compressor, FrameSource source, const ServerOptions& options)
@@ -31,77 +37,126 @@ Server::Server(codec::Compressor& compressor, FrameSource source, const ServerOp
       key_(options.key ? *options.key : publicKey()),
       socket_(options.listen),
       source_(std::move(source)),
-      sender_(compressor, options.size, options.sender) {}
+      sender_(compressor, options.size, withEnvelope(options.sender)),
+      period_(std::chrono::duration_cast<Clock::duration>(
+          std::chrono::duration<double>(1 / options.framesPerSecond))) {}
 
 ServerReport Server::run(const std::atomic<bool>& stop) {
-  const auto period = std::chrono::duration_cast<Clock::duration>(
-      std::chrono::duration<double>(1 / options_.framesPerSecond));
   alone_ = Clock::now();
   int number = 0;
-  Clock::time_point deadline = Clock::now();
+  Clock::time_point due = Clock::now();  // of the frame
   while (!stop) {
     if (client_ && Clock::now() - client_->heard > kViewerSilent) part("fell silent");
-    const bool last = options_.frames > 0 && number >= options_.frames - 1;
     if (!client_) {
       if (report_.viewers > 0 && options_.frames > 0) break;
       const std::chrono::duration<double> alone = Clock::now() - alone_;
       if (options_.waitSeconds > 0 && alone.count() > options_.waitSeconds) break;
       listenUntil(Clock::now() + milliseconds(100), stop);
-      deadline = Clock::now();
+      due = Clock::now();
       continue;
     }
-    deadline = std::max(deadline + period, Clock::now());
-    sendFrame(number, deadline);
-    listenUntil(deadline, stop);
-    if (!last) ++number;
+    const std::int64_t late = (Clock::now() - due) / period_;
+    due += late * period_;
+    drop(number, late);
+    if (isBehind(Clock::now())) {
+      drop(number, 1);
+    } else {
+      sendFrame(number, due + period_);
+      if (!isLast(number)) ++number;
+    }
+    due += period_;
+    listenUntil(due, stop);
   }
   close();
   report_.repairs = sender_.repairs();
+  report_.sharpening = sender_.sharpening();
   return report_;
+}
+
+void Server::drop(int& number, std::int64_t frames) {
+  // Packets tell their frame by its last eight bits: further on, a viewer would take it for an old
+  // one.
+  constexpr std::int64_t kFurthest = 100;
+  std::int64_t next = std::min(number + frames, sent_ + kFurthest);
+  if (options_.frames > 0) next = std::min<std::int64_t>(next, options_.frames - 1);
+  if (next <= number) return;
+  report_.dropped += static_cast<std::uint64_t>(next - number);
+  sender_.leaveOut(static_cast<std::uint32_t>(next - number));
+  number = static_cast<int>(next);
+}
+
+bool Server::isBehind(Clock::time_point now) const {
+  if (!client_->report || now - client_->reported > kOldReport) return false;
+  const Report& report = *client_->report;
+  return std::chrono::microseconds(std::uint64_t{report.queueMicroseconds} +
+                                   report.backlogMicroseconds) > period_;
+}
+
+WindowSender::Allowance Server::allowance(Clock::time_point now) {
+  WindowSender::Allowance allowance;
+  allowance.now = now;
+  allowance.period = period_;
+  if (options_.megabitsPerSecond <= 0) return allowance;
+  const double bytesPerSecond = client_->control.rate(now) / 8;
+  client_->budget.earn(bytesPerSecond, now, std::max<Clock::duration>(kHoard, period_));
+  allowance.bytes = client_->budget.left();
+  allowance.income = bytesPerSecond * std::chrono::duration<double>(period_).count();
+  return allowance;
 }
 
 void Server::sendFrame(int number, Clock::time_point deadline) {
   if (rendered_ != number) {
-    source_(number, frame_);
+    frame_ = &source_(number);
     rendered_ = number;
-    ready_ = Clock::now();
     ++report_.frames;
   }
-  std::vector<Packet> packets;
-  FrameInfo info = sender_.send(frame_, static_cast<std::uint32_t>(number), packets);
-  info.finished = options_.frames > 0 && number == options_.frames - 1;
-  report_.encodeMicroseconds += info.encodeMicroseconds;
+  ready_ = Clock::now();
+  sent_ = number;
   const Clock::time_point now = Clock::now();
   const auto left = std::max(deadline - now, Clock::duration::zero());
-  pace(packets, now, std::chrono::duration_cast<Clock::duration>(left * kPacedShare));
-  for (Changes& changes : sender_.changes()) tell(std::move(changes));
+  pacer_.begin(now, std::chrono::duration_cast<Clock::duration>(left * kPacedShare));
+  FrameInfo info = sender_.send(*frame_, static_cast<std::uint32_t>(number), allowance(now),
+                                [this](std::vector<Packet> packets, double progress) {
+                                  pacer_.push(std::move(packets), progress);
+                                  sendDue();
+                                });
+  report_.encodeMicroseconds += info.encodeMicroseconds;
+  const std::atomic<bool> never{false};
+  for (; client_ && !pacer_.empty(); sendDue()) listenUntil(pacer_.next(), never);
+  pacer_.clear();
+  for (Changes& changes : sender_.changes()) tell(changes);
+  info.finished = isLast(number) && sender_.settled();
   const auto age = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - ready_);
   info.ageMicroseconds = static_cast<std::uint32_t>(age.count());
   tell(info);
 }
 
-void Server::pace(const std::vector<Packet>& packets, Clock::time_point start,
-                  Clock::duration span) {
-  constexpr std::size_t kBunch = 4;  // packets between two sleeps
-  for (std::size_t i = 0; i < packets.size() && client_; ++i) {
-    if (i % kBunch == 0) {
-      std::this_thread::sleep_until(start +
-                                    span * static_cast<int>(i) / static_cast<int>(packets.size()));
-      while (auto datagram = socket_.receive(0)) answer(*datagram);
-      if (!client_) return;
-    }
-    socket_.send(client_->at, client_->channel.sealPacket(packets[i]));
+void Server::sendDue() {
+  // Somewhat early, so that there are bunches of several and not a sleep for each.
+  const Clock::time_point now = Clock::now() + milliseconds(1);
+  while (client_) {
+    const auto packet = pacer_.take(now);
+    if (!packet) return;
+    sendToClient(client_->channel.sealPacket(*packet));
     ++report_.packets;
-    report_.bytes += packets[i].size();
+    report_.bytes += packet->size();
   }
 }
 
 void Server::listenUntil(Clock::time_point deadline, const std::atomic<bool>& stop) {
-  do {
-    const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now()).count();
+  constexpr int kMostAfterwards = 64;  // whoever floods us does not stop us
+  for (int afterwards = 0; afterwards < kMostAfterwards;) {
+    const Clock::time_point before = Clock::now();
+    const auto left = std::chrono::ceil<milliseconds>(deadline - before).count();
     auto datagram = socket_.receive(static_cast<int>(std::clamp<std::int64_t>(left, 0, 50)));
+    // The time that this machine slept is nobody's silence.
+    const auto took = Clock::now() - before;
+    if (client_ && took > kAsleep) client_->heard += took;
     if (datagram) answer(*datagram);
-  } while (!stop && Clock::now() < deadline);
+    const bool over = Clock::now() >= deadline;
+    if (stop || (over && !datagram)) return;
+    afterwards += over ? 1 : 0;
+  }
 }
 
 void Server::answer(UdpSocket::Datagram& datagram) {
@@ -147,7 +202,15 @@ void Server::answerClient(Client& client, UdpSocket::Datagram& datagram, const E
 
 void Server::obey(const ControlMessage& message) {
   if (std::holds_alternative<Alive>(message)) tell(message);
-  if (const auto* request = std::get_if<RepairRequest>(&message)) tell(sender_.repair(*request));
+  if (const auto* request = std::get_if<RepairRequest>(&message)) {
+    const Superseded answer = sender_.repair(*request);
+    if (!answer.indexes.empty()) tell(answer);
+  }
+  if (const auto* report = std::get_if<Report>(&message)) {
+    client_->control.take(*report, Clock::now());
+    client_->report = *report;
+    client_->reported = Clock::now();
+  }
 }
 
 std::uint64_t Server::sessionFor(const Hello& hello, const Endpoint& from) const {
@@ -172,8 +235,14 @@ void Server::greet(const Hello& hello, const Endpoint& from, std::size_t size) {
 }
 
 void Server::welcome(const Hello& hello, const Endpoint& from, std::uint64_t session) {
-  client_ =
-      Client{from, hello.viewer, Channel(key_, PayloadKind::kFromServer, session), Clock::now()};
+  client_ = Client{from,
+                   hello.viewer,
+                   Channel(key_, PayloadKind::kFromServer, session),
+                   Clock::now(),
+                   RateControl(options_.megabitsPerSecond * 1e6),
+                   {},
+                   {},
+                   {}};
   ++report_.viewers;
   sender_.restart(static_cast<std::uint32_t>(session));
   options_.notice("viewer " + from.text() + " came");
@@ -199,7 +268,12 @@ void Server::close() {
 }
 
 void Server::tell(const ControlMessage& message) {
-  if (client_) socket_.send(client_->at, client_->channel.seal(message));
+  if (client_) sendToClient(client_->channel.seal(message));
+}
+
+void Server::sendToClient(const Packet& datagram) {
+  socket_.send(client_->at, datagram);
+  client_->budget.spend(static_cast<double>(datagram.size()));
 }
 
 }  // namespace qrx::tool

@@ -1,4 +1,6 @@
-// Serves one viewer at a time: frames at a steady rate, packets paced over the frame's time.
+// Serves one viewer at a time: frames at a steady rate, packets paced over the frame's time. A
+// frame whose time is over before its turn comes is left out, and so is one that would come to a
+// viewer that is more than a frame behind.
 #ifndef QRX_TOOLS_LIVE_SERVER_H_
 #define QRX_TOOLS_LIVE_SERVER_H_
 
@@ -9,14 +11,17 @@
 #include <string>
 #include <vector>
 
+#include "tools/live/byte_budget.h"
 #include "tools/live/channel.h"
+#include "tools/live/pacer.h"
+#include "tools/live/rate_control.h"
 #include "tools/live/udp.h"
 #include "tools/live/window_sender.h"
 
 namespace qrx::tool {
 
-// Renders the frame of a number; every frame has the same size.
-using FrameSource = std::function<void(int number, Image& frame)>;
+// The frame of a number, until the next call; every frame has the same size.
+using FrameSource = std::function<const Image&(int number)>;
 // Something that a person at the terminal wants to know.
 using Notice = std::function<void(const std::string& text)>;
 
@@ -27,13 +32,16 @@ struct ServerOptions {
   double framesPerSecond = 25;
   int frames =
       0;  // 0: without end; else the last one stays, and is repaired, until the viewer goes
-  double waitSeconds = 0;  // ends after so long without a viewer; 0: never
+  double megabitsPerSecond = 0;  // of datagrams, at most; 0: no limit
+  double waitSeconds = 0;        // ends after so long without a viewer; 0: never
   WindowSenderOptions sender;
   Notice notice = [](const std::string&) {};
 };
 
 struct ServerReport {
   std::uint64_t frames = 0, packets = 0, bytes = 0, repairs = 0, encodeMicroseconds = 0;
+  std::uint64_t dropped = 0;  // frames that were left out
+  TilePlan::Sharpening sharpening;
   std::uint64_t viewers = 0;  // sessions
   ArrivalCounts arrivals;
 };
@@ -54,10 +62,20 @@ class Server {
     std::uint64_t viewer = 0;  // its number
     Channel channel;
     Clock::time_point heard;
+    RateControl control;
+    ByteBudget budget;
+    std::optional<Report> report;  // the latest
+    Clock::time_point reported{};
   };
 
+  // Leaves out frames, and keeps `number` near to what the viewer knows.
+  void drop(int& number, std::int64_t frames);
+  // The viewer lags, on the line or by itself.
+  bool isBehind(Clock::time_point now) const;
   void sendFrame(int number, Clock::time_point deadline);
-  void pace(const std::vector<Packet>& packets, Clock::time_point start, Clock::duration span);
+  WindowSender::Allowance allowance(Clock::time_point now);
+  void sendDue();
+  bool isLast(int number) const { return options_.frames > 0 && number >= options_.frames - 1; }
   // Answers what comes until then.
   void listenUntil(Clock::time_point deadline, const std::atomic<bool>& stop);
   void answer(UdpSocket::Datagram& datagram);
@@ -69,14 +87,18 @@ class Server {
   void part(const char* how);
   void close();
   void tell(const ControlMessage& message);
+  void sendToClient(const Packet& datagram);
 
   ServerOptions options_;
   Key key_;
   UdpSocket socket_;
   FrameSource source_;
   WindowSender sender_;
-  Image frame_;
-  int rendered_ = -1;  // number of the frame in frame_
+  Pacer pacer_;
+  Clock::duration period_;
+  const Image* frame_ = nullptr;
+  int rendered_ = -1;  // number of that frame
+  int sent_ = 0;       // of the latest one sent
   Clock::time_point ready_{};
   std::optional<Client> client_, gone_;  // the one served, and the one that left last
   Key secret_ = randomKey();      // session numbers follow from it and from what a hello says

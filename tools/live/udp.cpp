@@ -14,7 +14,6 @@
 namespace qrx::tool {
 namespace {
 
-constexpr int kBufferBytes = 4 << 20;
 constexpr std::size_t kLongestDatagram = 65536;
 
 // An address as the system takes it.
@@ -75,7 +74,7 @@ Endpoint fromSystem(const SystemAddress& address) {
 
 }  // namespace
 
-UdpSocket::UdpSocket(const Endpoint& endpoint)
+UdpSocket::UdpSocket(const Endpoint& endpoint, int room)
     : fd_(socket(endpoint.isV6 ? AF_INET6 : AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
   SystemAddress address = toSystem(endpoint);
   if (fd_ < 0 || bind(fd_, address.get(), address.length) != 0) {
@@ -84,8 +83,8 @@ UdpSocket::UdpSocket(const Endpoint& endpoint)
     failToBind(endpoint, error);
   }
   // As much as the system allows: a frame's packets come in a bunch.
-  setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &kBufferBytes, sizeof kBufferBytes);
-  setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &kBufferBytes, sizeof kBufferBytes);
+  setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+  setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &kMostRoom, sizeof kMostRoom);
   constexpr int kOn = 1;
   setsockopt(fd_, SOL_SOCKET, SO_RXQ_OVFL, &kOn, sizeof kOn);
 }

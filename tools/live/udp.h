@@ -13,8 +13,11 @@ namespace qrx::tool {
 
 class UdpSocket {
  public:
-  // Bound to the endpoint; port 0 takes any free one. Throws Error.
-  explicit UdpSocket(const Endpoint& endpoint);
+  static constexpr int kMostRoom = 4 << 20;
+
+  // Bound to the endpoint; port 0 takes any free one. `room`: bytes that may wait on the way in, as
+  // far as the system allows. Throws Error.
+  explicit UdpSocket(const Endpoint& endpoint, int room = kMostRoom);
   ~UdpSocket();
   UdpSocket(const UdpSocket&) = delete;
   UdpSocket& operator=(const UdpSocket&) = delete;

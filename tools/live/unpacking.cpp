@@ -82,7 +82,7 @@ void renumber(Packet& packet, std::uint32_t frame) {
 Unpacked assemble(codec::Decompressor& decompressor, const Film& film,
                   const UnpackRequest& request) {
   const FrameAssembler::Clock::time_point now{};
-  FrameAssembler assembler(decompressor);
+  FrameAssembler assembler(decompressor, request.limits);
   BadNetwork network(request.network);
   FrameInfo info;
   info.window = film.window;
@@ -132,6 +132,7 @@ Unpacked unpackPackets(codec::Decompressor& decompressor, const std::vector<Pack
   const Film film = sortPackets(decompressor, packets, request.limits);
   UnpackRequest whole;
   whole.after = request.after;
+  whole.limits = request.limits;
   const Unpacked reference = assemble(decompressor, film, whole);
   UnpackRequest plain = request;
   plain.tint = false;

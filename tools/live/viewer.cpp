@@ -2,6 +2,7 @@
 #include "tools/live/viewer.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace qrx::tool {
@@ -9,8 +10,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kAskEvery{100}, kAliveEvery{100}, kRepairEvery{10};
-constexpr milliseconds kServerSilent{1200};
+constexpr milliseconds kAskEvery{100}, kAliveEvery{100}, kRepairEvery{10}, kReportEvery{30};
+constexpr milliseconds kServerSilent{1200}, kAsleep{300};
 constexpr milliseconds kBusyAfter{1300};  // one that was here before may be gone by then
 constexpr std::size_t kTicketsKept = 8;
 constexpr std::size_t kLongestQueue = 8192;  // beyond this, packets are as good as lost
@@ -18,7 +19,9 @@ constexpr std::size_t kLongestQueue = 8192;  // beyond this, packets are as good
 }  // namespace
 
 Viewer::Viewer(codec::Decompressor& decompressor, const ViewerOptions& options)
-    : options_(options), socket_(Endpoint::toReach(options.server)), assembler_(decompressor) {
+    : options_(options),
+      socket_(Endpoint::toReach(options.server), options.room),
+      assembler_(decompressor, options.limits) {
   threads_.emplace_back([this](const std::stop_token& stop) { receive(stop); });
   for (int i = 0; i < options.decoders; ++i) {
     threads_.emplace_back([this](const std::stop_token& stop) { decode(stop); });
@@ -49,9 +52,14 @@ std::string Viewer::lastNotice() const {
 
 void Viewer::receive(const std::stop_token& stop) {
   while (!stop.stop_requested()) {
-    tick(Clock::now());
+    const Clock::time_point before = Clock::now();
+    tick(before);
     auto datagram = socket_.receive(static_cast<int>(kRepairEvery.count()));
+    // The time that this machine slept is nobody's silence.
+    const auto took = Clock::now() - before;
+    if (took > kAsleep) heard_ += took;
     if (datagram && datagram->from == options_.server) take(*datagram);
+    refuseIfAsked();
     countLink();
   }
   sayGoodbye();
@@ -63,6 +71,7 @@ void Viewer::tick(Clock::time_point now) {
   if (state_ == ViewerState::kServed && now - heard_ > kServerSilent) {
     enter(ViewerState::kSilent, "the server at " + server + " fell silent; asking on");
   }
+  if (state_ == ViewerState::kRefused) return;
   if (state_ != ViewerState::kServed && now >= askDue_) {
     askDue_ = now + kAskEvery;
     ask();
@@ -72,11 +81,25 @@ void Viewer::tick(Clock::time_point now) {
     aliveDue_ = now + kAliveEvery;
     tell(Alive{clockMicroseconds()});
   }
+  if (now >= reportDue_) {
+    reportDue_ = now + kReportEvery;
+    tell(report());
+  }
   if (state_ == ViewerState::kServed && now >= repairDue_) {
     repairDue_ = now + kRepairEvery;
     std::vector<std::uint32_t> indexes = assembler_.toRepair(now);
     if (!indexes.empty()) tell(RepairRequest{std::move(indexes)});
   }
+}
+
+Report Viewer::report() {
+  Report report{clockMicroseconds(),  bytes_, channel_.arrived(), channel_.lost(),
+                transit_.takeQueue(), 0};
+  const std::lock_guard lock(mutex_);
+  if (!queue_.empty()) {
+    report.backlogMicroseconds = static_cast<std::uint32_t>(report.time - queue_.front().came);
+  }
+  return report;
 }
 
 void Viewer::ask() {
@@ -87,6 +110,8 @@ void Viewer::ask() {
 }
 
 void Viewer::take(UdpSocket::Datagram& datagram) {
+  const std::uint64_t came = clockMicroseconds();
+  const std::size_t size = datagram.bytes.size();
   EnvelopeHead head;
   Arrival arrival = openEnvelope(options_.key, datagram.bytes, head);
   const bool loose =
@@ -99,12 +124,15 @@ void Viewer::take(UdpSocket::Datagram& datagram) {
   if (arrival != Arrival::kFresh) return;
   if (!loose) {
     heard_ = Clock::now();
-    if (state_ != ViewerState::kServed && !closed_) {
+    bytes_ += size;
+    window_.add(size, heard_);
+    transit_.add(head.sent, came);
+    if (state_ != ViewerState::kServed && state_ != ViewerState::kRefused && !closed_) {
       enter(ViewerState::kServed, "connected to " + options_.server.text());
     }
   }
   if (!loose && head.kind == PayloadKind::kPacket) {
-    return queue({std::move(datagram.bytes), std::nullopt, head});
+    return queue({std::move(datagram.bytes), std::nullopt, head, came});
   }
   auto message = parseControl(datagram.bytes);
   if (!message) return;
@@ -131,6 +159,8 @@ void Viewer::takeWelcome(const Welcome& welcome) {
   closed_ = false;
   channel_ = Channel(options_.key, PayloadKind::kFromViewer, offered_);
   leastTrip_ = UINT64_MAX;
+  transit_ = {};
+  bytes_ = 0;
   {
     const std::lock_guard lock(mutex_);
     ++link_.sessions;
@@ -142,7 +172,9 @@ void Viewer::takeWelcome(const Welcome& welcome) {
 void Viewer::takeControl(ControlMessage message, const EnvelopeHead& head) {
   if (const auto* list = std::get_if<Superseded>(&message)) return assembler_.supersede(*list);
   if (const auto* alive = std::get_if<Alive>(&message)) return takeEcho(*alive, head);
-  if (!std::holds_alternative<Closing>(message)) return queue({{}, std::move(message), head});
+  if (!std::holds_alternative<Closing>(message)) {
+    return queue({{}, std::move(message), head, clockMicroseconds()});
+  }
   closed_ = true;
   offered_ = 0;
   tell(Bye{});
@@ -162,13 +194,30 @@ void Viewer::hear(const ControlMessage& message, const EnvelopeHead& head) {
   if (const auto* changes = std::get_if<Changes>(&message)) assembler_.changes(*changes);
   const auto* info = std::get_if<FrameInfo>(&message);
   if (info == nullptr) return;
-  assembler_.announce(*info, Clock::now());
+  try {
+    assembler_.announce(*info, Clock::now());
+  } catch (const Error& error) {
+    const std::lock_guard lock(mutex_);
+    refusal_ = error.what();
+    return;
+  }
   const std::lock_guard lock(mutex_);
   if (!clockOffset_) return;
   const std::int64_t took = static_cast<std::int64_t>(clockMicroseconds()) + *clockOffset_ -
                             static_cast<std::int64_t>(head.sent) + info->ageMicroseconds;
-  const double ms = static_cast<double>(took) / 1000;
+  countLatency(static_cast<double>(took) / 1000);
+}
+
+void Viewer::countLatency(double ms) {
   link_.latencyMs += (ms - link_.latencyMs) * (link_.latencyMs == 0 ? 1 : 0.1);
+  link_.worstLatencyMs = std::max(link_.worstLatencyMs, ms);
+  const double last = static_cast<double>(latencies_.size() - 1);
+  ++latencies_[static_cast<std::size_t>(std::clamp(ms, 0.0, last))];
+  const std::uint64_t all = std::accumulate(latencies_.begin(), latencies_.end(), std::uint64_t{0});
+  std::uint64_t longer = 0;
+  std::size_t at = latencies_.size();
+  while (at > 0 && (longer + latencies_[at - 1]) * 100 <= all) longer += latencies_[--at];
+  link_.latencyMs99 = static_cast<double>(at);
 }
 
 // The least round trip tells the difference of the clocks best.
@@ -207,12 +256,25 @@ void Viewer::sayGoodbye() {
   }
 }
 
+void Viewer::refuseIfAsked() {
+  std::string refusal;
+  {
+    const std::lock_guard lock(mutex_);
+    refusal = refusal_;
+  }
+  if (refusal.empty() || state_ == ViewerState::kRefused) return;
+  enter(ViewerState::kRefused,
+        "the window of the server at " + options_.server.text() + ": " + refusal);
+}
+
 void Viewer::countLink() {
   const std::lock_guard lock(mutex_);
   link_.state = state_;
   link_.arrived = arrivedBefore_ + channel_.arrived();
   link_.lost = lostBefore_ + channel_.lost();
   link_.dropped = socket_.dropped();
+  link_.leastRate = window_.least();
+  link_.mostRate = window_.most();
 }
 
 void Viewer::decode(const std::stop_token& stop) {

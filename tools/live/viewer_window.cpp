@@ -232,6 +232,7 @@ void showWindow(const FrameAssembler& assembler, const WindowOptions& options,
   while (!state.quit && !stop) {
     takeEvents(state);
     const ViewerStatistics statistics{assembler.statistics(), options.link()};
+    if (statistics.link.state == ViewerState::kRefused) break;
     const Rates& rates = meter.update(statistics, RateMeter::Clock::now());
     if (!state.paused) assembler.copyPicture(picture, state.tint);
     if (state.fullScreen) screen.switchFullScreen();

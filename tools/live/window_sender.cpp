@@ -1,45 +1,107 @@
-// Compression of changed tiles, and the memory of what was sent.
+// Compression of tiles within an allowance, and the memory of what was sent.
 #include "tools/live/window_sender.h"
 
 #include <algorithm>
-#include <chrono>
+#include <utility>
 
 #include "tools/live/rectangle_encoder.h"
 
 namespace qrx::tool {
 namespace {
 
-constexpr std::size_t kRemembered = 1 << 16;
+constexpr unsigned kLowestQuality = 10;  // below this a later frame is better than a worse picture
+
+double seconds(WindowSender::Clock::duration duration) {
+  return std::chrono::duration<double>(duration).count();
+}
 
 }  // namespace
 
 WindowSender::WindowSender(codec::Compressor& compressor, Size window,
                            const WindowSenderOptions& options)
-    : compressor_(compressor), options_(options), changes_(window, options.tile) {
+    : compressor_(compressor),
+      options_(options),
+      changes_(window, options.tile),
+      plan_(changes_.tiles()),
+      model_(changes_.tiles()),
+      quality_(options.quality),
+      newest_(changes_.tiles(), 0) {
   info_.window = options.window;
   info_.width = static_cast<std::uint32_t>(window.width);
   info_.height = static_cast<std::uint32_t>(window.height);
   info_.tile = static_cast<std::uint32_t>(options.tile);
 }
 
-FrameInfo WindowSender::send(const Image& frame, std::uint32_t number,
-                             std::vector<Packet>& packets) {
-  using Clock = std::chrono::steady_clock;
-  const Clock::time_point start = Clock::now();
-  marked_ = false;
-  for (const Box& box : changes_.update(frame, number)) {
-    const RectangleJob job{options_.window, ++info_.latestIndex, options_.quality,
-                           static_cast<std::uint8_t>(number)};
-    EncodedRectangle rectangle = encodeRectangle(compressor_, frame, box, job);
-    for (Packet& packet : rectangle.packets) packets.push_back(std::move(packet));
-    sent_.emplace(info_.latestIndex, box);
-    newest_[{box.left, box.top}] = info_.latestIndex;
+double WindowSender::pixels(std::size_t tile) const {
+  const Box box = changes_.box(tile);
+  return static_cast<double>(box.width()) * box.height();
+}
+
+double WindowSender::expected(const std::vector<std::size_t>& tiles, unsigned quality) const {
+  double sum = 0;
+  for (const std::size_t tile : tiles) sum += model_.expected(tile, pixels(tile), quality);
+  return sum;
+}
+
+double WindowSender::reserve(const std::vector<std::size_t>& soft,
+                             const Allowance& allowance) const {
+  double sum = 0;
+  for (const std::size_t tile : soft) {
+    const auto left = std::max(plan_.sharpBy(tile) - allowance.now, allowance.period);
+    sum += model_.expected(tile, pixels(tile), options_.quality) * seconds(allowance.period) /
+           seconds(left);
   }
-  while (sent_.size() > kRemembered) sent_.erase(sent_.begin());
-  const auto took =
-      std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start).count();
+  return std::min(sum, allowance.bytes / 3);
+}
+
+void WindowSender::sendTile(std::size_t tile, unsigned quality, const Allowance& allowance,
+                            const Sink& sink, Spending& spending) {
+  spending.expected += model_.expected(tile, pixels(tile), quality);
+  const std::uint32_t index = ++info_.latestIndex;
+  const RectangleJob job{options_.window, index, quality, static_cast<std::uint8_t>(info_.frame)};
+  EncodedRectangle rectangle = encodePixels(compressor_, changes_.pixels(tile), changes_.box(tile),
+                                            static_cast<int>(info_.height), job);
+  std::size_t bytes = 0;
+  for (const Packet& packet : rectangle.packets) bytes += packet.size() + options_.bytesPerPacket;
+  spending.spent += static_cast<double>(bytes);
+  model_.learn(tile, pixels(tile), rectangle.quality, static_cast<double>(bytes));
+  plan_.sent(tile, quality >= options_.quality, allowance.now);
+  tileOf_.erase(std::exchange(newest_[tile], index));
+  tileOf_[index] = tile;
+  const double done = spending.planned > 0 ? spending.expected / spending.planned : 1;
+  const Clock::time_point encoded = Clock::now();
+  sink(std::move(rectangle.packets), std::min(done, 1.0));
+  spending.outside += Clock::now() - encoded;
+}
+
+FrameInfo WindowSender::send(const Image& frame, std::uint32_t number, const Allowance& allowance,
+                             const Sink& sink) {
+  const Clock::time_point start = Clock::now();
   info_.frame = number;
-  info_.encodeMicroseconds = static_cast<std::uint32_t>(took);
+  for (const std::size_t tile : changes_.update(frame, number)) plan_.changed(tile, allowance.now);
+  const std::vector<std::size_t> due = plan_.due(), soft = plan_.soft(allowance.now);
+  const double forDue = allowance.bytes - reserve(soft, allowance);
+  const unsigned full = options_.quality;
+  if (forDue > 0 && !due.empty()) {
+    // What one frame took too much is paid back over several.
+    const double share = std::max(forDue, allowance.income / 2);
+    const double weight = share / std::max(1.0, expected(due, 50));  // 50 has weight 1
+    quality_ = SizeModel::qualityFor(weight, std::min(kLowestQuality, full), full);
+  }
+
+  Spending spending;
+  spending.planned = std::min(allowance.bytes, expected(due, quality_) + expected(soft, full));
+  for (const std::size_t tile : due) {
+    if (spending.spent >= forDue) break;
+    sendTile(tile, quality_, allowance, sink, spending);
+  }
+  for (const std::size_t tile : soft) {
+    if (spending.spent >= allowance.bytes) break;
+    sendTile(tile, full, allowance, sink, spending);
+  }
+  const auto took = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start -
+                                                                          spending.outside);
+  info_.encodeMicroseconds = static_cast<std::uint32_t>(took.count());
   return info_;
 }
 
@@ -59,25 +121,21 @@ Superseded WindowSender::repair(const RepairRequest& request) {
   answer.until = info_.latestIndex;
   for (const std::uint32_t index : request.indexes) {
     if (index > info_.latestIndex) continue;  // a damaged packet made the viewer ask
-    answer.indexes.push_back(index);
-    const auto known = sent_.find(index);
-    if (known == sent_.end()) continue;
-    const Box box = known->second;
-    sent_.erase(known);
-    if (newest_[{box.left, box.top}] != index) continue;  // a later one is on its way already
-    changes_.mark(box);
-    marked_ = true;
-    ++repairs_;
+    const auto known = tileOf_.find(index);
+    if (known == tileOf_.end()) {
+      answer.indexes.push_back(index);  // a later one is on its way already
+    } else if (plan_.lost(known->second, Clock::now())) {
+      ++repairs_;
+    }
   }
-  if (marked_) ++answer.until;
   return answer;
 }
 
 void WindowSender::restart(std::uint32_t session) {
-  changes_.markAll();
-  sent_.clear();
+  plan_.allLost(Clock::now());
   info_.session = session;
   info_.firstIndex = info_.latestIndex + 1;
+  info_.dropped = 0;
 }
 
 }  // namespace qrx::tool
