@@ -4,7 +4,7 @@ local -a commands options
 commands=(
     'encode:Compress pictures to JPEGs'
     'decode:Decode JPEGs to pictures'
-    'info:Print the segments, size, sampling, tables and mode of a JPEG'
+    'info:Print the segments, size, sampling, tables and mode of JPEGs'
     'psnr:Print the peak signal-to-noise ratio of two pictures in dB'
     'scene:Render a synthetic frame sequence and print the files names'
     'packets:Compress a picture to packets, each decodable alone'
@@ -22,6 +22,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--output:The output, a file, - for standard output, or a folder, which several inputs need'
         '-o:The output, a file, - for standard output, or a folder, which several inputs need'
         '--jobs:Files at work at a time (default, the processors)'
@@ -56,12 +58,14 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--output:The output, a file, - for standard output, or a folder, which several inputs need'
         '-o:The output, a file, - for standard output, or a folder, which several inputs need'
         '--jobs:Files at work at a time (default, the processors)'
         '--no-clobber:Keep outputs that are there, and fail'
         '--force:Write even under a name that promises another kind of file'
-        '--format:Format of the output'
+        '--format:Format of the output, where its name does not tell'
         '--gray:Without colour'
         '--no-orient:Leave the picture as it is stored, whatever its Exif data says of its orientation'
         '--max-pixels:Pixels of a picture, at most'
@@ -81,6 +85,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--json:Print the result, or the error, as one JSON object'
         '--strict:Exit with 1 instead of 2 for damage and partial results'
       )
@@ -89,6 +95,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--size:The input is raw pixels, this many, without a header'
         '--pixels:Bytes of a raw pixel (default, gray, rgb or rgba by the files length)'
         '--no-orient:Leave the picture as it is stored, whatever its Exif data says of its orientation'
@@ -105,6 +113,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--frames:Number of frames'
         '--first:Number of the first frame'
         '--size:Width and height in pixels'
@@ -115,6 +125,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--output:The output, a file, - for standard output, or a folder, which several inputs need'
         '-o:The output, a file, - for standard output, or a folder, which several inputs need'
         '--jobs:Files at work at a time (default, the processors)'
@@ -146,6 +158,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--output:The output, a file, - for standard output, or a folder, which several inputs need'
         '-o:The output, a file, - for standard output, or a folder, which several inputs need'
         '--jobs:Files at work at a time (default, the processors)'
@@ -174,6 +188,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--json:Print the result, or the error, as one JSON object'
         '--strict:Exit with 1 instead of 2 for damage and partial results'
         '--library:The codec library (default, libqrx_jpeg.so beside this program)'
@@ -184,6 +200,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--listen:Address and port'
         '--key:A secret file that both ends have, it tells who is who, and hides nothing'
         '--size:Width and height in pixels'
@@ -210,6 +228,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--connect:The server, or a relay before it'
         '--key:A secret file that both ends have, it tells who is who, and hides nothing'
         '--threads:Threads that decode'
@@ -231,6 +251,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--listen:Where the viewer connects to'
         '--to:The server'
         '--loss:Share of datagrams that are lost, as in 5%'
@@ -248,6 +270,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--quality:JPEG quality, 1 to 100'
         '-q:JPEG quality, 1 to 100'
         '--sampling:Colour sampling, through the setting that the library reads (ZMT_SUBSAMPLING)'
@@ -268,6 +292,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--json:Print the result, or the error, as one JSON object'
         '--library:The codec library (default, libqrx_jpeg.so beside this program)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
@@ -277,6 +303,8 @@ case $words[2] in
       options=(
         '--help:Print this help message and exit'
         '-h:Print this help message and exit'
+        '--version:Print the version and exit'
+        '-V:Print the version and exit'
         '--man:Print all of it as a page for man'
         '--completion:Print a script that teaches a shell the commands and options'
       )

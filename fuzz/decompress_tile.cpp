@@ -29,6 +29,7 @@ void decodeSlice(const fuzz::Bytes& packet, std::uint32_t bytesPerPixel) {
       head.frameWidth, destination.data());
   const auto first = destination.begin() + (result != 0 ? bytes : 0);
   fuzz::require(std::all_of(first, destination.end(), isUntouched));
+  fuzz::look(destination);
 }
 
 }  // namespace
@@ -56,5 +57,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t rectangle = std::size_t{width} * height * bytesPerPixel;
   const auto first = destination.begin() + static_cast<std::ptrdiff_t>(taken ? rectangle : 0);
   fuzz::require(std::all_of(first, destination.end(), isUntouched));
+  fuzz::look(destination);
   return 0;
 }

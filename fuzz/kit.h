@@ -10,6 +10,13 @@
 #include <type_traits>
 #include <vector>
 
+#if defined(__has_feature)
+#if __has_feature(memory_sanitizer)
+#define QRX_FUZZ_MEMORY_SANITIZER
+#include <sanitizer/msan_interface.h>
+#endif
+#endif
+
 namespace fuzz {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -90,6 +97,10 @@ __attribute__((no_sanitize("coverage")))
 #endif
 inline void
 look(std::span<const std::uint8_t> bytes) {
+#ifdef QRX_FUZZ_MEMORY_SANITIZER
+  // Which takes a comparison for settled where any bit that was written differs, as in a sum's.
+  __msan_check_mem_is_initialized(bytes.data(), bytes.size());
+#endif
   std::uint64_t sum = 0, word = 0;
   const std::uint8_t* const data = bytes.data();
   std::size_t i = 0;

@@ -22,7 +22,7 @@ int tellParseError(const CLI::App& app, const Words& words, const CLI::ParseErro
 int runTool(int argc, char** argv) {
   CLI::App app("Compresses, decodes and inspects JPEG images through libqrx_jpeg.", "qrx-jpeg");
   app.footer(kConventions);
-  app.set_version_flag("-V,--version", "qrx-jpeg " QRX_TOOL_VERSION, "Print the version and exit");
+  addVersionFlag(app);
   app.require_subcommand(1);
   Action action;
   for (const AddCommand add : kCommands) add(app, action);

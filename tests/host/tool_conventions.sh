@@ -24,7 +24,8 @@ encode a.png b.jpg --sampling 411
 encode a.png b.jpg --slot 7
 encode a.png b.jpg --mode hierarchical
 decode a.jpg picture.gif
-decode a.jpg -
+psnr a.png b.png c.png
+view --headless --snapshot -
 view --connect nowhere:port --headless
 relay --loss 120%
 serve --tile 20
@@ -43,6 +44,12 @@ encode a.png b.jpg --qaulity 3|did you mean --quality?
 decode -quality 80 a.jpg b.png|there is no option -quality: see qrx-jpeg help decode
 encode -quality 80 a.png b.jpg|did you mean --quality?
 encode a.png|no output is given
+encode|encode: no input is given: see
+psnr a.png|psnr: no picture is given: see
+relay here|relay: here is one argument too many: see
+-q 5 encode a.png b.jpg|-q: options follow their command: put it behind encode
+encode --version|qrx-jpeg 1.
+relay -V|qrx-jpeg 1.
 encode a.png b.jpg --sampling 411|: 411 is none of 420, 422, 444: see
 encode a.png b.jpg --mode jpeg|none of baseline, lossless, progressive: see
 help relay|Usage: qrx-jpeg relay

@@ -173,6 +173,52 @@ icc 0 128
 none 0 0
 METADATA
 
+
+# One that cannot be carried is told of: a part is missing, libpng does not take it, either way; it is
+# for other colours, or not asked for.
+with_segment flat.jpg "${icc/0101 /0103 }" >part.jpg
+with_segment flat.jpg "${icc/52474220/47524159}" >other.jpg
+expect 0 "$tool" decode exif.jpg plain.png --metadata none
+{
+  head -c 33 plain.png
+  bytes '00000009 69434350 490000010203040506 00000000'
+  tail -c +34 plain.png
+} >profile.png
+while IFS='|' read -r arguments text; do
+  # shellcheck disable=SC2086
+  expect 0 "$tool" $arguments
+  input=$(cut -d' ' -f2 <<<"$arguments")
+  grep -qE "^qrx-jpeg: note: $input: the colour profile is $text" err || fail "$input: $(cat err)"
+  # shellcheck disable=SC2086
+  expect 0 "$tool" $arguments --metadata exif
+  [ -s err ] && fail "$input: not asked for: $(cat err)"
+done <<'PROFILES'
+encode part.jpg none.jpg|broken and left out: part 2 of 3 is missing$
+decode part.jpg none.png|broken and left out: part 2 of 3 is missing$
+encode profile.png none.jpg|broken and left out: .
+decode both.jpg none.png|broken and left out: .
+encode other.jpg none.jpg|left out: it is for other colours
+PROFILES
+expect 0 "$tool" info part.jpg --json
+[ "$(json icc_bytes <out)$(json icc_fault <out)" = '0part 2 of 3 is missing' ] || fail "$(cat out)"
+expect 0 "$tool" info part.jpg
+grep -q '^colour profile, broken: part 2 of 3 is missing$' out || fail "info: $(cat out)"
+
+# Several files: a report of each in order, what fails by itself.
+expect 2 "$tool" info part.jpg missing.jpg flat.jpg --json
+[ "$(grep -o '"input":"[a-z.]*"' out | tr -d '\n')$(json failed <out)" = \
+  '"input":"part.jpg""input":"flat.jpg"1' ] || fail "info of three: $(cat out)"
+expect 0 "$tool" info part.jpg flat.jpg
+[ "$(grep -c 'bytes$' out)" = 2 ] || fail "info of two: $(cat out)"
+
+# Standard output takes the format of djpeg.
+for name in 444 gray; do
+  "$tool" decode $name.jpg - >stream.pnm 2>err || fail "$name to standard output: $(cat err)"
+  "$tool" decode $name.jpg named.pnm >out
+  cmp -s stream.pnm named.pnm || fail "$name: another picture than a file's"
+done
+[ "$(head -c 2 stream.pnm)" = P5 ] || fail "gray comes as $(head -c 2 stream.pnm)"
+
 # Reasons: what a file is, or what of a JPEG is not taken.
 cjpeg -sample 1x2 picture.ppm >440.jpg
 cjpeg -sample 4x1 picture.ppm >411.jpg

@@ -187,8 +187,7 @@ int runBench(BenchOptions options) {
 }
 
 void define(CLI::App& command, BenchOptions& options) {
-  command
-      .add_option("pictures", options.inputs, "PNG, PNM, PAM, JPEG or raw; - for standard input")
+  command.add_option("picture", options.inputs, "PNG, PNM, PAM, JPEG or raw; - for standard input")
       ->required();
   addQualityOption(command, options.quality);
   addSamplingOption(command, options.sampling);

@@ -76,11 +76,13 @@ int decodePair(const DecodeOptions& options, const FilePair& pair, PixelCount& p
     std::fprintf(stderr, "qrx-jpeg: %s: damaged: %s\n", name.c_str(), text.c_str());
   }
   if (options.gray || format == ImageFormat::kPgm) makeGray(picture.image);
-  const Metadata metadata =
-      format == ImageFormat::kPng
-          ? chooseMetadata(picture.metadata, options.metadata, picture.image.gray, options.talk)
-          : Metadata{};
-  writeImage(pair.output, picture.image, format, options.files.noClobber, metadata);
+  const Metadata metadata = format == ImageFormat::kPng
+                                ? chooseMetadata(name, picture.metadata, options.metadata,
+                                                 picture.image.gray, options.talk)
+                                : Metadata{};
+  noteProfile(name,
+              writeImage(pair.output, picture.image, format, options.files.noClobber, metadata),
+              options.talk);
   pixels.done += picture.image.size.pixels();
   printReport(options, pair.output, *info.frame(), picture, ms);
   return picture.damage.empty() ? kDone : kDamaged;
@@ -109,7 +111,8 @@ void define(CLI::App& command, DecodeOptions& options) {
   addOutputOptions(command, options.files, "JPEGs",
                    "Without -o: one input, one output, a PNG, PPM, PGM or PNM by its name");
   addFormatOption(command, options.format,
-                  "Format of the output; needed where its name does not tell, as for -");
+                  "Format of the output, where its name does not tell; - takes PNM: PPM, or PGM "
+                  "without colour");
   command.add_flag("--gray", options.gray, "Without colour; pictures without it are gray anyway");
   addDecodeOptions(command, options.decode);
   addMetadataOption(command, options.metadata);

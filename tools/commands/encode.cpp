@@ -197,7 +197,11 @@ int encodePair(const EncodeOptions& options, const FilePair& pair, PixelCount& p
   options.talk.detail(displayName(pair.input) + ": slot " + std::to_string(session.slot()) +
                       (image.gray ? ", gray" : ""));
   const bool gray = image.gray || options.mode == Mode::kLossless;
-  const Metadata metadata = chooseMetadata(picture.metadata, options.metadata, gray, options.talk);
+  const std::string name = displayName(pair.input);
+  const Metadata metadata =
+      chooseMetadata(name, picture.metadata, options.metadata, gray, options.talk);
+  const std::string tooLarge = tooLargeForSegments(metadata);
+  if (!tooLarge.empty()) options.talk.note(name + ": too large for a JPEG, left out: " + tooLarge);
   EncodeReport report;
   report.output = pair.output;
   report.size = image.size;

@@ -3,6 +3,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/commands/outputs.h"
 #include "tools/jpeg/reasons.h"
 #include "tools/jpeg/segments.h"
 #include "tools/jpeg/walk.h"
@@ -13,7 +14,7 @@ namespace qrx::tool {
 namespace {
 
 struct InfoOptions {
-  std::string input;
+  std::vector<std::string> inputs;
   bool json = false;
   bool strict = false;
 };
@@ -94,6 +95,7 @@ void printJson(const std::string& input, const JpegInfo& info, const Metadata& m
   json.field("exif_bytes", metadata.exif.size())
       .field("orientation", orientationOf(metadata.exif))
       .field("icc_bytes", metadata.icc.size());
+  if (!metadata.iccFault.empty()) json.field("icc_fault", metadata.iccFault);
   json.key("segments").beginArray();
   for (const JpegSegment& segment : info.segments) {
     json.beginObject()
@@ -145,6 +147,9 @@ void printMetadata(const Metadata& metadata) {
                                                          : "other colours";
     std::printf("colour profile, %zu bytes, for %s\n", metadata.icc.size(), kind);
   }
+  if (!metadata.iccFault.empty()) {
+    std::printf("colour profile, broken: %s\n", metadata.iccFault.c_str());
+  }
 }
 
 void printText(const std::string& input, const JpegInfo& info, const Metadata& metadata) {
@@ -176,23 +181,34 @@ void printText(const std::string& input, const JpegInfo& info, const Metadata& m
   for (const std::string& text : info.damage) std::printf("damaged: %s\n", text.c_str());
 }
 
-int runInfo(const InfoOptions& options) {
-  const std::vector<std::uint8_t> data = readFile(options.input);
+int tellOne(const std::string& input, const InfoOptions& options) {
+  const std::vector<std::uint8_t> data = readFile(input);
   if (data.size() < 2 || data[0] != 0xFF || data[1] != 0xD8) {
-    throw Error(displayName(options.input) + ": " + notWanted(data, "not a JPEG"));
+    throw Error(displayName(input) + ": " + notWanted(data, "not a JPEG"));
   }
   const JpegInfo info = walkJpeg(data);
   const Metadata metadata = readMetadata(data, info);
   if (options.json) {
-    printJson(options.input, info, metadata);
+    printJson(input, info, metadata);
   } else {
-    printText(options.input, info, metadata);
+    printText(input, info, metadata);
+    if (options.inputs.size() > 1) std::printf("\n");
   }
   return info.damage.empty() ? kDone : kDamaged;
 }
 
+int runInfo(const InfoOptions& options) {
+  std::vector<FilePair> pairs;
+  pairs.reserve(options.inputs.size());
+  for (const std::string& input : options.inputs) pairs.push_back({input, "-"});
+  return runPairs(pairs, 0, {}, options.json,
+                  [&](const FilePair& pair, PixelCount&) { return tellOne(pair.input, options); });
+}
+
 void define(CLI::App& command, InfoOptions& options) {
-  command.add_option("input", options.input, "The JPEG to read; - for standard input")->required();
+  command.add_option("input", options.inputs, "The JPEGs to read; - for standard input")
+      ->required()
+      ->type_name("");
   addJsonOption(command, options.json);
   addStrictOption(command, options.strict);
 }
@@ -201,7 +217,7 @@ void define(CLI::App& command, InfoOptions& options) {
 
 void addInfo(CLI::App& app, Action& action) {
   addCommand<InfoOptions>(app, action, "info",
-                          "Print the segments, size, sampling, tables and mode of a JPEG",
+                          "Print the segments, size, sampling, tables and mode of JPEGs",
                           "The markers are read without the library; the exit code is 2 where they "
                           "show damage.",
                           define, runInfo);

@@ -35,12 +35,14 @@ std::string valueOf(const CLI::Option& option) {
 std::string optionEntry(const CLI::Option& option) {
   std::string entry = ".TP\n";
   if (option.get_positional()) {
-    entry += "\\fI" + roff(option.get_name(true)) + "\\fR";
+    const bool many = option.get_items_expected_max() > 1;
+    entry += "\\fI" + roff(option.get_name(true)) + "\\fR" + (many ? "..." : "");
   } else {
     entry += "\\fB" + roff(option.get_name(false, true)) + "\\fR";
   }
   const bool takesValue = option.get_items_expected_max() > 0;
-  if (takesValue) entry += " \\fI" + roff(valueOf(option)) + "\\fR";
+  const std::string value = takesValue ? valueOf(option) : "";
+  if (!value.empty() && value != "TEXT") entry += " \\fI" + roff(value) + "\\fR";
   entry += "\n" + roff(option.get_description());
   if (takesValue && !option.get_default_str().empty()) {
     entry += " (default: " + roff(option.get_default_str()) + ")";
@@ -52,7 +54,9 @@ std::string commandSection(const CLI::App& command) {
   std::string section =
       ".SS " + roff(command.get_name()) + "\n" + roff(command.get_description()) + ".\n";
   for (const CLI::Option* option : command.get_options()) {
-    if (option->get_name() != "--help") section += optionEntry(*option);
+    if (option->get_name() != "--help" && option->get_name() != "--version") {
+      section += optionEntry(*option);
+    }
   }
   // The conventions at the footer's end are those of all commands, and have a section.
   const std::string footer = command.get_footer();

@@ -28,6 +28,11 @@ bool parseSize(const std::string& text, Size& size) {
 
 }  // namespace
 
+void addVersionFlag(CLI::App& command) {
+  command.set_version_flag("-V,--version", "qrx-jpeg " QRX_TOOL_VERSION,
+                           "Print the version and exit");
+}
+
 void TalkOptions::note(const std::string& text) const {
   if (!quiet) std::fprintf(stderr, "qrx-jpeg: note: %s\n", text.c_str());
 }
@@ -205,12 +210,18 @@ void addMetadataOption(CLI::App& command, MetadataChoice& choice) {
       ->type_name("all|exif|icc|none");
 }
 
-Metadata chooseMetadata(Metadata metadata, const MetadataChoice& choice, bool gray,
-                        const TalkOptions& talk) {
+void noteProfile(const std::string& name, const std::string& iccFault, const TalkOptions& talk) {
+  if (iccFault.empty()) return;
+  talk.note(name + ": the colour profile is broken and left out: " + iccFault);
+}
+
+Metadata chooseMetadata(const std::string& name, Metadata metadata, const MetadataChoice& choice,
+                        bool gray, const TalkOptions& talk) {
   if (!choice.exif) metadata.exif.clear();
   if (!choice.icc) metadata.icc.clear();
+  if (choice.icc) noteProfile(name, metadata.iccFault, talk);
   if (!metadata.icc.empty() && !profileFits(metadata.icc, gray)) {
-    talk.note("the colour profile is left out: it is for other colours than the output's");
+    talk.note(name + ": the colour profile is left out: it is for other colours than the output's");
     metadata.icc.clear();
   }
   return metadata;

@@ -19,6 +19,9 @@ inline constexpr char kConventions[] =
     "Results go to standard output, messages and progress to standard error.\n"
     "Exit codes: 0 done, 1 failed, 2 damaged input or partial result, 64 wrong usage.";
 
+// -V, --version.
+void addVersionFlag(CLI::App& command);
+
 // Adds a subcommand whose parsed options live in a T that `run` gets: `define(command, options)`
 // describes them. `text` stands in the list of subcommands, `details` at the end of its own help.
 template <typename T, typename Action, typename Define, typename Run>
@@ -26,6 +29,7 @@ CLI::App* addCommand(CLI::App& app, Action& action, const char* name, const char
                      const std::string& details, Define define, Run run) {
   CLI::App* command = app.add_subcommand(name, text);
   command->footer(details + "\n\n" + kConventions);
+  addVersionFlag(*command);
   auto options = std::make_shared<T>();
   define(*command, *options);
   command->callback([&action, options, run] {
@@ -84,9 +88,11 @@ struct MetadataChoice {
 };
 // --metadata all|exif|icc|none.
 void addMetadataOption(CLI::App& command, MetadataChoice& choice);
-// What of the metadata is chosen and fits the output's colours; verbose tells what does not.
-Metadata chooseMetadata(Metadata metadata, const MetadataChoice& choice, bool gray,
-                        const TalkOptions& talk);
+// What of the metadata of `name` is chosen and fits the output's colours; notes tell what does not.
+Metadata chooseMetadata(const std::string& name, Metadata metadata, const MetadataChoice& choice,
+                        bool gray, const TalkOptions& talk);
+// The note of a profile that is left out for its fault, if there is one.
+void noteProfile(const std::string& name, const std::string& iccFault, const TalkOptions& talk);
 
 // --size WxH.
 void addSizeOption(CLI::App& command, Size& size);

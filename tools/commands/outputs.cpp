@@ -114,10 +114,10 @@ std::string extensionOf(const std::string& path) {
 void addOutputOptions(CLI::App& command, OutputOptions& options, const char* inputText,
                       const char* outputText) {
   command
-      .add_option("files", options.files,
+      .add_option("input", options.files,
                   std::string(inputText) + "; - for standard input. " + outputText)
       ->required()
-      ->type_name("INPUT... [OUTPUT]");
+      ->type_name("[OUTPUT]");
   command
       .add_option("-o,--output", options.output,
                   "The output: a file, - for standard output, or a folder, which several inputs "

@@ -43,9 +43,10 @@ int runPsnr(const PsnrOptions& options) {
 }
 
 void define(CLI::App& command, PsnrOptions& options) {
-  command.add_option("first", options.first, "PNG, PNM, PAM, JPEG or raw; - for standard input")
+  command
+      .add_option("reference", options.first, "PNG, PNM, PAM, JPEG or raw; - for standard input")
       ->required();
-  command.add_option("second", options.second, "A picture of the same size")->required();
+  command.add_option("picture", options.second, "A picture of the same size")->required();
   addPictureOptions(command, options.request);
   addJsonOption(command, options.json);
   addStrictOption(command, options.strict);

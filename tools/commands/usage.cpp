@@ -53,9 +53,15 @@ std::string unknownOption(const CLI::App& command, const Words& words, std::stri
 }
 
 // The parser names the kind of value at length; --help has it.
-std::string reason(const CLI::ParseError& error) {
+std::string reason(const CLI::App& command, const CLI::ParseError& error) {
   std::string text = error.what();
   std::replace(text.begin(), text.end(), '\n', ' ');
+  const std::string required = " is required";
+  if (text.ends_with(required)) {
+    return "no " + text.substr(0, text.size() - required.size()) + " is given";
+  }
+  const Words unexpected = command.remaining();
+  if (!unexpected.empty()) return unexpected.front() + " is one argument too many";
   const std::size_t missing = text.find(": 1 required ");
   if (missing != std::string::npos && text.ends_with(" missing")) {
     text.replace(missing, std::string::npos, " needs a value");
@@ -75,7 +81,12 @@ std::string wrongCommand(const CLI::App& app, const Words& words) {
   if (words.empty()) return std::string("no command is given: ") + kList;
   const Words names = commandNames(app);
   const std::string& word = words.front();
-  if (word[0] == '-' || contains(names, word)) return {};
+  if (contains(names, word)) return {};
+  if (word[0] == '-') {
+    const auto command = std::find_first_of(words.begin(), words.end(), names.begin(), names.end());
+    if (command == words.end() || contains(optionNames(app), word)) return {};
+    return word + ": options follow their command: put it behind " + *command;
+  }
   return word + ": there is no such command: " + meant(nearestWord(word, names), kList);
 }
 
@@ -89,7 +100,7 @@ std::string wrongUsage(const CLI::App& app, const Words& words, const CLI::Parse
   if (!option.empty()) {
     return prefix + "there is no option " + option + ": " + meant(nearest, help);
   }
-  return prefix + reason(error) + ": " + help;
+  return prefix + reason(*command, error) + ": " + help;
 }
 
 }  // namespace qrx::tool

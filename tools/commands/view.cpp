@@ -10,6 +10,7 @@
 #include "tools/live/rate_meter.h"
 #include "tools/live/viewer.h"
 #include "tools/live/viewer_window.h"
+#include "tools/support/files.h"
 #include "tools/support/json.h"
 
 namespace qrx::tool {
@@ -145,8 +146,10 @@ void printReport(const ViewerStatistics& statistics, const Rates& rates, bool js
 
 int runView(const ViewOptions& options) {
   // Names that tell no format are found out before the work, and so is a missing display.
-  if (!options.snapshot.empty()) outputFormat(options.snapshot, {});
-  if (!options.repaired.empty()) outputFormat(options.repaired, {});
+  for (const std::string& path : {options.snapshot, options.repaired}) {
+    if (isStream(path)) throw Error("figures go to standard output: name a file", kUsage);
+    if (!path.empty()) outputFormat(path, {});
+  }
   if (options.onScreen()) requireDisplay();
   ViewerOptions viewing;
   viewing.server = Endpoint::parse(options.server);

@@ -33,6 +33,7 @@ const char kMappingHelp[] =
 
 ImageFormat outputFormat(const std::string& path, std::optional<ImageFormat> requested) {
   if (requested) return *requested;
+  if (isStream(path)) return ImageFormat::kPnm;
   std::string extension = std::filesystem::path(path).extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
@@ -45,14 +46,16 @@ ImageFormat outputFormat(const std::string& path, std::optional<ImageFormat> req
               kUsage);
 }
 
-void writeImage(const std::string& path, const Image& image, ImageFormat format, bool keep,
-                const Metadata& metadata) {
+std::string writeImage(const std::string& path, const Image& image, ImageFormat format, bool keep,
+                       const Metadata& metadata) {
+  std::string iccFault;
   const bool pgm = format == ImageFormat::kPgm || (format == ImageFormat::kPnm && image.gray);
   writeFile(path,
-            format == ImageFormat::kPng ? encodePng(image, metadata)
+            format == ImageFormat::kPng ? encodePng(image, metadata, &iccFault)
             : pgm                       ? encodePgm(image)
                                         : encodePpm(image),
             keep);
+  return iccFault;
 }
 
 Image decodeRaw(std::span<const std::uint8_t> data, Size size, std::optional<PixelOrder> order) {

@@ -32,14 +32,15 @@ extern const char kMappingHelp[];
 // Told from the first bytes; kPnm for all of that family.
 std::optional<ImageFormat> recogniseImage(std::span<const std::uint8_t> data);
 
-// Format of an output: `requested`, else by the path's extension; a usage error where neither
-// tells. Ask before the work begins.
+// Format of an output: `requested`, else by the path's extension, PNM for standard output; a usage
+// error where neither tells. Ask before the work begins.
 ImageFormat outputFormat(const std::string& path, std::optional<ImageFormat> requested);
 
 // Writes a picture; "-" is standard output. PNG keeps alpha where any pixel is not opaque, and the
-// metadata; gray pictures become gray PNGs. With `keep` a path that is there is an Error.
-void writeImage(const std::string& path, const Image& image, ImageFormat format, bool keep = false,
-                const Metadata& metadata = {});
+// metadata; gray pictures become gray PNGs. With `keep` a path that is there is an Error. Returns
+// what is wrong with a colour profile that was left out for it.
+std::string writeImage(const std::string& path, const Image& image, ImageFormat format,
+                       bool keep = false, const Metadata& metadata = {});
 
 // Throw Error where the data is damaged, or the header tells more than the limits allow.
 Image decodePng(std::span<const std::uint8_t> data, Metadata* metadata = nullptr,
@@ -47,7 +48,9 @@ Image decodePng(std::span<const std::uint8_t> data, Metadata* metadata = nullptr
 Image decodePnm(std::span<const std::uint8_t> data, const Limits& limits = {});
 // Without an order that which the number of bytes tells: gray, RGB or RGBA.
 Image decodeRaw(std::span<const std::uint8_t> data, Size size, std::optional<PixelOrder> order);
-std::vector<std::uint8_t> encodePng(const Image& image, const Metadata& metadata = {});
+// A profile that libpng does not take is left out, with its fault.
+std::vector<std::uint8_t> encodePng(const Image& image, const Metadata& metadata = {},
+                                    std::string* iccFault = nullptr);
 std::vector<std::uint8_t> encodePpm(const Image& image);
 std::vector<std::uint8_t> encodePgm(const Image& image);
 

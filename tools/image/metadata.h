@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "tools/image/image.h"
@@ -13,6 +14,7 @@ namespace qrx::tool {
 struct Metadata {
   std::vector<std::uint8_t> exif;  // a TIFF structure
   std::vector<std::uint8_t> icc;   // a colour profile
+  std::string iccFault = {};       // what is wrong with one that is therefore not here
 };
 
 // The place of the upright picture's corner in the stored one, 1 to 8 (Exif 2.3, tag 0112); 1 for

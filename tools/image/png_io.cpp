@@ -17,6 +17,7 @@ struct Source {
 
 struct Message {
   char text[128] = "";
+  char profile[128] = "";  // what libpng finds wrong with the colour profile
 };
 
 void onError(png_structp png, png_const_charp text) {
@@ -25,7 +26,17 @@ void onError(png_structp png, png_const_charp text) {
   png_longjmp(png, 1);
 }
 
-void onWarning(png_structp, png_const_charp) {}
+// Of a profile it begins with the chunk's name when reading, and with a word when writing.
+void onWarning(png_structp png, png_const_charp text) {
+  constexpr char kChunk[] = "iCCP: ", kProfile[] = "profile '";
+  auto* message = static_cast<Message*>(png_get_error_ptr(png));
+  const bool chunk = std::strncmp(text, kChunk, sizeof kChunk - 1) == 0;
+  if (chunk) text += sizeof kChunk - 1;
+  if (!chunk && std::strncmp(text, kProfile, sizeof kProfile - 1) != 0) return;
+  if (message->profile[0] == '\0') {
+    std::strncpy(message->profile, text, sizeof message->profile - 1);
+  }
+}
 
 void onRead(png_structp png, png_bytep target, size_t count) {
   auto* source = static_cast<Source*>(png_get_io_ptr(png));
@@ -91,6 +102,8 @@ Metadata takeMetadata(png_structp png, png_infop info) {
   int compression = 0;
   if (png_get_iCCP(png, info, &name, &compression, &bytes, &size) != 0) {
     metadata.icc.assign(bytes, bytes + size);
+  } else {
+    metadata.iccFault = static_cast<const Message*>(png_get_error_ptr(png))->profile;
   }
   if (png_get_eXIf_1(png, info, &size, &bytes) != 0) metadata.exif.assign(bytes, bytes + size);
   return metadata;
@@ -189,7 +202,8 @@ Image decodePng(std::span<const std::uint8_t> data, Metadata* metadata, const Li
   return image;
 }
 
-std::vector<std::uint8_t> encodePng(const Image& image, const Metadata& metadata) {
+std::vector<std::uint8_t> encodePng(const Image& image, const Metadata& metadata,
+                                    std::string* iccFault) {
   std::vector<std::uint8_t> data;
   Writer writer(data);
   const bool opaque = isOpaque(image);
@@ -206,6 +220,8 @@ std::vector<std::uint8_t> encodePng(const Image& image, const Metadata& metadata
   if (!writeRows(writer.png, writer.info, layout, metadata, rows.data())) {
     throw Error(writer.message.text);
   }
+  const bool carried = png_get_valid(writer.png, writer.info, PNG_INFO_iCCP) != 0;
+  if (iccFault != nullptr && !carried) *iccFault = writer.message.profile;
   return data;
 }
 

@@ -16,6 +16,8 @@ constexpr std::uint8_t kApp0 = 0xE0, kApp1 = 0xE1, kApp2 = 0xE2, kApp14 = 0xEE, 
 constexpr std::string_view kExif("Exif\0\0", 6), kIcc("ICC_PROFILE\0", 12);
 constexpr std::size_t kHead = 4;  // marker and length
 constexpr std::size_t kLargestBody = 65533;
+constexpr std::size_t kLargestExif = kLargestBody - kExif.size();
+constexpr std::size_t kProfilePart = kLargestBody - kIcc.size() - 2, kMostParts = 255;
 
 bool startsWith(View data, std::string_view text) {
   return data.size() >= text.size() && std::equal(text.begin(), text.end(), data.begin());
@@ -32,27 +34,32 @@ void appendSegment(Bytes& target, std::uint8_t marker, std::string_view name, Vi
 }
 
 void appendProfile(Bytes& target, View icc) {
-  const std::size_t room = kLargestBody - kIcc.size() - 2;
-  const std::size_t count = (icc.size() + room - 1) / room;
-  if (count > 255) return;
+  const std::size_t count = (icc.size() + kProfilePart - 1) / kProfilePart;
+  if (count > kMostParts) return;
   for (std::size_t i = 0; i < count; ++i) {
     std::string name(kIcc);
     name += static_cast<char>(i + 1);
     name += static_cast<char>(count);
-    appendSegment(target, kApp2, name,
-                  icc.subspan(i * room, std::min(room, icc.size() - i * room)));
+    appendSegment(
+        target, kApp2, name,
+        icc.subspan(i * kProfilePart, std::min(kProfilePart, icc.size() - i * kProfilePart)));
   }
 }
 
-// Its parts in order, if all are there once.
-Bytes joinProfile(const std::map<int, View>& parts, int count) {
-  Bytes profile;
+// Its parts, by number, in order.
+void joinProfile(const std::map<int, View>& parts, int count, Metadata& metadata) {
+  const std::string all = " of " + std::to_string(count);
   int next = 1;
   for (const auto& [number, part] : parts) {
-    if (number != next++) return {};
-    append(profile, part);
+    if (number != next) break;
+    append(metadata.icc, part);
+    ++next;
   }
-  return next - 1 == count ? profile : Bytes{};
+  if (next - 1 < count) metadata.iccFault = "part " + std::to_string(next) + all + " is missing";
+  if (!parts.empty() && parts.rbegin()->first > count) {
+    metadata.iccFault = "it has a part " + std::to_string(parts.rbegin()->first) + all;
+  }
+  if (!metadata.iccFault.empty()) metadata.icc.clear();
 }
 
 Bytes insertAt(View data, std::size_t offset, const Bytes& inserted) {
@@ -80,19 +87,24 @@ Metadata readMetadata(View data, const JpegInfo& info) {
       count = body[kIcc.size() + 1];
     }
   }
-  metadata.icc = joinProfile(parts, count);
+  joinProfile(parts, count, metadata);
   return metadata;
 }
 
 Bytes addMetadata(View data, const Metadata& metadata) {
   Bytes segments;
-  if (!metadata.exif.empty() && metadata.exif.size() <= kLargestBody - kExif.size()) {
+  if (!metadata.exif.empty() && metadata.exif.size() <= kLargestExif) {
     appendSegment(segments, kApp1, kExif, metadata.exif);
   }
   appendProfile(segments, metadata.icc);
   const JpegInfo info = walkJpeg(data);
   const bool jfif = info.segments.size() > 1 && info.segments[1].marker == kApp0;
   return insertAt(data, jfif ? info.segments[1].offset + info.segments[1].size : 2, segments);
+}
+
+std::string tooLargeForSegments(const Metadata& metadata) {
+  if (metadata.exif.size() > kLargestExif) return "the Exif data";
+  return metadata.icc.size() > kProfilePart * kMostParts ? "the colour profile" : "";
 }
 
 Bytes dropComments(View data) {

@@ -1,6 +1,7 @@
 // The encoder: grid, tables, marker segments byte for byte, and whole images of the three writers.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <numeric>
 #include <set>
@@ -76,6 +77,13 @@ TEST(Encoder, KeepsItsFieldsInTheirPlaces) {
 TEST(Coders, ReadTheSameClock) {
   const std::uint64_t before = CJPEGEncoder::getRTClock();
   EXPECT_GT(CJPEGDecoder::getRTClock(), before);
+}
+
+TEST(Coders, HaveTraceHooksThatDoNothing) {
+  CJPEGEncoder e;
+  CJPEGDecoder d;
+  EXPECT_EQ(e.PrintProgress("a") | e.OutputProgress() | d.PrintProgress("a") | d.OutputProgress(),
+            0);
 }
 
 TEST(Errors, HaveTexts) {
@@ -394,6 +402,7 @@ TEST(ProgressiveWriter, IsItsOperationsOneAfterAnother) {
     job.sampling = kSamplings[i % 3];
     job.quality = qualities[i / 12 % 3];
     job.source = i % 2 != 0 ? JPEG_COLOR_RGB : JPEG_COLOR_BGR;
+    job.restartInterval = i % 5 == 4 ? 7 : 0;
     const Bytes whole = encode(job).bytes;
 
     GuardedBuffer buffer(static_cast<std::size_t>(job.capacity));
@@ -402,8 +411,25 @@ TEST(ProgressiveWriter, IsItsOperationsOneAfterAnother) {
     int failures = e.Init() | e.WriteSOI() | e.WriteAPP0() | e.WriteCOM(nullptr) |
                    e.WriteDQT(&e.quant_tables[0]) | e.WriteDQT(&e.quant_tables[1]) | e.WriteSOF2() |
                    e.ColorConvert() | e.DownSampling() | e.PerformDCT();
+    if (job.restartInterval != 0) failures |= e.WriteDRI(job.restartInterval);
     for (int k = 0; k < e.scan_count; ++k) {
       const auto& s = e.scan_script[k];
+      e.next_restart = 0;
+      e.restarts_to_go = e.restart_interval;
+      // The tables by themselves are those that the scan brings.
+      const int begin = e.stream.position;
+      failures |= e.GenerateHuffmanTables(s.count, s.components, s.ss, s.se, s.ah, s.al);
+      EXPECT_EQ(e.stream.position, begin) << job;
+      if (s.ss != 0) {
+        failures |= e.WriteDHT(&e.ac_tables[e.components[s.components[0]]->ac_selector]);
+      } else if (s.ah == 0) {
+        failures |= e.WriteDHT(&e.dc_tables[0]) | e.WriteDHT(&e.dc_tables[1]);
+      }
+      EXPECT_TRUE(std::equal(buffer.data() + begin, buffer.data() + e.stream.position,
+                             whole.begin() + begin))
+          << job << ", scan " << k;
+      e.stream.position = begin;
+      e.restarts_to_go = e.restart_interval;
       failures |= e.EncodeScan(s.count, s.components, s.ss, s.se, s.ah, s.al);
     }
     failures |= e.WriteEOI();
@@ -426,21 +452,88 @@ TEST(Encoder, RefusesAScanOfMoreThanFourComponents) {
   EXPECT_EQ(e.stream.position, 0);
 }
 
-// By hand, as no writer does: the pending bits of the difference 2, 011 10, and the marker.
-TEST(Encoder, ClosesALosslessInterval) {
-  GuardedBuffer buffer(8);
+// By hand, outside of any writer. What waits goes out in front of the marker, without one at a
+// packet's end; nothing is left for the next interval.
+TEST(Encoder, ClosesAnInterval) {
+  const struct {
+    _JPEG_MODE mode;
+    bool restart;
+    std::string stream;
+  } cases[] = {
+      // The difference 2: 011 10. Then 1010, the code of a block's end, where there are blocks.
+      {JPEG_MODE_LOSSLESS, true, "77FFD0"},
+      {JPEG_MODE_LOSSLESS, false, "77"},
+      {JPEG_MODE_BASELINE, true, "757FFFD0"},
+      {JPEG_MODE_BASELINE, false, "757F"},
+      // A run of two blocks of zeros: the table's only code, 0, and the lower bit of 2.
+      {JPEG_MODE_PROGRESSIVE, true, "3FFFD0"},
+      {JPEG_MODE_PROGRESSIVE, false, "3F"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.stream);
+    GuardedBuffer buffer(16);
+    EncoderJob job = grayJob(flatPicture({16, 8}, 0, 0, 0));
+    job.mode = c.mode;
+    job.restartInterval = 9;
+    CJPEGEncoder e;
+    setUp(e, job, buffer.data());
+    ASSERT_EQ(e.Init(), 0);
+    ASSERT_EQ(e.huffman_state.Init(), 0);
+    const Ipp8u bits[16] = {1}, symbol = 0x10;
+    if (c.mode == JPEG_MODE_PROGRESSIVE) e.ac_tables[0].Init(0, 1, bits, &symbol);
+    const IppiEncodeHuffmanSpec *dc = e.dc_tables[0].spec, *ac = e.ac_tables[0].spec;
+    const Ipp16s block[64] = {2};
+    Ipp16s before = 0;
+    const auto code = [&](auto primitive, auto... arguments) {
+      EXPECT_EQ(primitive(block, buffer.data(), 16, &e.stream.position, arguments...,
+                          e.huffman_state.state, 0),
+                0);
+    };
+    if (c.mode == JPEG_MODE_LOSSLESS) code(ippiEncodeHuffmanOne_JPEG_16s1u_C1, dc);
+    if (c.mode == JPEG_MODE_BASELINE) code(ippiEncodeHuffman8x8_JPEG_16s1u_C1, &before, dc, ac);
+    for (int i = 0; i < 2 && c.mode == JPEG_MODE_PROGRESSIVE; ++i)
+      code(ippiEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1, 1, 63, 0, ac);
+
+    const int first = 0, ss = c.mode == JPEG_MODE_PROGRESSIVE ? 1 : 0;
+    e.restarts_to_go = 1;
+    e.components[0]->last_dc = 5;
+    EXPECT_EQ(c.restart ? e.ProcessRestart(&first, ss, 63, 0, 0)
+                        : e.TerminatePacket(&first, ss, 63, 0, 0),
+              0);
+    EXPECT_EQ(hexText({buffer.data(), buffer.data() + e.stream.position}), c.stream);
+    EXPECT_EQ(e.components[0]->last_dc, 0);
+    EXPECT_EQ(e.restarts_to_go, c.restart ? 9 : 1);
+    EXPECT_EQ(e.TerminatePacket(&first, ss, 63, 0, 0), 0);
+    EXPECT_EQ(static_cast<std::size_t>(e.stream.position), c.stream.size() / 2);
+  }
+}
+
+// In a pass for statistics a run that waits is counted: of four to seven blocks, 0x20.
+TEST(Encoder, CountsWhatAnIntervalLeaves) {
   EncoderJob job = grayJob(flatPicture({8, 8}, 0, 0, 0));
-  job.mode = JPEG_MODE_LOSSLESS;
+  job.mode = JPEG_MODE_PROGRESSIVE;
+  job.restartInterval = 9;
   CJPEGEncoder e;
-  setUp(e, job, buffer.data());
+  setUp(e, job, nullptr);
   ASSERT_EQ(e.Init(), 0);
   ASSERT_EQ(e.huffman_state.Init(), 0);
-  const Ipp16s difference = 2;
-  EXPECT_EQ(ippiEncodeHuffmanOne_JPEG_16s1u_C1(&difference, buffer.data(), 8, &e.stream.position,
-                                               e.dc_tables[0].spec, e.huffman_state.state, 0),
-            0);
-  EXPECT_EQ(e.ProcessRestart(nullptr, 0, 0, 0, 0), 0);
-  EXPECT_EQ(hexText(buffer.content()), "77FFD0A5A5A5A5A5");
+  const Ipp16s block[64] = {};
+  int counts[2][256] = {}, expected[2][256] = {};
+  expected[0][0x20] = 1;
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(ippiGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(block, counts[0], 1, 63, 0,
+                                                              e.huffman_state.state, 0),
+              0);
+  }
+  for (int i = 0; i < 2; ++i) {
+    const int first = 0;
+    e.components[0]->last_dc = 5;
+    e.restarts_to_go = 0;
+    EXPECT_EQ(e.ProcessRestart(counts, &first, 1, 63, 0, 0), 0);
+    EXPECT_EQ(std::memcmp(counts, expected, sizeof counts), 0);
+    EXPECT_EQ(e.components[0]->last_dc, 0);
+    EXPECT_EQ(e.restarts_to_go, 9);
+  }
 }
 
 // Any order of modes on one object gives the streams that fresh objects give, after buffers that
