@@ -36,7 +36,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     file(GLOB examples ${CPACK_QRX_SOURCE}/docs/examples/*.c ${CPACK_QRX_SOURCE}/docs/examples/*.cpp
          ${CPACK_QRX_SOURCE}/docs/examples/*.py)
     file(COPY ${CPACK_QRX_SOURCE}/README.md ${CPACK_QRX_SOURCE}/SECURITY.md
-         DESTINATION ${documents})
+         ${CPACK_QRX_SOURCE}/CONTRIBUTING.md DESTINATION ${documents})
     file(COPY ${pages} DESTINATION ${documents}/docs)
     file(COPY ${examples} DESTINATION ${documents}/docs/examples)
   elseif(component STREQUAL "tools")
