@@ -7,12 +7,12 @@ _qrx_jpeg() {
     info) words=' --help -h --version -V --json --strict' ;;
     psnr) words=' --help -h --version -V --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --library --slot' ;;
     scene) words=' --help -h --version -V --frames --first --size --format' ;;
-    packets) words=' --help -h --version -V --output -o --jobs --no-clobber --force --join --quality -q --sampling --window --index --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --quiet --verbose -v --library --slot' ;;
+    packets) words=' --help -h --version -V --output -o --jobs --no-clobber --force --join --pcap --quality -q --sampling --window --index --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --quiet --verbose -v --library --slot' ;;
     unpack) words=' --help -h --version -V --output -o --jobs --no-clobber --force --loss --burst --reorder --seed --tint --after --max-pixels --max-memory --max-scans --format --json --strict --quiet --verbose -v --library --slot' ;;
     inspect) words=' --help -h --version -V --json --strict --library --slot' ;;
-    serve) words=' --help -h --version -V --listen --key --size --pixels --no-orient --max-pixels --max-memory --max-scans --fps --frames --wait --tile --quality -q --sampling --json --library --slot' ;;
-    view) words=' --help -h --version -V --connect --key --threads --snapshot --after --repaired --headless --timeout --wait --tint --json --library --slot' ;;
-    relay) words=' --help -h --version -V --listen --to --loss --burst --reorder --seed --duplicate --corrupt --delay --json' ;;
+    serve) words=' --help -h --version -V --listen --key --size --pixels --no-orient --max-pixels --max-memory --max-scans --fps --frames --rate --changing --wait --tile --quality -q --sampling --json --library --slot' ;;
+    view) words=' --help -h --version -V --connect --key --threads --snapshot --after --repaired --headless --timeout --wait --tint --max-pixels --max-memory --json --library --slot' ;;
+    relay) words=' --help -h --version -V --listen --to --loss --burst --reorder --seed --duplicate --corrupt --delay --rate --json' ;;
     bench) words=' --help -h --version -V --quality -q --sampling --threads --runs --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --library --slot' ;;
     version) words=' --help -h --version -V --json --library --slot' ;;
     help) words=' --help -h --version -V --man --completion' ;;
