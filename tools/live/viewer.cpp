@@ -93,8 +93,9 @@ void Viewer::tick(Clock::time_point now) {
 }
 
 Report Viewer::report() {
-  Report report{clockMicroseconds(),  bytes_, channel_.arrived(), channel_.lost(),
-                transit_.takeQueue(), 0};
+  Report report{clockMicroseconds(),  bytes_,
+                channel_.arrived(),   channel_.lost(),
+                transit_.takeQueue(), static_cast<std::uint32_t>(std::exchange(waited_, 0))};
   const std::lock_guard lock(mutex_);
   if (!queue_.empty()) {
     report.backlogMicroseconds = static_cast<std::uint32_t>(report.time - queue_.front().came);
@@ -110,7 +111,7 @@ void Viewer::ask() {
 }
 
 void Viewer::take(UdpSocket::Datagram& datagram) {
-  const std::uint64_t came = clockMicroseconds();
+  const std::uint64_t came = clockMicroseconds() - datagram.waited;
   const std::size_t size = datagram.bytes.size();
   EnvelopeHead head;
   Arrival arrival = openEnvelope(options_.key, datagram.bytes, head);
@@ -125,7 +126,8 @@ void Viewer::take(UdpSocket::Datagram& datagram) {
   if (!loose) {
     heard_ = Clock::now();
     bytes_ += size;
-    window_.add(size, heard_);
+    waited_ = datagram.waited;
+    window_.add(size, heard_ - std::chrono::microseconds(waited_));
     transit_.add(head.sent, came);
     if (state_ != ViewerState::kServed && state_ != ViewerState::kRefused && !closed_) {
       enter(ViewerState::kServed, "connected to " + options_.server.text());

@@ -94,7 +94,8 @@ class Viewer {
   std::uint64_t leastTrip_ = UINT64_MAX;
   TransitMeter transit_;
   RateWindow window_;
-  std::uint64_t bytes_ = 0;                           // of the session's datagrams
+  std::uint64_t bytes_ = 0;   // of the session's datagrams
+  std::uint64_t waited_ = 0;  // microseconds that the latest one stood in the system's buffer
   std::uint64_t arrivedBefore_ = 0, lostBefore_ = 0;  // in earlier sessions
 
   mutable std::mutex mutex_;
