@@ -153,6 +153,7 @@ complete -c qrx-jpeg -n __fish_use_subcommand -f -a view -d 'Show a served windo
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from view' -l help -s h -d 'Print this help message and exit'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from view' -l version -s V -d 'Print the version and exit'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from view' -l connect -r -d 'The server, or a relay before it'
+complete -c qrx-jpeg -n '__fish_seen_subcommand_from view' -l listen -r -d 'Nobody is asked, show what is sent to this address, as qrxpay of GStreamer does'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from view' -l key -r -d 'A secret file that both ends have, it tells who is who, and hides nothing'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from view' -l threads -r -d 'Threads that decode'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from view' -l snapshot -r -d 'Without a window, save the picture as it stands after --after frames, holes and all, and end'

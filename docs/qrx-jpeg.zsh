@@ -231,6 +231,7 @@ case $words[2] in
         '--version:Print the version and exit'
         '-V:Print the version and exit'
         '--connect:The server, or a relay before it'
+        '--listen:Nobody is asked, show what is sent to this address, as qrxpay of GStreamer does'
         '--key:A secret file that both ends have, it tells who is who, and hides nothing'
         '--threads:Threads that decode'
         '--snapshot:Without a window, save the picture as it stands after --after frames, holes and all, and end'

@@ -20,6 +20,7 @@ using Clock = std::chrono::steady_clock;
 
 struct ViewOptions {
   std::string server = "127.0.0.1:5600";
+  std::string listen;
   std::string key;
   int threads = 2;
   std::string snapshot, repaired;
@@ -48,6 +49,10 @@ void waitForServer(const Viewer& viewer, const ViewOptions& options) {
     if (state == ViewerState::kBusy) throw Error(viewer.lastNotice() + ": try again later");
     if (state != ViewerState::kAsking) return;
     if (Clock::now() >= deadline) {
+      if (!options.listen.empty()) {
+        throw Error("nothing came to " + options.listen +
+                    ": does anything send there, and has it the same --key?");
+      }
       throw Error("no answer from " + options.server +
                   ": is a server running there, and has it the same --key?");
     }
@@ -152,7 +157,14 @@ int runView(const ViewOptions& options) {
   }
   if (options.onScreen()) requireDisplay();
   ViewerOptions viewing;
-  viewing.server = Endpoint::parse(options.server);
+  viewing.listens = !options.listen.empty();
+  viewing.server = Endpoint::parse(viewing.listens ? options.listen : options.server);
+  if (viewing.listens && options.key.empty() && !viewing.server.isLoopback()) {
+    throw Error(options.listen +
+                    ": anyone could send there, and nothing tells who it is: give --key FILE, or "
+                    "listen on 127.0.0.1 or [::1]",
+                kUsage);
+  }
   if (!options.key.empty()) viewing.key = readKey(options.key);
   viewing.decoders = options.threads;
   viewing.limits = options.limits;
@@ -186,6 +198,11 @@ int runView(const ViewOptions& options) {
 void define(CLI::App& command, ViewOptions& options) {
   command.add_option("--connect", options.server, "The server, or a relay before it")
       ->capture_default_str()
+      ->type_name("HOST:PORT");
+  command
+      .add_option("--listen", options.listen,
+                  "Nobody is asked: show what is sent to this address, as qrxpay of GStreamer does")
+      ->excludes("--connect")
       ->type_name("HOST:PORT");
   addKeyOption(command, options.key);
   command.add_option("--threads", options.threads, "Threads that decode")

@@ -163,13 +163,38 @@ bool FrameAssembler::copyCell(const Placement& placement, int mcu, const std::ui
     std::uint8_t* to = picture_.row(box.top + y) + (box.left + cell.left) * 4;
     std::uint32_t* stamp =
         stamps_.data() + std::ptrdiff_t{box.top + y} * picture_.size.width + box.left + cell.left;
-    for (int x = 0; x < cell.width(); ++x, ++stamp, from += 4, to += 4) {
-      if (*stamp > placement.index) continue;
-      if (*stamp == 0) ++stamped_;
-      *stamp = placement.index;
-      std::memcpy(to, from, 3);
-      written = true;
-    }
+    written |= copyRow({stamp, static_cast<std::size_t>(cell.width())}, placement.index, from, to);
+  }
+  return written;
+}
+
+// Pixels with a later stamp stay. False where all do.
+bool FrameAssembler::copyRow(std::span<std::uint32_t> stamps, std::uint32_t index,
+                             const std::uint8_t* from, std::uint8_t* to) {
+  constexpr std::uint32_t kOpaque = 0xFF000000;  // as the picture's fourth bytes are
+  std::uint32_t latest = 0, fresh = 0;
+  for (const std::uint32_t stamp : stamps) {
+    latest = std::max(latest, stamp);
+    fresh += stamp == 0 ? 1 : 0;
+  }
+  stamped_ += fresh;
+  const auto copy = [&](std::size_t x) {
+    std::uint32_t pixel;
+    std::memcpy(&pixel, from + 4 * x, sizeof pixel);
+    pixel |= kOpaque;
+    std::memcpy(to + 4 * x, &pixel, sizeof pixel);
+  };
+  if (latest <= index) {  // nearly always, and a compiler does several at a time
+    for (std::size_t x = 0; x < stamps.size(); ++x) copy(x);
+    std::fill(stamps.begin(), stamps.end(), index);
+    return !stamps.empty();
+  }
+  bool written = false;
+  for (std::size_t x = 0; x < stamps.size(); ++x) {
+    if (stamps[x] > index) continue;
+    copy(x);
+    stamps[x] = index;
+    written = true;
   }
   return written;
 }

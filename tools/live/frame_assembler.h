@@ -8,6 +8,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "qrx/codec.h"
@@ -110,6 +111,8 @@ class FrameAssembler {
   Verdict place(const Placement& placement, const std::vector<std::uint8_t>& staging);
   // False where newer pixels stand everywhere.
   bool copyCell(const Placement& placement, int mcu, const std::uint8_t* staging);
+  bool copyRow(std::span<std::uint32_t> stamps, std::uint32_t index, const std::uint8_t* from,
+               std::uint8_t* to);
   void reset(const FrameInfo& info);
   void expectUpTo(std::uint32_t index, Clock::time_point now);
   void forgetOld();

@@ -88,8 +88,8 @@ void Server::drop(int& number, std::int64_t frames) {
 bool Server::isBehind(Clock::time_point now) const {
   if (!client_->report || now - client_->reported > kOldReport) return false;
   const Report& report = *client_->report;
-  return std::chrono::microseconds(std::uint64_t{report.queueMicroseconds} +
-                                   report.backlogMicroseconds) > period_;
+  const std::uint64_t lag = std::uint64_t{report.queueMicroseconds} + report.backlogMicroseconds;
+  return std::chrono::microseconds(lag) > period_ / 2;
 }
 
 WindowSender::Allowance Server::allowance(Clock::time_point now) {

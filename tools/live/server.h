@@ -1,6 +1,6 @@
 // Serves one viewer at a time: frames at a steady rate, packets paced over the frame's time. A
 // frame whose time is over before its turn comes is left out, and so is one that would come to a
-// viewer that is more than a frame behind.
+// viewer that is more than half a frame's time behind.
 #ifndef QRX_TOOLS_LIVE_SERVER_H_
 #define QRX_TOOLS_LIVE_SERVER_H_
 

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 
 #include "tools/support/error.h"
 
@@ -64,6 +65,16 @@ Endpoint fromSystem(const SystemAddress& address) {
   return endpoint;
 }
 
+// Of the system's clock, which somebody may set: what cannot be is 0.
+std::uint64_t microsecondsSince(const timespec& then) {
+  constexpr std::int64_t kMost = 10000000;
+  timespec now;
+  clock_gettime(CLOCK_REALTIME, &now);
+  const std::int64_t passed = (std::int64_t{now.tv_sec} - then.tv_sec) * 1000000 +
+                              (std::int64_t{now.tv_nsec} - then.tv_nsec) / 1000;
+  return passed > 0 && passed < kMost ? static_cast<std::uint64_t>(passed) : 0;
+}
+
 [[noreturn]] void failToBind(const Endpoint& endpoint, int error) {
   const std::string text = endpoint.text() + ": ";
   if (error == EADDRINUSE) {
@@ -75,7 +86,8 @@ Endpoint fromSystem(const SystemAddress& address) {
 }  // namespace
 
 UdpSocket::UdpSocket(const Endpoint& endpoint, int room)
-    : fd_(socket(endpoint.isV6 ? AF_INET6 : AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    : room_(kLongestDatagram),
+      fd_(socket(endpoint.isV6 ? AF_INET6 : AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
   SystemAddress address = toSystem(endpoint);
   if (fd_ < 0 || bind(fd_, address.get(), address.length) != 0) {
     const int error = errno;
@@ -87,6 +99,7 @@ UdpSocket::UdpSocket(const Endpoint& endpoint, int room)
   setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &kMostRoom, sizeof kMostRoom);
   constexpr int kOn = 1;
   setsockopt(fd_, SOL_SOCKET, SO_RXQ_OVFL, &kOn, sizeof kOn);
+  setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPNS, &kOn, sizeof kOn);
 }
 
 UdpSocket::~UdpSocket() { close(fd_); }
@@ -106,10 +119,9 @@ std::optional<UdpSocket::Datagram> UdpSocket::receive(int timeoutMs) {
   pollfd waiting{fd_, POLLIN, 0};
   if (poll(&waiting, 1, timeoutMs) <= 0) return std::nullopt;
   Datagram datagram;
-  datagram.bytes.resize(kLongestDatagram);
   SystemAddress from;
-  iovec part{datagram.bytes.data(), datagram.bytes.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof dropped_)];
+  iovec part{room_.data(), room_.size()};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof dropped_) + CMSG_SPACE(sizeof(timespec))];
   msghdr message{};
   message.msg_name = from.get();
   message.msg_namelen = from.length;
@@ -123,8 +135,13 @@ std::optional<UdpSocket::Datagram> UdpSocket::receive(int timeoutMs) {
     if (at->cmsg_level == SOL_SOCKET && at->cmsg_type == SO_RXQ_OVFL) {
       std::memcpy(&dropped_, CMSG_DATA(at), sizeof dropped_);
     }
+    if (at->cmsg_level == SOL_SOCKET && at->cmsg_type == SCM_TIMESTAMPNS) {
+      timespec came;
+      std::memcpy(&came, CMSG_DATA(at), sizeof came);
+      datagram.waited = microsecondsSince(came);
+    }
   }
-  datagram.bytes.resize(static_cast<std::size_t>(size));
+  datagram.bytes.assign(room_.begin(), room_.begin() + size);
   datagram.from = fromSystem(from);
   return datagram;
 }

@@ -28,6 +28,7 @@ class UdpSocket {
   struct Datagram {
     Packet bytes;
     Endpoint from;
+    std::uint64_t waited = 0;  // microseconds in the system's buffer, where that tells
   };
   // Waits so long at most; 0 looks and returns.
   std::optional<Datagram> receive(int timeoutMs);
@@ -35,6 +36,7 @@ class UdpSocket {
   std::uint32_t dropped() const { return dropped_; }
 
  private:
+  Packet room_;  // for the longest datagram
   int fd_;
   std::uint32_t dropped_ = 0;
 };

@@ -20,7 +20,7 @@ constexpr std::size_t kLongestQueue = 8192;  // beyond this, packets are as good
 
 Viewer::Viewer(codec::Decompressor& decompressor, const ViewerOptions& options)
     : options_(options),
-      socket_(Endpoint::toReach(options.server), options.room),
+      socket_(options.listens ? options.server : Endpoint::toReach(options.server), options.room),
       assembler_(decompressor, options.limits) {
   threads_.emplace_back([this](const std::stop_token& stop) { receive(stop); });
   for (int i = 0; i < options.decoders; ++i) {
@@ -58,7 +58,7 @@ void Viewer::receive(const std::stop_token& stop) {
     // The time that this machine slept is nobody's silence.
     const auto took = Clock::now() - before;
     if (took > kAsleep) heard_ += took;
-    if (datagram && datagram->from == options_.server) take(*datagram);
+    if (datagram && (options_.listens || datagram->from == options_.server)) take(*datagram);
     refuseIfAsked();
     countLink();
   }
@@ -69,9 +69,11 @@ void Viewer::receive(const std::stop_token& stop) {
 void Viewer::tick(Clock::time_point now) {
   const std::string server = options_.server.text();
   if (state_ == ViewerState::kServed && now - heard_ > kServerSilent) {
-    enter(ViewerState::kSilent, "the server at " + server + " fell silent; asking on");
+    enter(ViewerState::kSilent,
+          options_.listens ? "the sender to " + server + " fell silent; listening on"
+                           : "the server at " + server + " fell silent; asking on");
   }
-  if (state_ == ViewerState::kRefused) return;
+  if (state_ == ViewerState::kRefused || options_.listens) return;
   if (state_ != ViewerState::kServed && now >= askDue_) {
     askDue_ = now + kAskEvery;
     ask();
@@ -93,8 +95,9 @@ void Viewer::tick(Clock::time_point now) {
 }
 
 Report Viewer::report() {
-  Report report{clockMicroseconds(),  bytes_, channel_.arrived(), channel_.lost(),
-                transit_.takeQueue(), 0};
+  Report report{clockMicroseconds(),  bytes_,
+                channel_.arrived(),   channel_.lost(),
+                transit_.takeQueue(), static_cast<std::uint32_t>(std::exchange(waited_, 0))};
   const std::lock_guard lock(mutex_);
   if (!queue_.empty()) {
     report.backlogMicroseconds = static_cast<std::uint32_t>(report.time - queue_.front().came);
@@ -110,12 +113,13 @@ void Viewer::ask() {
 }
 
 void Viewer::take(UdpSocket::Datagram& datagram) {
-  const std::uint64_t came = clockMicroseconds();
+  const std::uint64_t came = clockMicroseconds() - datagram.waited;
   const std::size_t size = datagram.bytes.size();
   EnvelopeHead head;
   Arrival arrival = openEnvelope(options_.key, datagram.bytes, head);
   const bool loose =
       arrival == Arrival::kFresh && head.session == 0 && head.kind == PayloadKind::kFromServer;
+  if (arrival == Arrival::kFresh && options_.listens) beginOneWay(head);
   if (arrival == Arrival::kFresh && !loose) arrival = channel_.admit(head);
   {
     const std::lock_guard lock(mutex_);
@@ -125,10 +129,12 @@ void Viewer::take(UdpSocket::Datagram& datagram) {
   if (!loose) {
     heard_ = Clock::now();
     bytes_ += size;
-    window_.add(size, heard_);
+    waited_ = datagram.waited;
+    window_.add(size, heard_ - std::chrono::microseconds(waited_));
     transit_.add(head.sent, came);
     if (state_ != ViewerState::kServed && state_ != ViewerState::kRefused && !closed_) {
-      enter(ViewerState::kServed, "connected to " + options_.server.text());
+      enter(ViewerState::kServed, options_.listens ? "a sender came"
+                                                   : "connected to " + options_.server.text());
     }
   }
   if (!loose && head.kind == PayloadKind::kPacket) {
@@ -153,20 +159,29 @@ void Viewer::takeWelcome(const Welcome& welcome) {
   }
   if (welcome.session == offered_ && welcome.session == channel_.session()) return;
   offered_ = welcome.session;
+  if (channel_.session() != 0) enter(state_, "a new session: the server was started again");
+  begin(offered_);
+  tickets_.clear();
+  ask();  // brings the number back
+}
+
+// A sender that nobody asked is heard once the one before it has ended or fallen silent.
+void Viewer::beginOneWay(const EnvelopeHead& head) {
+  const bool free = channel_.session() == 0 || closed_ || Clock::now() - heard_ > kServerSilent;
+  const bool fromServer = head.kind != PayloadKind::kFromViewer && head.session != 0;
+  if (free && fromServer && head.session != channel_.session()) begin(head.session);
+}
+
+void Viewer::begin(std::uint64_t session) {
   arrivedBefore_ += channel_.arrived();
   lostBefore_ += channel_.lost();
-  if (channel_.session() != 0) enter(state_, "a new session: the server was started again");
   closed_ = false;
-  channel_ = Channel(options_.key, PayloadKind::kFromViewer, offered_);
+  channel_ = Channel(options_.key, PayloadKind::kFromViewer, session);
   leastTrip_ = UINT64_MAX;
   transit_ = {};
   bytes_ = 0;
-  {
-    const std::lock_guard lock(mutex_);
-    ++link_.sessions;
-  }
-  tickets_.clear();
-  ask();  // brings the number back
+  const std::lock_guard lock(mutex_);
+  ++link_.sessions;
 }
 
 void Viewer::takeControl(ControlMessage message, const EnvelopeHead& head) {
@@ -177,9 +192,11 @@ void Viewer::takeControl(ControlMessage message, const EnvelopeHead& head) {
   }
   closed_ = true;
   offered_ = 0;
-  tell(Bye{});
+  if (!options_.listens) tell(Bye{});
   if (state_ != ViewerState::kEnded) {
-    enter(ViewerState::kEnded, "the server at " + options_.server.text() + " has ended");
+    enter(ViewerState::kEnded, options_.listens ? "the sender has ended"
+                                              : "the server at " + options_.server.text() +
+                                                    " has ended");
   }
 }
 
@@ -242,7 +259,7 @@ void Viewer::enter(ViewerState state, const std::string& text) {
 
 // The answer tells how many datagrams the server has sent in all.
 void Viewer::sayGoodbye() {
-  if (channel_.session() == 0 || closed_) return;
+  if (channel_.session() == 0 || closed_ || options_.listens) return;
   const Clock::time_point end = Clock::now() + milliseconds(500);
   Clock::time_point due{};
   options_.notice = [](const std::string&) {};

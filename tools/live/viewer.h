@@ -24,6 +24,9 @@ namespace qrx::tool {
 
 struct ViewerOptions {
   Endpoint server;
+  // Nobody is asked: `server` is an address of this machine, and whoever sends there is shown, one
+  // sender at a time.
+  bool listens = false;
   Key key = publicKey();
   Limits limits;  // of the window
   int decoders = 2;
@@ -60,6 +63,8 @@ class Viewer {
   void receive(const std::stop_token& stop);
   void tick(Clock::time_point now);
   Report report();
+  void beginOneWay(const EnvelopeHead& head);
+  void begin(std::uint64_t session);
   void ask();
   void take(UdpSocket::Datagram& datagram);
   void takeWelcome(const Welcome& welcome);
@@ -94,7 +99,8 @@ class Viewer {
   std::uint64_t leastTrip_ = UINT64_MAX;
   TransitMeter transit_;
   RateWindow window_;
-  std::uint64_t bytes_ = 0;                           // of the session's datagrams
+  std::uint64_t bytes_ = 0;   // of the session's datagrams
+  std::uint64_t waited_ = 0;  // microseconds that the latest one stood in the system's buffer
   std::uint64_t arrivedBefore_ = 0, lostBefore_ = 0;  // in earlier sessions
 
   mutable std::mutex mutex_;
