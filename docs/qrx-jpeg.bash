@@ -10,7 +10,7 @@ _qrx_jpeg() {
     packets) words=' --help -h --version -V --output -o --jobs --no-clobber --force --join --pcap --quality -q --sampling --window --index --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --quiet --verbose -v --library --slot' ;;
     unpack) words=' --help -h --version -V --output -o --jobs --no-clobber --force --loss --burst --reorder --seed --tint --after --max-pixels --max-memory --max-scans --format --json --strict --quiet --verbose -v --library --slot' ;;
     inspect) words=' --help -h --version -V --json --strict --library --slot' ;;
-    serve) words=' --help -h --version -V --listen --key --size --pixels --no-orient --max-pixels --max-memory --max-scans --fps --frames --rate --changing --wait --tile --quality -q --sampling --json --library --slot' ;;
+    serve) words=' --help -h --version -V --listen --to --key --size --pixels --no-orient --max-pixels --max-memory --max-scans --fps --frames --rate --changing --wait --tile --quality -q --sampling --json --library --slot' ;;
     view) words=' --help -h --version -V --connect --listen --key --threads --snapshot --after --repaired --headless --timeout --wait --tint --max-pixels --max-memory --json --library --slot' ;;
     relay) words=' --help -h --version -V --listen --to --loss --burst --reorder --seed --duplicate --corrupt --delay --rate --json' ;;
     bench) words=' --help -h --version -V --quality -q --sampling --threads --runs --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --library --slot' ;;

@@ -131,6 +131,7 @@ complete -c qrx-jpeg -n __fish_use_subcommand -f -a serve -d 'Serve a live windo
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from serve' -l help -s h -d 'Print this help message and exit'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from serve' -l version -s V -d 'Print the version and exit'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from serve' -l listen -r -d 'Address and port'
+complete -c qrx-jpeg -n '__fish_seen_subcommand_from serve' -l to -r -d 'Ask nobody and listen to nobody, send to this address, all of it again every two seconds'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from serve' -l key -r -d 'A secret file that both ends have, it tells who is who, and hides nothing'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from serve' -l size -r -d 'Width and height in pixels'
 complete -c qrx-jpeg -n '__fish_seen_subcommand_from serve' -l pixels -r -d 'Bytes of a raw pixel (default, gray, rgb or rgba by the files length)'

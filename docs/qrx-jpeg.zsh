@@ -203,6 +203,7 @@ case $words[2] in
         '--version:Print the version and exit'
         '-V:Print the version and exit'
         '--listen:Address and port'
+        '--to:Ask nobody and listen to nobody, send to this address, all of it again every two seconds'
         '--key:A secret file that both ends have, it tells who is who, and hides nothing'
         '--size:Width and height in pixels'
         '--pixels:Bytes of a raw pixel (default, gray, rgb or rgba by the files length)'

@@ -20,7 +20,9 @@ struct QrxDepay {
   GstElement element;
   GstPad* sink;
   GstPad* source;
-  FrameReceiver::Settings settings;  // guarded by the object's lock
+  // Guarded by the object's lock.
+  FrameReceiver::Settings settings;
+  gchar* key;  // path, or null
   // Of the streaming thread.
   std::unique_ptr<FrameReceiver> receiver;
   GstVideoInfo info;  // of what goes out; width 0 before that is agreed on
@@ -32,7 +34,7 @@ struct QrxDepayClass {
   GstElementClass parent;
 };
 
-enum Property { kEnvelope = 1, kMaxPixels };
+enum Property { kEnvelope = 1, kMaxPixels, kKey };
 
 GstStaticPadTemplate sinkTemplate =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(QRX_PACKET_CAPS));
@@ -75,7 +77,13 @@ bool chooseFormat(QrxDepay* self) {
   gst_caps_unref(allowed);
   if (!found) return false;
   self->info.width = self->info.height = 0;
-  self->receiver = std::make_unique<FrameReceiver>(qrx::gst::formatOf(self->info));
+  try {
+    self->receiver =
+        std::make_unique<FrameReceiver>(qrx::gst::formatOf(self->info), qrx::gst::keyIn(self->key));
+  } catch (const std::exception& error) {
+    GST_ELEMENT_ERROR(self, RESOURCE, OPEN_READ, (nullptr), ("%s", error.what()));
+    return false;
+  }
   return true;
 }
 
@@ -185,16 +193,22 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
   switch (id) {
     case kEnvelope: self->settings.envelope = g_value_get_boolean(value) != FALSE; break;
     case kMaxPixels: self->settings.mostPixels = g_value_get_uint64(value); break;
+    case kKey:
+      g_free(self->key);
+      self->key = g_value_dup_string(value);
+      break;
     default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
   }
   GST_OBJECT_UNLOCK(self);
 }
 
 void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
-  const auto settings = settingsOf(reinterpret_cast<QrxDepay*>(object));
+  auto* const self = reinterpret_cast<QrxDepay*>(object);
+  const auto settings = settingsOf(self);
   switch (id) {
     case kEnvelope: g_value_set_boolean(value, settings.envelope); break;
     case kMaxPixels: g_value_set_uint64(value, settings.mostPixels); break;
+    case kKey: g_value_set_string(value, self->key); break;
     default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
   }
 }
@@ -216,6 +230,7 @@ void finalise(GObject* object) {
   auto* const self = reinterpret_cast<QrxDepay*>(object);
   forget(self);
   self->receiver.~unique_ptr();
+  g_free(self->key);
   G_OBJECT_CLASS(qrx_depay_parent_class)->finalize(object);
 }
 
@@ -236,6 +251,11 @@ void qrx_depay_class_init(QrxDepayClass* type) {
       g_param_spec_uint64("max-pixels", "Largest frame",
                           "Pixels of the largest frame that memory is taken for", 1, G_MAXUINT32,
                           s.mostPixels, flags));
+  g_object_class_install_property(
+      object, kKey,
+      g_param_spec_string("key", "Key",
+                          "A secret file that both ends have, as qrx-jpeg takes with --key",
+                          nullptr, flags));
   GstElementClass* const element = GST_ELEMENT_CLASS(type);
   element->change_state = changeState;
   gst_element_class_add_static_pad_template(element, &sinkTemplate);

@@ -77,13 +77,13 @@ bool FrameReceiver::takeBare(std::span<const std::uint8_t> packet, const Setting
 bool FrameReceiver::takeEnvelope(std::span<const std::uint8_t> datagram, const Settings& settings) {
   tool::Packet bytes(datagram.begin(), datagram.end());
   tool::EnvelopeHead head;
-  const tool::Arrival sound = tool::openEnvelope(tool::publicKey(), bytes, head);
+  const tool::Arrival sound = tool::openEnvelope(key_, bytes, head);
   if (sound != tool::Arrival::kFresh) return refuse(fateOf(sound));
   const std::uint64_t now = tool::clockMicroseconds();
   const bool mayBegin = channel_.session() == 0 || now - heard_ > kSilence || closed_;
   if (mayBegin && head.session != 0 && head.session != channel_.session()) {
     lostBefore_ += channel_.lost();
-    channel_ = tool::Channel(tool::publicKey(), tool::PayloadKind::kFromViewer, head.session);
+    channel_ = tool::Channel(key_, tool::PayloadKind::kFromViewer, head.session);
     closed_ = false;
   }
   const tool::Arrival arrival = channel_.admit(head);
@@ -111,9 +111,11 @@ bool FrameReceiver::hear(std::span<const std::uint8_t> payload, const Settings& 
     session_ = info->session;
     if (!makeRoom(info->width, info->height, settings)) return false;
   }
-  // The window is described at the start too, under the number of the frame before.
-  if (!anything_ || info->frame <= frame_) return false;
+  // The window is described at the start too, under the number of the frame before; and the same
+  // frame may come again, sharper.
+  if (!anything_ || info->frame < frame_ || (info->frame == frame_ && !changed_)) return false;
   frame_ = info->frame;
+  changed_ = false;
   return true;
 }
 
@@ -127,7 +129,7 @@ bool FrameReceiver::makeRoom(std::uint32_t width, std::uint32_t height, const Se
     for (std::size_t i = 3; i < pixels_.size(); i += 4) pixels_[i] = 255;
   }
   newest_.clear();
-  anything_ = shown_ = false;
+  anything_ = changed_ = shown_ = false;
   frame_ = bareIndex_ = -1;
   return true;
 }
@@ -154,7 +156,7 @@ bool FrameReceiver::decode(std::span<const std::uint8_t> packet, const qrxc_pack
                          nullptr) < QRXC_DONE) {
     return refuse(Fate::kNotAPacket);
   }
-  anything_ = true;
+  anything_ = changed_ = true;
   return true;
 }
 

@@ -45,7 +45,7 @@ class FrameReceiver {
   };
 
   // `format` has three or four bytes; the fourth is 255.
-  explicit FrameReceiver(qrxc_format format) : format_(format) {}
+  FrameReceiver(qrxc_format format, const tool::Key& key) : format_(format), key_(key) {}
 
   // True where a frame is over: picture() is to be shown before the next datagram is given.
   bool take(std::span<const std::uint8_t> datagram, const Settings& settings);
@@ -70,6 +70,7 @@ class FrameReceiver {
   std::size_t pixelSize() const { return format_ == QRXC_RGB || format_ == QRXC_BGR ? 3 : 4; }
 
   const qrxc_format format_;
+  const tool::Key key_;
   host::Coder coder_;
   tool::Channel channel_;
   std::uint64_t heard_ = 0;       // microseconds, when the session was heard last
@@ -80,6 +81,7 @@ class FrameReceiver {
   std::vector<std::uint8_t> pixels_;
   // The latest index of each rectangle, by its left and upper edge.
   std::map<std::pair<std::uint32_t, std::uint32_t>, std::int64_t> newest_;
+  bool changed_ = false;         // since the last frame was over
   bool anything_ = false;        // was decoded of this session
   std::int64_t frame_ = -1;      // the latest that was over
   std::int64_t bareIndex_ = -1;  // without envelopes: the frame that is coming in,

@@ -28,8 +28,8 @@ std::uint32_t microsecondsSince(std::uint64_t start) {
 
 }  // namespace
 
-FrameSender::FrameSender()
-    : channel_(tool::publicKey(), tool::PayloadKind::kFromServer, sessionNumber()) {}
+FrameSender::FrameSender(const tool::Key& key)
+    : channel_(key, tool::PayloadKind::kFromServer, sessionNumber()) {}
 
 void FrameSender::start(std::uint32_t width, std::uint32_t height, qrxc_format format) {
   if (width < 1 || height < 1 || width > kLongestSide || height > kLongestSide) {

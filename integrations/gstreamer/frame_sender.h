@@ -30,7 +30,7 @@ class FrameSender {
   // Takes each datagram while it is there.
   using Take = std::function<void(host::Bytes datagram)>;
 
-  FrameSender();
+  explicit FrameSender(const tool::Key& key);
 
   // Frames from now on are of 1 to 32767 pixels a side, in a format of three or four bytes. The
   // session goes on. Throws host::Error.

@@ -19,7 +19,9 @@ struct QrxPay {
   GstElement element;
   GstPad* sink;
   GstPad* source;
-  SenderSettings settings;  // guarded by the object's lock
+  // Guarded by the object's lock.
+  SenderSettings settings;
+  gchar* key;  // path, or null
   // Of the streaming thread.
   GstVideoInfo info;
   std::unique_ptr<FrameSender> sender;
@@ -30,7 +32,7 @@ struct QrxPayClass {
   GstElementClass parent;
 };
 
-enum Property { kQuality = 1, kSampling, kKeyframeInterval, kRepairInterval, kEnvelope };
+enum Property { kQuality = 1, kSampling, kKeyframeInterval, kRepairInterval, kEnvelope, kKey };
 
 GstStaticPadTemplate sinkTemplate =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(QRX_VIDEO_CAPS));
@@ -102,7 +104,9 @@ gboolean setCaps(QrxPay* self, GstCaps* caps) {
   GstVideoInfo info;
   if (!gst_video_info_from_caps(&info, caps)) return FALSE;
   try {
-    if (self->sender == nullptr) self->sender = std::make_unique<FrameSender>();
+    if (self->sender == nullptr) {
+      self->sender = std::make_unique<FrameSender>(qrx::gst::keyIn(self->key));
+    }
     self->sender->start(static_cast<std::uint32_t>(info.width),
                         static_cast<std::uint32_t>(info.height), qrx::gst::formatOf(info));
   } catch (const std::exception& error) {
@@ -156,19 +160,25 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
     case kKeyframeInterval: s.keyframeInterval = g_value_get_uint(value); break;
     case kRepairInterval: s.repairInterval = g_value_get_uint(value); break;
     case kEnvelope: s.envelope = g_value_get_boolean(value) != FALSE; break;
+    case kKey:
+      g_free(self->key);
+      self->key = g_value_dup_string(value);
+      break;
     default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
   }
   GST_OBJECT_UNLOCK(self);
 }
 
 void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
-  const SenderSettings s = settingsOf(reinterpret_cast<QrxPay*>(object));
+  auto* const self = reinterpret_cast<QrxPay*>(object);
+  const SenderSettings s = settingsOf(self);
   switch (id) {
     case kQuality: g_value_set_int(value, s.quality); break;
     case kSampling: g_value_set_enum(value, s.sampling); break;
     case kKeyframeInterval: g_value_set_uint(value, s.keyframeInterval); break;
     case kRepairInterval: g_value_set_uint(value, s.repairInterval); break;
     case kEnvelope: g_value_set_boolean(value, s.envelope); break;
+    case kKey: g_value_set_string(value, self->key); break;
     default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
   }
 }
@@ -185,6 +195,7 @@ GstStateChangeReturn changeState(GstElement* element, GstStateChange change) {
 void finalise(GObject* object) {
   auto* const self = reinterpret_cast<QrxPay*>(object);
   self->sender.~unique_ptr();
+  g_free(self->key);
   G_OBJECT_CLASS(qrx_pay_parent_class)->finalize(object);
 }
 
@@ -222,6 +233,11 @@ void qrx_pay_class_init(QrxPayClass* type) {
                            "Wrap packets as qrx-jpeg view --listen takes them; without, packets "
                            "are bare and every frame whole",
                            s.envelope, fixed));
+  g_object_class_install_property(
+      object, kKey,
+      g_param_spec_string("key", "Key",
+                          "A secret file that both ends have, as qrx-jpeg takes with --key",
+                          nullptr, fixed));
   GstElementClass* const element = GST_ELEMENT_CLASS(type);
   element->change_state = changeState;
   gst_element_class_add_static_pad_template(element, &sinkTemplate);

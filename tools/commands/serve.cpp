@@ -16,6 +16,7 @@ namespace {
 struct ServeOptions {
   std::vector<std::string> pictures;
   std::string listen = "127.0.0.1:5600";
+  std::string to;
   std::string key;
   Size size{1280, 720};
   bool sizeGiven = false;
@@ -98,6 +99,7 @@ void printReport(const ServerReport& report, bool json) {
 int runServe(const ServeOptions& options) {
   ServerOptions server;
   server.listen = Endpoint::parse(options.listen);
+  if (!options.to.empty()) server.to = Endpoint::parse(options.to);
   if (!options.key.empty()) server.key = readKey(options.key);
   server.notice = [](const std::string& text) {
     std::fprintf(stderr, "qrx-jpeg: %s\n", text.c_str());
@@ -117,7 +119,7 @@ int runServe(const ServeOptions& options) {
   const FrameSource source = makeSource(options, session, server.size);
   Server running(session.get().compressor(), source, server);
   // A message, so that scripts with port 0 learn the port while --json stays one object.
-  std::fprintf(stderr, "listening on %s\n", running.local().text().c_str());
+  if (!server.to) std::fprintf(stderr, "listening on %s\n", running.local().text().c_str());
   printReport(running.run(interruptFlag()), options.json);
   return kDone;
 }
@@ -128,6 +130,12 @@ void define(CLI::App& command, ServeOptions& options) {
                      "PAM, JPEG, or with --size or --pixels raw ones");
   command.add_option("--listen", options.listen, "Address and port; port 0 takes a free one")
       ->capture_default_str()
+      ->type_name("HOST:PORT");
+  command
+      .add_option("--to", options.to,
+                  "Ask nobody and listen to nobody: send to this address, all of it again every "
+                  "two seconds")
+      ->excludes("--listen")
       ->type_name("HOST:PORT");
   addKeyOption(command, options.key);
   addSizeOption(command, options.size);

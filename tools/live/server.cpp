@@ -11,15 +11,22 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kViewerSilent{1200}, kAsleep{300};
+constexpr milliseconds kViewerSilent{1200}, kAsleep{300}, kRepeatEvery{2000};
 constexpr milliseconds kOldReport{500};  // what it says holds no longer
 constexpr milliseconds kHoard{100};      // time that a rate may be saved up for
 constexpr double kPacedShare = 0.8;      // of a frame's time; the rest is for answers
 
 const ServerOptions& checked(const ServerOptions& options) {
-  if (options.key || options.listen.isLoopback()) return options;
+  const Endpoint& end = options.to ? *options.to : options.listen;
+  if (options.key || end.isLoopback()) return options;
+  if (options.to) {
+    throw Error(end.text() +
+                    ": nothing there could tell who sends: give --key FILE, or send to 127.0.0.1 "
+                    "or [::1]",
+                kUsage);
+  }
   throw Error(
-      options.listen.text() +
+      end.text() +
           ": other machines could connect, and nothing tells who they are: give --key FILE, "
           "or listen on 127.0.0.1 or [::1]",
       kUsage);
@@ -35,7 +42,7 @@ WindowSenderOptions withEnvelope(WindowSenderOptions options) {
 Server::Server(codec::Compressor& compressor, FrameSource source, const ServerOptions& options)
     : options_(checked(options)),
       key_(options.key ? *options.key : publicKey()),
-      socket_(options.listen),
+      socket_(options.to ? Endpoint::toReach(*options.to) : options.listen),
       source_(std::move(source)),
       sender_(compressor, options.size, withEnvelope(options.sender)),
       period_(std::chrono::duration_cast<Clock::duration>(
@@ -45,8 +52,12 @@ ServerReport Server::run(const std::atomic<bool>& stop) {
   alone_ = Clock::now();
   int number = 0;
   Clock::time_point due = Clock::now();  // of the frame
+  if (options_.to) begin(*options_.to, 0, randomNumber());
   while (!stop) {
-    if (client_ && Clock::now() - client_->heard > kViewerSilent) part("fell silent");
+    if (options_.to && !repeat(number)) break;
+    if (!options_.to && client_ && Clock::now() - client_->heard > kViewerSilent) {
+      part("fell silent");
+    }
     if (!client_) {
       if (report_.viewers > 0 && options_.frames > 0) break;
       const std::chrono::duration<double> alone = Clock::now() - alone_;
@@ -83,6 +94,16 @@ void Server::drop(int& number, std::int64_t frames) {
   report_.dropped += static_cast<std::uint64_t>(next - number);
   sender_.leaveOut(static_cast<std::uint32_t>(next - number));
   number = static_cast<int>(next);
+}
+
+bool Server::repeat(int number) {
+  const Clock::time_point now = Clock::now();
+  if (now < repeatDue_) return true;
+  if (isLast(number) && sent_ == number && report_.frames > 0) return false;
+  repeatDue_ = now + kRepeatEvery;
+  sender_.repeat();
+  tell(sender_.latest());  // for one that came in between
+  return true;
 }
 
 bool Server::isBehind(Clock::time_point now) const {
@@ -235,8 +256,14 @@ void Server::greet(const Hello& hello, const Endpoint& from, std::size_t size) {
 }
 
 void Server::welcome(const Hello& hello, const Endpoint& from, std::uint64_t session) {
-  client_ = Client{from,
-                   hello.viewer,
+  begin(from, hello.viewer, session);
+  options_.notice("viewer " + from.text() + " came");
+  tell(sender_.latest());
+}
+
+void Server::begin(const Endpoint& at, std::uint64_t viewer, std::uint64_t session) {
+  client_ = Client{at,
+                   viewer,
                    Channel(key_, PayloadKind::kFromServer, session),
                    Clock::now(),
                    RateControl(options_.megabitsPerSecond * 1e6),
@@ -245,8 +272,6 @@ void Server::welcome(const Hello& hello, const Endpoint& from, std::uint64_t ses
                    {}};
   ++report_.viewers;
   sender_.restart(static_cast<std::uint32_t>(session));
-  options_.notice("viewer " + from.text() + " came");
-  tell(sender_.latest());
 }
 
 void Server::part(const char* how) {
@@ -263,7 +288,7 @@ void Server::close() {
   closing_ = true;
   for (int i = 0; i < kTimes && client_; ++i) {
     tell(Closing{});
-    listenUntil(Clock::now() + milliseconds(60), never);
+    listenUntil(Clock::now() + milliseconds(options_.to ? 5 : 60), never);
   }
 }
 

@@ -27,6 +27,8 @@ using Notice = std::function<void(const std::string& text)>;
 
 struct ServerOptions {
   Endpoint listen;
+  // Sends there from the beginning, asks nobody and needs no answer; `listen` does not count.
+  std::optional<Endpoint> to;
   std::optional<Key> key;  // none: the one that everybody knows, and only on loopback
   Size size;
   double framesPerSecond = 25;
@@ -84,6 +86,9 @@ class Server {
   void greet(const Hello& hello, const Endpoint& from, std::size_t size);
   void welcome(const Hello& hello, const Endpoint& from, std::uint64_t session);
   std::uint64_t sessionFor(const Hello& hello, const Endpoint& from) const;
+  void begin(const Endpoint& at, std::uint64_t viewer, std::uint64_t session);
+  // To someone who does not answer: all of it again, now and then. False when that is over.
+  bool repeat(int number);
   void part(const char* how);
   void close();
   void tell(const ControlMessage& message);
@@ -103,8 +108,9 @@ class Server {
   std::optional<Client> client_, gone_;  // the one served, and the one that left last
   Key secret_ = randomKey();      // session numbers follow from it and from what a hello says
   std::uint64_t generation_ = 0;  // goes on when a session ends, so that none comes again
-  bool closing_ = false;          // no further viewer
-  Clock::time_point alone_{};     // since when there is no viewer
+  Clock::time_point repeatDue_{};
+  bool closing_ = false;       // no further viewer
+  Clock::time_point alone_{};  // since when there is no viewer
   ServerReport report_;
 };
 

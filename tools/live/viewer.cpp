@@ -69,9 +69,9 @@ void Viewer::receive(const std::stop_token& stop) {
 void Viewer::tick(Clock::time_point now) {
   const std::string server = options_.server.text();
   if (state_ == ViewerState::kServed && now - heard_ > kServerSilent) {
-    enter(ViewerState::kSilent,
-          options_.listens ? "the sender to " + server + " fell silent; listening on"
-                           : "the server at " + server + " fell silent; asking on");
+    enter(ViewerState::kSilent, options_.listens
+                                    ? "the sender to " + server + " fell silent; listening on"
+                                    : "the server at " + server + " fell silent; asking on");
   }
   if (state_ == ViewerState::kRefused || options_.listens) return;
   if (state_ != ViewerState::kServed && now >= askDue_) {
@@ -133,8 +133,8 @@ void Viewer::take(UdpSocket::Datagram& datagram) {
     window_.add(size, heard_ - std::chrono::microseconds(waited_));
     transit_.add(head.sent, came);
     if (state_ != ViewerState::kServed && state_ != ViewerState::kRefused && !closed_) {
-      enter(ViewerState::kServed, options_.listens ? "a sender came"
-                                                   : "connected to " + options_.server.text());
+      enter(ViewerState::kServed,
+            options_.listens ? "a sender came" : "connected to " + options_.server.text());
     }
   }
   if (!loose && head.kind == PayloadKind::kPacket) {
@@ -194,9 +194,9 @@ void Viewer::takeControl(ControlMessage message, const EnvelopeHead& head) {
   offered_ = 0;
   if (!options_.listens) tell(Bye{});
   if (state_ != ViewerState::kEnded) {
-    enter(ViewerState::kEnded, options_.listens ? "the sender has ended"
-                                              : "the server at " + options_.server.text() +
-                                                    " has ended");
+    enter(ViewerState::kEnded, options_.listens
+                                   ? "the sender has ended"
+                                   : "the server at " + options_.server.text() + " has ended");
   }
 }
 

@@ -57,6 +57,8 @@ class WindowSender {
   // For a new viewer: everything is sent, and counting starts over. Indexes go on, so that late
   // packets of before stay old.
   void restart(std::uint32_t session);
+  // Everything is sent once more.
+  void repeat() { plan_.allLost(Clock::now()); }
 
   // So many frames were not sent.
   void leaveOut(std::uint32_t frames) { info_.dropped += frames; }
