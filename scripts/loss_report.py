@@ -60,22 +60,22 @@ def chart(report):
     labels = [(i / (len(losses) - 1), f"{loss:g}%") for i, loss in enumerate(losses)]
     out = []
     for i, (rows, burst) in enumerate(zip(panels, report["bursts"])):
-        title = "lost one by one" if burst == 1 else f"lost in bursts of {burst} on average"
+        title = "lost one by one" if burst == 1 else f"in bursts of {burst} on average"
         lines = [([r["right"] for r in rows[road]], road) for road in order]
-        out += panel(f"Share of right pixels, {title}", 60 + 345 * i, 130, 285, 190, floor, labels,
+        out += panel(f"Right pixels, {title}", 60 + 345 * i, 130, 285, 190, floor, labels,
                      lines)
     count = report["frames"]
     labels = [(n / (count - 1), f"frame {n + 1}") for n in range(0, count, 10)]
     out += panel(f"The same frame by frame, {SERIES_LOSS}% lost one by one", 60, 400, 630, 150,
                  floor, labels, [(series[road], road) for road in order])
-    keys, place = [], 60
+    keys, place = [], 40
     for _, name, colour, thick, dash in ROADS:
         keys.append(f'<path d="M{place} 72h26" stroke="{colour}" stroke-width="{thick}" '
                     f'stroke-dasharray="{dash}"/><text x="{place + 32}" y="76" class="n">{name}'
                     '</text>')
         place += 60 + 6.2 * len(name)
-    where = (f"{report['width']}x{report['height']}, 4:2:0, quality {report['quality']}, no repair; "
-             f"GStreamer {report['gstreamer']}, {report['date']}")
+    where = (f"{report['width']}x{report['height']}, 4:2:0, quality {report['quality']}, "
+             f"no repair; GStreamer {report['gstreamer']}, {report['date']}")
     return "\n".join([
         '<svg xmlns="http://www.w3.org/2000/svg" width="720" height="590" viewBox="0 0 720 590" '
         'role="img">', "<title>What is right on the screen when datagrams are lost</title>",

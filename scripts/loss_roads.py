@@ -4,9 +4,9 @@
     loss_roads.py FRAMES RESTARTS PATTERN JSON
 
 FRAMES has frame*.ppm, RESTARTS SAMPLING/frame*.jpg with restart markers, PATTERN is
-bench/loss_pattern. What reaches the receiver is exactly what the bad network lets through, in order;
-GStreamer's own payloader and depayloader stand on both sides of it. The first frame arrives whole
-on every road.
+bench/loss_pattern. What reaches the receiver is exactly what the bad network lets through, in
+order; GStreamer's own payloader and depayloader stand on both sides of it. The first frame arrives
+whole on every road.
 """
 import datetime
 import json
@@ -317,7 +317,7 @@ def main():
                      for burst in BURSTS for loss in LOSSES if loss or burst == 1]
     report = {"date": datetime.date.today().isoformat(), "processor": processor(),
               "gstreamer": ".".join(str(n) for n in Gst.version()[:3]),
-              "library": qrx_jpeg.version(), "width": frames[0].shape[1],
+              "library": ".".join(str(n) for n in qrx_jpeg.version()), "width": frames[0].shape[1],
               "height": frames[0].shape[0], "frames": len(frames) - 1, "seeds": len(SEEDS),
               "quality": QUALITY, "mtu": MTU, "round_trip_ms": ROUND_TRIP_MS, "bursts": BURSTS,
               "losses": LOSSES, "rows": rows, "costs": costs}
