@@ -15,8 +15,8 @@ int main(int argc, char** argv) {
     return 64;
   }
   qrx::tool::BadNetworkOptions options;
-  options.loss = std::atof(argv[1]) / 100;
-  options.burst = std::atoi(argv[2]);
+  options.loss = std::strtod(argv[1], nullptr) / 100;
+  options.burst = static_cast<int>(std::strtol(argv[2], nullptr, 10));
   options.seed = std::strtoull(argv[3], nullptr, 10);
   const auto count = std::strtoull(argv[4], nullptr, 10);
   qrx::tool::BadNetwork network(options);
