@@ -28,12 +28,12 @@ run_corpus() {
   done
 }
 
-# What looks at the library's file or at other builds of it has no part in this, nor have the tests
-# of the sample host, which is not built: the library's own have to reach it all.
+# What looks at the library's file or at other builds of it has no part in this, nor have examples and
+# the tests of the sample host, which are not built: the library's own have to reach it all.
 run_tests() {
   export LLVM_PROFILE_FILE=$profiles/tests/%c%m.profraw
   ctest --preset coverage \
-    -E '^(exports_|include_layers|install|processors|weak_|instruction_|tool_|qrx-jpeg)'
+    -E '^(example_|exports_|include_layers|install|processors|weak_|instruction_|tool_|qrx-jpeg)'
 }
 
 if [ "${1:-}" != --report ]; then

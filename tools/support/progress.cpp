@@ -74,7 +74,7 @@ void Progress::draw() {
     add(", %.1f", megapixels(pixels_->done));
     // Of several files those that have not been opened are not known.
     if (total_ <= 1) add(" of %.1f", megapixels(pixels_->known));
-    add(" Mpixel");
+    add(" %s", "Mpixel");
   }
   add(", %lld s", static_cast<long long>(seconds.count()));
   put(terminal_, text, length);
