@@ -10,8 +10,10 @@ export PATH; PATH=$(dirname "$tool"):$PATH
 export GST_PLUGIN_PATH=$plugin GST_REGISTRY=$work/registry.bin SDL_VIDEODRIVER=dummy
 port=$((20000 + $$ % 20000))
 
-gst-inspect-1.0 qrxpay >out 2>err && gst-inspect-1.0 qrxdepay >>out 2>>err || fail "inspection: $(cat err)"
-[ ! -s err ] || fail "inspection is not clean: $(cat err)"
+for element in qrxpay qrxdepay; do
+  expect 0 gst-inspect-1.0 $element
+  [ ! -s err ] || fail "inspection of $element is not clean: $(cat err)"
+done
 
 # No object is left behind.
 GST_TRACERS=leaks GST_DEBUG=GST_TRACER:7 gst-launch-1.0 -q videotestsrc num-buffers=10 ! qrxpay ! \
