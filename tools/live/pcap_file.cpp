@@ -7,7 +7,7 @@
 namespace qrx::tool {
 namespace {
 
-constexpr std::uint32_t kMagic = 0xA1B2C3D4;     // times in microseconds, numbers little-endian
+constexpr std::uint32_t kMagic = 0xA1B2C3D4;  // times in microseconds, numbers little-endian
 constexpr std::uint32_t kVersion = 4 << 16 | 2;  // 2.4
 constexpr std::uint32_t kRawIp = 101;
 constexpr std::size_t kIpHead = 20, kUdpHead = 8, kLongestDatagram = 65507;
