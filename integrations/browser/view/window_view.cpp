@@ -10,8 +10,9 @@ using tool::Box;
 using tool::Verdict;
 
 constexpr std::uint64_t kQuiet = 40'000, kAskAgain = 120'000, kPulse = 250'000;  // microseconds
-constexpr std::uint32_t kFarAhead = 1024;  // an index beyond the expected one by more is damage
-constexpr std::size_t kMostWaiting = 4096, kMostRectangles = 1 << 16;
+constexpr std::uint32_t kMostWaiting = 4096,
+                        kFarAhead = 1024;  // an index beyond the expected one by more is damage
+constexpr std::size_t kMostRectangles = 1 << 16;
 constexpr std::size_t kBytesPerPixel = 4;
 
 }  // namespace
@@ -85,7 +86,7 @@ bool WindowView::begin(const tool::FrameInfo& info) {
 void WindowView::announce(const tool::FrameInfo& info, const DatagramHead& head,
                           std::uint64_t now) {
   tool::AssemblerStatistics& window = statistics_.window;
-  if (info.latestIndex + 1 < info.firstIndex) return;
+  if (info.firstIndex < 1 || info.latestIndex + 1 < info.firstIndex) return;
   const bool another = !window.latest || window.latest->session != info.session ||
                        window.latest->width != info.width || window.latest->height != info.height;
   if (another && !begin(info)) return;
