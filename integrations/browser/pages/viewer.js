@@ -7,6 +7,7 @@ const context = canvas.getContext('2d', {alpha: false});
 
 let decoder = null;  // the module; null while there is none
 let socket = null;
+let lossChosen = false;  // by hand; until then it is what the server was started with
 let changed = false;  // something came since the picture was drawn
 
 function say(text) {
@@ -70,9 +71,9 @@ async function connect() {
   address.protocol = 'ws:';
   socket = new WebSocket(address, 'qrx');
   socket.binaryType = 'arraybuffer';
-  socket.onopen = tellLoss;
   socket.onmessage = (event) => {
-    if (decoder !== null) guarded(() => take(event.data));
+    if (typeof event.data === 'string') hearLoss(event.data);
+    else if (decoder !== null) guarded(() => take(event.data));
   };
   socket.onclose = () => {
     decoder = null;
@@ -86,8 +87,15 @@ function isOpen() {
 }
 
 function tellLoss() {
+  lossChosen = true;
   element('share').value = element('loss').value + '%';
   if (isOpen()) socket.send('loss ' + element('loss').value / 100);
+}
+
+function hearLoss(text) {
+  if (lossChosen) return tellLoss();
+  element('loss').value = Number(text.replace('loss ', '')) * 100;
+  element('share').value = element('loss').value + '%';
 }
 
 // The next frame as soon as the last one is there.

@@ -48,6 +48,7 @@ struct Connection {
   std::unique_ptr<Reply> reply;
   std::unique_ptr<Session> session;
   std::vector<std::uint8_t> incoming;  // of a message in pieces
+  std::string greeting;                // that is still to be said
 };
 
 // What the library keeps for us: zeroed bytes.
@@ -276,6 +277,8 @@ int WebServer::Parts::begin(lws* wsi, Connection& connection) {
   }
   connection.session =
       std::make_unique<Session>(codec.compressor(), options.size, options.sender, options.network);
+  // The page's slider begins there.
+  connection.greeting = "loss " + std::to_string(options.network.loss);
   viewers.insert({wsi, &connection});
   lws_callback_on_writable(wsi);
   return 0;
@@ -305,7 +308,12 @@ int WebServer::Parts::hear(lws* wsi, Connection& connection, std::span<const std
 
 int WebServer::Parts::writeDatagrams(lws* wsi, Connection& connection) {
   if (!connection.session) return 0;
-  std::vector<std::uint8_t> room;
+  std::vector<std::uint8_t> room(LWS_PRE);
+  if (!connection.greeting.empty()) {
+    const std::string text = std::exchange(connection.greeting, {});
+    room.insert(room.end(), text.begin(), text.end());
+    if (lws_write(wsi, room.data() + LWS_PRE, text.size(), LWS_WRITE_TEXT) < 0) return -1;
+  }
   while (lws_send_pipe_choked(wsi) == 0) {
     const auto datagram = connection.session->take();
     if (!datagram) return 0;
