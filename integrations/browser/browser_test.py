@@ -268,7 +268,7 @@ class Page(unittest.TestCase):
     def setUpClass(cls):
         options = webdriver.ChromeOptions()
         options.binary_location = "/usr/bin/chromium"
-        for option in ("headless=new", "no-sandbox", "disable-dev-shm-usage", "window-size=680,560"):
+        for option in ("headless=new", "no-sandbox", "disable-dev-shm-usage", "window-size=690,600"):
             options.add_argument("--" + option)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
@@ -315,7 +315,9 @@ class Page(unittest.TestCase):
             self.open(server)
             self.check_picture()
             self.assertEqual(self.run_script("return decoder._viewLost()"), 0)
-            self.assertIn("refused: none", self.figures())
+            self.wait(
+                "document.getElementById('figures').textContent.includes('refused: none')", "figures"
+            )
             # The same as a JPEG.
             self.run_script("document.getElementById('frames').click()")
             self.wait(f"document.getElementById('jpeg').naturalWidth === {WIDTH}", "a JPEG")
@@ -348,8 +350,16 @@ class Page(unittest.TestCase):
             time.sleep(1.5)
             self.assertRegex(self.figures(), r"lost: \d\.\d% in the last second, [1-9]\.\d% in all")
             if os.environ.get("SCREENSHOT"):
-                self.wait("decoder._viewCurrent() < 96", "something to show")
+                # Held where something is to be seen.
+                self.run_script(
+                    "const all = take; take = (message) => {"
+                    "  all(message); if (decoder._viewCurrent() < 97) take = () => { held = 1; }; };"
+                    "window.held = 0; window.all = all;"
+                )
+                self.wait("held === 1", "something to show")
+                self.run_script("draw()")
                 self.browser.save_screenshot(os.environ["SCREENSHOT"])
+                self.run_script("take = all")
             self.run_script(
                 "const slider = document.getElementById('loss'); slider.value = 0;"
                 "slider.dispatchEvent(new Event('input'));"
@@ -377,7 +387,9 @@ class Page(unittest.TestCase):
             self.assertEqual(taken, len(inputs))
             refused = self.run_script("return decoder._viewVerdicts(3)")
             self.assertGreater(refused, len(inputs) / 2)
-            self.wait("document.getElementById('figures').textContent.includes(' no packet')", "reason")
+            self.wait(
+                "document.getElementById('figures').textContent.includes(' no packet')", "reason"
+            )
             self.browser.refresh()
             self.check_picture()
 
