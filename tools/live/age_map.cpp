@@ -80,18 +80,18 @@ double AgeMap::currentPercent() const {
   return 100.0 * static_cast<double>(current) / static_cast<double>(cells_.size());
 }
 
-void AgeMap::tint(Image& picture, std::uint32_t now) const {
+void AgeMap::tint(std::span<std::uint8_t> pixels, std::uint32_t now, bool redFirst) const {
+  std::uint8_t* pixel = pixels.data();
   for (int y = 0; y < window_.height; ++y) {
-    std::uint8_t* pixel = picture.row(y);
     for (int x = 0; x < window_.width; ++x, pixel += Image::kBytesPerPixel) {
       const std::uint32_t old = age(x / kCell, y / kCell, now);
       if (old == 0) continue;
       const bool never = old == kNever;
       const Colour colour = never ? kMissing : kOld;
       const int share = never ? 256 : strength(old);
-      pixel[0] = blend(pixel[0], colour.blue, share);
+      pixel[0] = blend(pixel[0], redFirst ? colour.red : colour.blue, share);
       pixel[1] = blend(pixel[1], colour.green, share);
-      pixel[2] = blend(pixel[2], colour.red, share);
+      pixel[2] = blend(pixel[2], redFirst ? colour.blue : colour.red, share);
     }
   }
 }

@@ -3,6 +3,7 @@
 #define QRX_TOOLS_LIVE_AGE_MAP_H_
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "tools/image/image.h"
@@ -33,8 +34,9 @@ class AgeMap {
   // Percent of the window's cells.
   double currentPercent() const;
 
-  // Colours what is out of date, the stronger the older; what never arrived altogether.
-  void tint(Image& picture, std::uint32_t now) const;
+  // Colours what is out of date, the stronger the older; what never arrived altogether. The
+  // window's pixels are of four bytes, blue, green, red, or with `redFirst` red, green, blue.
+  void tint(std::span<std::uint8_t> pixels, std::uint32_t now, bool redFirst = false) const;
   // The whole window small, a pixel a cell or several cells: at most this many wide and high.
   Image overview(int side, std::uint32_t now) const;
 

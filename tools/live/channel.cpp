@@ -1,23 +1,9 @@
 // Sequence numbers.
 #include "tools/live/channel.h"
 
-#include <algorithm>
 #include <chrono>
 
 namespace qrx::tool {
-
-bool ReplayWindow::admit(std::uint64_t sequence) {
-  if (sequence == 0 || (highest_ >= kReach && sequence <= highest_ - kReach)) return false;
-  if (sequence > highest_) {
-    const std::uint64_t skipped = std::min(sequence - highest_, kReach);
-    for (std::uint64_t i = 0; i < skipped; ++i) seen_[(sequence - i) % kReach] = false;
-    highest_ = sequence;
-  }
-  if (seen_[sequence % kReach]) return false;
-  seen_[sequence % kReach] = true;
-  ++distinct_;
-  return true;
-}
 
 std::uint64_t ArrivalCounts::refused() const {
   std::uint64_t sum = 0;

@@ -4,27 +4,12 @@
 
 #include <array>
 #include <cstdint>
-#include <vector>
 
 #include "tools/live/control.h"
 #include "tools/live/envelope.h"
+#include "tools/live/replay_window.h"
 
 namespace qrx::tool {
-
-// Which sequence numbers came; those far behind the highest count as seen.
-class ReplayWindow {
- public:
-  static constexpr std::uint64_t kReach = 16384;
-
-  // True for a number that comes for the first time.
-  bool admit(std::uint64_t sequence);
-  std::uint64_t highest() const { return highest_; }
-  std::uint64_t distinct() const { return distinct_; }
-
- private:
-  std::vector<bool> seen_ = std::vector<bool>(kReach, false);
-  std::uint64_t highest_ = 0, distinct_ = 0;
-};
 
 // What came over the wire, by its fate before anything looked into it.
 struct ArrivalCounts {

@@ -16,13 +16,6 @@ constexpr milliseconds kAskAgain{120};
 constexpr std::size_t kRemembered = 4096;  // rectangles, complete ones included
 constexpr std::size_t kMostExpected = 16 * kRemembered;
 
-// The frame that a context byte speaks of: the one nearest to the latest that is known.
-std::uint32_t frameOf(std::uint8_t contextByte, std::uint32_t latest) {
-  const auto ahead = static_cast<std::int8_t>(contextByte - static_cast<std::uint8_t>(latest));
-  const std::int64_t frame = std::int64_t{latest} + ahead;
-  return static_cast<std::uint32_t>(std::max<std::int64_t>(frame, 0));
-}
-
 }  // namespace
 
 const char* verdictName(Verdict verdict) {
@@ -81,7 +74,7 @@ Verdict FrameAssembler::examine(Buffer& buffer, const Packet& packet, Placement&
     return Verdict::kOtherWindow;
   }
   placement.picture = pictureNumber_;
-  placement.frame = frameOf(head->contextByte, statistics_.latest->frame);
+  placement.frame = nearestFrame(head->contextByte, statistics_.latest->frame);
   placement.box = boxInWindow(static_cast<int>(x), static_cast<int>(y), static_cast<int>(width),
                               static_cast<int>(height), picture_.size);
   const bool inside = intersect(placement.box, wholeImage(picture_)) == placement.box;
@@ -342,7 +335,7 @@ bool FrameAssembler::copyPicture(Image& picture, bool tint) const {
   const std::lock_guard lock(mutex_);
   if (!statistics_.latest) return false;
   picture = picture_;
-  if (tint) ages_.tint(picture, statistics_.latest->frame);
+  if (tint) ages_.tint(picture.pixels, statistics_.latest->frame);
   return true;
 }
 

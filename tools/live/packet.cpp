@@ -47,6 +47,12 @@ std::optional<PacketCells> cellsOf(const udp_header& head) {
   return cells;
 }
 
+std::uint32_t nearestFrame(std::uint8_t contextByte, std::uint32_t latest) {
+  const auto ahead = static_cast<std::int8_t>(contextByte - static_cast<std::uint8_t>(latest));
+  const std::int64_t frame = std::int64_t{latest} + ahead;
+  return static_cast<std::uint32_t>(std::max<std::int64_t>(frame, 0));
+}
+
 Box boxInWindow(int x, int y, int width, int height, Size window) {
   const int top = window.height - y - height;
   return {x, top, x + width, top + height};

@@ -34,6 +34,10 @@ struct PacketCells {
 // None where the head contradicts itself. The fields come from a network: none is trusted.
 std::optional<PacketCells> cellsOf(const udp_header& head);
 
+// The frame that a context byte, its number's last eight bits, speaks of: the one nearest to the
+// latest that is known.
+std::uint32_t nearestFrame(std::uint8_t contextByte, std::uint32_t latest);
+
 // Place of a rectangle with a lower edge `y`, counted upwards from the window's lower edge, in a
 // picture whose rows run downwards.
 Box boxInWindow(int x, int y, int width, int height, Size window);
