@@ -187,6 +187,9 @@ TEST(Live, WhatIsCalledUpToDateIsRight) {
         EXPECT_LT(bad.statistics().coverage, 100) << name;
       }
       EXPECT_EQ(clean.statistics().coverage, 100);
+      for (const Verdict other : {Verdict::kDuplicate, Verdict::kLate}) {
+        EXPECT_EQ(clean.statistics().verdicts[static_cast<std::size_t>(other)], 0U);
+      }
       const Image right = clean.picture(), plain = bad.picture(), tinted = bad.picture(true);
       std::size_t current = 0;
       for (std::size_t i = 0; i < plain.pixels.size(); i += 4) {

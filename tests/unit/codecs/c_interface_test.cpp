@@ -433,7 +433,10 @@ TEST_F(CInterface, RefusesWithACodeAndAText) {
   expect(QRXC_BAD_ARGUMENT, encodeWith(canvas.row(0), &good, 90, QRXC_OTHER));
   expect(QRXC_BAD_ARGUMENT, encodeWith(canvas.row(0), &good, 90, -1));
   EXPECT_EQ(room, Bytes(64, GuardedBuffer::kFill));
-  expect(QRXC_NO_ROOM, encodeWith(canvas.row(0), &good, 90, 0));
+  const qrxc_layout pixel = with([](auto& l) { l.width = l.height = 1; });
+  for (const qrxc_layout* l : {&good, &pixel}) {
+    expect(QRXC_NO_ROOM, encodeWith(canvas.row(0), l, 90, 0));
+  }
   expect(QRXC_BAD_ARGUMENT, qrxc_encode(c, canvas.row(0), &good, 90, 0, nullptr, 64, &size));
   expect(QRXC_BAD_ARGUMENT, qrxc_encode(c, canvas.row(0), &good, 90, 0, room.data(), 64, nullptr));
   qrxc_info info = {};
@@ -512,6 +515,13 @@ TEST_F(CInterface, NoiseFitsInTheBound) {
   const Image noise = noisePicture(kSize, 5);
   for (const int format : kFormats) {
     for (const int sampling : {QRXC_444, QRXC_422, QRXC_420}) {
+      const auto bound = [&](std::uint32_t width, std::uint32_t height) {
+        return qrxc_bound(width, height, format, sampling);
+      };
+      // A part of an MCU takes what a whole one does.
+      EXPECT_EQ(bound(49, 17), bound(56, 24));
+      EXPECT_GT(bound(49, 16), bound(48, 16));
+      EXPECT_GT(bound(48, 17), bound(48, 16));
       Canvas canvas(format, 0, false, Fence::kAfter);
       canvas.set(pixelsIn(noise, format));
       const Bytes jpeg = encode(canvas, 100, sampling);
