@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstring>
 #include <map>
+#include <random>
 
 #include "tests/support/process.h"
 #include "tools/host/session.h"
@@ -187,6 +188,9 @@ TEST(Live, WhatIsCalledUpToDateIsRight) {
         EXPECT_LT(bad.statistics().coverage, 100) << name;
       }
       EXPECT_EQ(clean.statistics().coverage, 100);
+      for (const Verdict other : {Verdict::kDuplicate, Verdict::kLate}) {
+        EXPECT_EQ(clean.statistics().verdicts[static_cast<std::size_t>(other)], 0U);
+      }
       const Image right = clean.picture(), plain = bad.picture(), tinted = bad.picture(true);
       std::size_t current = 0;
       for (std::size_t i = 0; i < plain.pixels.size(); i += 4) {
@@ -225,6 +229,36 @@ TEST(Live, RepairedPictureEqualsTheLossFreeOne) {
 }
 
 // On a screen that is not there. Pausing twice goes on; the overlay is not saved.
+// Rectangles that lack packets are asked for, until later ones lie over all that is missing.
+TEST(Live, AsksForNothingThatIsCoveredMeanwhile) {
+  Session session{{QRX_LIBRARY_PATH, {}}};
+  const Size size{192, 128};
+  WindowSender sender(session.compressor(), size, {.tile = 64});
+  FrameAssembler assembler(session.decompressor());
+  auto now = FrameAssembler::Clock::now();
+  sender.restart(1);
+  Image frame(size);
+  std::minstd_rand noise(1);
+  for (std::uint32_t number = 0; number < 2; ++number) {
+    for (std::uint8_t& byte : frame.pixels) byte = static_cast<std::uint8_t>(noise() >> 8);
+    assembler.announce(sender.latest(), now);
+    const FrameInfo info = sender.send(frame, number, {}, [&](std::vector<Packet> packets, double) {
+      for (Packet& packet : packets) {
+        if (number == 0 && readHead(packet)->index < 0) continue;  // the last of its rectangle
+        EXPECT_EQ(assembler.take(packet, now), Verdict::kPlaced);
+      }
+    });
+    assembler.announce(info, now);
+    now += std::chrono::seconds(1);
+    if (number == 0) {
+      EXPECT_EQ(assembler.toRepair(now).size(), info.latestIndex);
+      now += std::chrono::seconds(1);
+    }
+  }
+  EXPECT_EQ(assembler.toRepair(now).size(), 0U);
+  EXPECT_TRUE(assembler.statistics().complete);
+}
+
 TEST(Window, TakesItsKeys) {
   setenv("SDL_VIDEODRIVER", "dummy", 1);
   const Size size{320, 200};

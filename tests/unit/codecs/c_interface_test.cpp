@@ -378,6 +378,7 @@ TEST_F(CInterface, RefusesWithACodeAndAText) {
   const Bytes jpeg = encode(QRXC_BGR, 90, QRXC_420);
   Canvas canvas(QRXC_BGR, 0, false, Fence::kAfter);
   const Bytes before = canvas.content();
+  const Bytes colours = packets(canvas, QRXC_420)[0];
   qrxc_coder* const c = coder.get();
   const qrxc_layout good = canvas.layout;
   const auto with = [&](auto change) {
@@ -432,7 +433,10 @@ TEST_F(CInterface, RefusesWithACodeAndAText) {
   expect(QRXC_BAD_ARGUMENT, encodeWith(canvas.row(0), &good, 90, QRXC_OTHER));
   expect(QRXC_BAD_ARGUMENT, encodeWith(canvas.row(0), &good, 90, -1));
   EXPECT_EQ(room, Bytes(64, GuardedBuffer::kFill));
-  expect(QRXC_NO_ROOM, encodeWith(canvas.row(0), &good, 90, 0));
+  const qrxc_layout pixel = with([](auto& l) { l.width = l.height = 1; });
+  for (const qrxc_layout* l : {&good, &pixel}) {
+    expect(QRXC_NO_ROOM, encodeWith(canvas.row(0), l, 90, 0));
+  }
   expect(QRXC_BAD_ARGUMENT, qrxc_encode(c, canvas.row(0), &good, 90, 0, nullptr, 64, &size));
   expect(QRXC_BAD_ARGUMENT, qrxc_encode(c, canvas.row(0), &good, 90, 0, room.data(), 64, nullptr));
   qrxc_info info = {};
@@ -446,6 +450,40 @@ TEST_F(CInterface, RefusesWithACodeAndAText) {
   const qrxc_layout gray = with([](auto& l) { l.format = QRXC_GRAY; });
   expect(QRXC_NOT_SUPPORTED,
          qrxc_decode(c, jpeg.data(), jpeg.size(), canvas.row(0), &gray, nullptr));
+  // What stands in front of a scan that is never looked at.
+  const Bytes soi = byte(0xFF) + byte(0xD8);
+  const auto kind = [&](int marker, int precision, int components) {
+    Bytes inFrame, inScan;
+    for (int i = 1; i <= components; ++i) {
+      inFrame = inFrame + byte(i) + byte(0x11) + byte(0);
+      inScan = inScan + byte(i) + byte(0);
+    }
+    return soi + frame(marker, precision, inFrame) + scan(inScan);
+  };
+  for (const Bytes& refused : {kind(0xC9, 8, 3), kind(0xC1, 12, 3), kind(0xC3, 8, 3)}) {
+    expect(QRXC_NOT_SUPPORTED, qrxc_read_info(c, refused.data(), refused.size(), &info));
+  }
+  for (const Bytes& refused : {kind(0xC0, 8, 2), kind(0xC3, 12, 1)}) {
+    expect(QRXC_NOT_SUPPORTED,
+           qrxc_decode(c, refused.data(), refused.size(), canvas.row(0), &good, nullptr));
+  }
+  // Of a picture in the middle of all ranges a first scan brings nothing.
+  EncoderJob job = {Bytes(before.size(), 128), kSize};
+  job.mode = JPEG_MODE_PROGRESSIVE;
+  Bytes first = test::encode(job).bytes;
+  const Bytes sos = byte(0xFF) + byte(0xDA);
+  const auto behind = std::search(first.begin(), first.end(), sos.begin(), sos.end()) + 2;
+  first.erase(std::search(behind, first.end(), sos.begin(), sos.end()), first.end());
+  expect(QRXC_BAD_DATA, qrxc_decode(c, first.data(), first.size(), canvas.row(0), &good, nullptr));
+  const qrxc_layout cmyk = {0, kWidth, kHeight, QRXC_CMYK, 0};
+  expect(QRXC_NOT_SUPPORTED,
+         qrxc_encode_packets(c, canvas.row(0), &cmyk, 90, 0, &place, ignore, nullptr));
+  for (const auto& [code, layout] : {std::pair{QRXC_NOT_SUPPORTED, &gray},
+                                     {QRXC_NOT_SUPPORTED, &cmyk},
+                                     {QRXC_NO_ROOM, &small}}) {
+    expect(code, qrxc_decode_packet(c, colours.data(), colours.size(), canvas.row(0), layout,
+                                    nullptr, nullptr));
+  }
   expect(QRXC_BAD_ARGUMENT,
          qrxc_encode_packets(c, canvas.row(0), &good, 90, 0, nullptr, ignore, nullptr));
   expect(QRXC_BAD_ARGUMENT,
@@ -477,6 +515,13 @@ TEST_F(CInterface, NoiseFitsInTheBound) {
   const Image noise = noisePicture(kSize, 5);
   for (const int format : kFormats) {
     for (const int sampling : {QRXC_444, QRXC_422, QRXC_420}) {
+      const auto bound = [&](std::uint32_t width, std::uint32_t height) {
+        return qrxc_bound(width, height, format, sampling);
+      };
+      // A part of an MCU takes what a whole one does.
+      EXPECT_EQ(bound(49, 17), bound(56, 24));
+      EXPECT_GT(bound(49, 16), bound(48, 16));
+      EXPECT_GT(bound(48, 17), bound(48, 16));
       Canvas canvas(format, 0, false, Fence::kAfter);
       canvas.set(pixelsIn(noise, format));
       const Bytes jpeg = encode(canvas, 100, sampling);
@@ -505,12 +550,18 @@ TEST(CppInterface, KeepsWhatTheCInterfaceSays) {
   EXPECT_FALSE(
       moved.decode({jpeg.data(), jpeg.size() / 2}, {pixels.data(), kWidth, kHeight, QRXC_BGRX})
           .isWhole());
-  double share = 0;
+  double share = 0, covered = 0;
+  const host::Picture target = {pixels.data(), kWidth, kHeight, QRXC_BGRX};
   moved.encodePackets(source, 90, QRXC_422, {1, 1, 0, 0, 0, {}}, [&](host::Bytes packet) {
     host::Coder receiver;
+    qrxc_packet told = {};
     share += receiver.packet(packet).share;
+    covered += receiver.decodePacket(packet, target, &told).report.covered;
+    EXPECT_EQ(told.height, kHeight);
+    EXPECT_THROW(receiver.decodePacket({packet.data, 9}, target), host::Error);
   });
   EXPECT_NEAR(share, 1.0, 1e-9);
+  EXPECT_NEAR(covered, 1.0, 1e-9);
   try {
     moved.info({jpeg.data(), 1});
     ADD_FAILURE();
