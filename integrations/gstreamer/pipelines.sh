@@ -34,7 +34,10 @@ take_by_qrxdepay() {
     pngenc ! multifilesink location="$1"
 }
 take_by_view() {
-  "$tool" view --listen "127.0.0.1:$port" --wait 10 --snapshot "$1" --after 40
+  # serve says which frame is its last; what sharpens it comes after.
+  local until=(--snapshot "$1" --after 40)
+  [ "$sender" = qrxpay ] || until=(--repaired "$1")
+  "$tool" view --listen "127.0.0.1:$port" --wait 10 "${until[@]}"
 }
 for sender in qrxpay serve; do
   for receiver in qrxdepay view; do
