@@ -51,6 +51,7 @@ class Server:
         self.process.terminate()
         self.code = self.process.wait(10)
         self.process.stderr.close()
+        assert self.code == 0, self.code
 
     def status(self, path, headers={}, method="GET"):
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=10)
@@ -260,7 +261,6 @@ class Clients(unittest.TestCase):
             self.assertTrue(crowd[-1].ends(), "one viewer too many")
             for client in crowd:
                 client.close()
-        self.assertEqual(server.code, 0)
 
 
 class Page(unittest.TestCase):
@@ -321,8 +321,8 @@ class Page(unittest.TestCase):
             # The same as a JPEG.
             self.run_script("document.getElementById('frames').click()")
             self.wait(f"document.getElementById('jpeg').naturalWidth === {WIDTH}", "a JPEG")
-        faults = [e["message"] for e in self.browser.get_log("browser") if e["level"] == "SEVERE"]
-        self.assertEqual(faults, [])
+            faults = [e["message"] for e in self.browser.get_log("browser") if e["level"] == "SEVERE"]
+            self.assertEqual(faults, [])
 
     def test_what_was_lost_is_sent_again(self):
         with Server("--frames", "1", "--loss", "10%", "--seed", "3") as server:

@@ -160,9 +160,13 @@ int onEvent(lws* wsi, lws_callback_reasons reason, void* user, void* in, std::si
         parts->viewers.erase({wsi, slot->connection});
         delete std::exchange(slot->connection, nullptr);
         return 0;
-      default: break;
+      case LWS_CALLBACK_HTTP_WRITEABLE:
+      case LWS_CALLBACK_RECEIVE:
+      case LWS_CALLBACK_SERVER_WRITEABLE:
+        if (slot->connection == nullptr) return -1;
+        break;
+      default: return 0;  // `user` may be anything
     }
-    if (slot == nullptr || slot->connection == nullptr) return 0;
     Connection& connection = *slot->connection;
     return parts->answer(wsi, reason, connection, static_cast<const char*>(in), size);
   } catch (const std::exception& error) {
