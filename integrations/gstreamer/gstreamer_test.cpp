@@ -125,7 +125,7 @@ TEST(Pipeline, BarePacketsGiveTheLibrarysPicture) {
 TEST(Pipeline, LinesWithGapsAndAChangedSize) {
   Harness both("qrxpay ! qrxdepay");
   both.setSinkCaps("video/x-raw,format=RGB");
-  const int sizes[][2] = {{37, 21}, {642, 480}, {37, 21}};  // lines of 37 RGB pixels have a gap
+  const int sizes[][2] = {{37, 21}, {513, 257}, {37, 21}};  // lines of 37 RGB pixels have a gap
   for (const auto& size : sizes) {
     both.setCaps(capsOf("RGB", size[0], size[1]));
     GstVideoInfo info;
@@ -290,6 +290,12 @@ TEST(Receiver, TakesWhatLiesInTheWindowAndOneSenderUntilItCloses) {
   } cases[] = {{0, 0, Fate::kTaken},     {64, 32, Fate::kTaken},   {-1, 0, Fate::kNoWindow},
                {65, 0, Fate::kNoWindow}, {0, -1, Fate::kNoWindow}, {0, 33, Fate::kNoWindow}};
   for (const auto& c : cases) EXPECT_EQ(take(rectangle(c.x, c.y)), c.fate) << c.x << ", " << c.y;
+
+  // A frame is over once, and again when it got sharper.
+  EXPECT_TRUE(receiver.take(first.seal(info), {}));
+  EXPECT_FALSE(receiver.take(first.seal(info), {}));
+  EXPECT_EQ(take(rectangle(0, 0)), Fate::kTaken);
+  EXPECT_TRUE(receiver.take(first.seal(info), {}));
 
   rectangle(0, 0);  // is lost
   EXPECT_EQ(take(second.seal(info)), Fate::kOtherSession);
