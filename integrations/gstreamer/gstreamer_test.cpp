@@ -136,7 +136,8 @@ TEST(Pipeline, LinesWithGapsAndAChangedSize) {
     ASSERT_EQ(out.size(), 1u);
     ASSERT_EQ(out[0].size(), info.size);
     for (int y = 0; y < size[1]; ++y) {
-      const std::uint8_t* line = &out[0][static_cast<std::size_t>(y * info.stride[0])];
+      const std::uint8_t* line =
+          &out[0][static_cast<std::size_t>(y) * static_cast<std::size_t>(info.stride[0])];
       EXPECT_EQ(std::count(line, line + 3 * size[0], 90), 3 * size[0]) << y;
     }
   }
