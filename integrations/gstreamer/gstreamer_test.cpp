@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "integrations/gstreamer/frame_receiver.h"
+#include "integrations/gstreamer/frame_sender.h"
 #include "qrx/qrx.hpp"
 
 namespace {
@@ -123,7 +125,7 @@ TEST(Pipeline, BarePacketsGiveTheLibrarysPicture) {
 TEST(Pipeline, LinesWithGapsAndAChangedSize) {
   Harness both("qrxpay ! qrxdepay");
   both.setSinkCaps("video/x-raw,format=RGB");
-  const int sizes[][2] = {{37, 21}, {642, 480}, {37, 21}};  // lines of 37 RGB pixels have a gap
+  const int sizes[][2] = {{37, 21}, {513, 257}, {37, 21}};  // lines of 37 RGB pixels have a gap
   for (const auto& size : sizes) {
     both.setCaps(capsOf("RGB", size[0], size[1]));
     GstVideoInfo info;
@@ -251,6 +253,92 @@ TEST(Receiver, HostileDatagrams) {
     }
     depay.pull();
   }
+}
+
+// Behind the tag: a sender whose datagrams are sound, and say what they like.
+TEST(Receiver, TakesWhatLiesInTheWindowAndOneSenderUntilItCloses) {
+  using qrx::gst::Fate;
+  namespace tool = qrx::tool;
+  const tool::Key key = tool::publicKey();
+  qrx::gst::FrameReceiver receiver(QRXC_BGRX, key);
+  tool::Channel first(key, tool::PayloadKind::kFromServer, 5);
+  tool::Channel second(key, tool::PayloadKind::kFromServer, 6);
+  const auto take = [&](const tool::Packet& datagram) {
+    receiver.take(datagram, {});
+    return receiver.fate();
+  };
+  std::int32_t index = 0;
+  const auto rectangle = [&](std::int32_t x, std::int32_t y) {
+    const Bytes gray(32 * 32, 9);
+    tool::Packet packet;
+    qrx::host::Coder().encodePackets({gray.data(), 32, 32, QRXC_GRAY}, 80, QRXC_444,
+                                     {7, ++index, x, y, 0, {}}, [&](qrx::host::Bytes bytes) {
+                                       const auto* data =
+                                           static_cast<const std::uint8_t*>(bytes.data);
+                                       packet.assign(data, data + bytes.size);
+                                     });
+    return first.sealPacket(packet);
+  };
+  tool::FrameInfo info;
+  info.window = 7;
+  info.width = 96;
+  info.height = 64;
+  EXPECT_EQ(take(rectangle(0, 0)), Fate::kNoWindow);
+  EXPECT_EQ(take(first.seal(info)), Fate::kTaken);
+  const struct {
+    std::int32_t x, y;
+    Fate fate;
+  } cases[] = {{0, 0, Fate::kTaken},     {64, 32, Fate::kTaken},   {-1, 0, Fate::kNoWindow},
+               {65, 0, Fate::kNoWindow}, {0, -1, Fate::kNoWindow}, {0, 33, Fate::kNoWindow}};
+  for (const auto& c : cases) EXPECT_EQ(take(rectangle(c.x, c.y)), c.fate) << c.x << ", " << c.y;
+
+  // A frame is over once, and again when it got sharper.
+  EXPECT_TRUE(receiver.take(first.seal(info), {}));
+  EXPECT_FALSE(receiver.take(first.seal(info), {}));
+  EXPECT_EQ(take(rectangle(0, 0)), Fate::kTaken);
+  EXPECT_TRUE(receiver.take(first.seal(info), {}));
+
+  rectangle(0, 0);  // is lost
+  EXPECT_EQ(take(second.seal(info)), Fate::kOtherSession);
+  EXPECT_EQ(take(first.seal(tool::Closing{})), Fate::kTaken);
+  EXPECT_EQ(receiver.statistics().lost, 1u);
+  EXPECT_EQ(take(second.seal(info)), Fate::kTaken);
+  second.seal(info);  // is lost
+  EXPECT_EQ(take(second.seal(info)), Fate::kTaken);
+  EXPECT_EQ(receiver.statistics().lost, 3u);  // the one refused before counts as well
+}
+
+TEST(Sender, TakesEverySideThatPacketsCanTell) {
+  qrx::gst::FrameSender sender(qrx::tool::publicKey());
+  const struct {
+    std::uint32_t width, height;
+    bool good;
+  } cases[] = {{1, 32767, true}, {32767, 1, true},  {0, 1, false},
+               {1, 0, false},    {32768, 1, false}, {1, 32768, false}};
+  for (const auto& c : cases) {
+    bool good = true;
+    try {
+      sender.start(c.width, c.height, QRXC_BGRX);
+    } catch (const qrx::host::Error&) {
+      good = false;
+    }
+    EXPECT_EQ(good, c.good) << c.width << " x " << c.height;
+  }
+}
+
+TEST(Receiver, ABareFrameIsOverOnce) {
+  qrx::gst::FrameSender sender(qrx::tool::publicKey());
+  qrx::gst::FrameReceiver receiver(QRXC_BGRX, qrx::tool::publicKey());
+  sender.start(kWidth, kHeight, QRXC_BGRX);
+  const Bytes pixels = frame(4, 0);
+  int frames = 0;
+  for (int i = 0; i < 3; ++i) {
+    sender.send(pixels.data(), 4 * kWidth, {.envelope = false}, [&](qrx::host::Bytes packet) {
+      frames += receiver.take({static_cast<const std::uint8_t*>(packet.data), packet.size},
+                              {.envelope = false});
+    });
+  }
+  EXPECT_EQ(frames, 3);
 }
 
 }  // namespace
