@@ -66,7 +66,10 @@ while IFS= read -r line; do
 done <"$docs/sessions.md"
 [ $block -ge 2 ] || fail "no blocks in sessions.md"
 for n in $(seq $block); do
-  grep -q 'qrx-jpeg-web' "block$n.sh" && continue  # has a test of its own
+  if grep -q qrx-jpeg-web "block$n.sh" && ! command -v qrx-jpeg-web >/dev/null; then
+    echo "not tried: block $n, as qrx-jpeg-web is not built"
+    continue
+  fi
   rm -f last.png
   timeout 60 bash -m "block$n.sh" >out 2>err
   [ -s last.png ] || fail "block $n of sessions.md leaves no picture: $(cat err)"
