@@ -33,6 +33,8 @@ Progress::Progress(std::string label, int total, bool quiet, const PixelCount* p
   pthread_sigmask(SIG_SETMASK, &all, &before);
   drawer_ = std::thread([this] {
     std::unique_lock lock(mutex_);
+    started_ = true;
+    ends_.notify_one();
     auto pause = kFirst;
     while (!ends_.wait_for(lock, pause, [this] { return end_; })) {
       draw();
@@ -40,6 +42,9 @@ Progress::Progress(std::string label, int total, bool quiet, const PixelCount* p
     }
   });
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  // Memory that a thread takes as it starts would be locked for good in a process forked then.
+  std::unique_lock lock(mutex_);
+  ends_.wait(lock, [this] { return started_; });
 }
 
 Progress::~Progress() {

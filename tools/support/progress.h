@@ -44,9 +44,10 @@ class Progress {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   std::atomic<int> done_ = 0;
   const PixelCount* const pixels_;
-  int terminal_ = -1;  // a copy of standard error, or -1
-  std::mutex mutex_;   // the line, `shown_` and `end_`
-  std::condition_variable ends_;
+  int terminal_ = -1;             // a copy of standard error, or -1
+  std::mutex mutex_;              // the line and the three below
+  std::condition_variable ends_;  // and starts
+  bool started_ = false;
   bool shown_ = false;
   bool end_ = false;
   std::thread drawer_;
