@@ -50,7 +50,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -77,7 +77,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -105,7 +105,7 @@ case $words[2] in
         '--max-scans:Scans of a JPEG, at most'
         '--json:Print the result, or the error, as one JSON object'
         '--strict:Exit with 1 instead of 2 for damage and partial results'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -150,7 +150,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -180,7 +180,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -192,7 +192,7 @@ case $words[2] in
         '-V:Print the version and exit'
         '--json:Print the result, or the error, as one JSON object'
         '--strict:Exit with 1 instead of 2 for damage and partial results'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -221,7 +221,7 @@ case $words[2] in
         '-q:JPEG quality, 1 to 100'
         '--sampling:Colour sampling, through the setting that the library reads (ZMT_SUBSAMPLING)'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -245,7 +245,7 @@ case $words[2] in
         '--max-pixels:Pixels of a picture, at most'
         '--max-memory:Bytes that decoding a picture may take'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -286,7 +286,7 @@ case $words[2] in
         '--max-memory:Bytes that decoding a picture may take'
         '--max-scans:Scans of a JPEG, at most'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -297,7 +297,7 @@ case $words[2] in
         '--version:Print the version and exit'
         '-V:Print the version and exit'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
