@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Hostile packets through the page's view, natively and as WebAssembly in node: the same pictures
-# and the same refusals. replay_test.sh QRX-JPEG BROWSER-REPLAY REPLAY.JS FUZZ-CORPUS
+# Hostile packets through the page's view, natively and as WebAssembly in node, once more with
+# sanitizers: the same pictures and the same refusals.
+#
+#   replay_test.sh QRX-JPEG BROWSER-REPLAY REPLAY.JS SANITIZED-REPLAY.JS FUZZ-CORPUS
 set -uo pipefail
 
-native=$(realpath "$2") wasm=$(realpath "$3") corpus=$(realpath "$4")
+native=$(realpath "$2") wasm=$(realpath "$3") sanitized=$(realpath "$4") corpus=$(realpath "$5")
 # shellcheck source=tests/host/tool_common.sh
 source "$(dirname "$0")/../../tests/host/tool_common.sh"
 
@@ -14,8 +16,10 @@ done
 files=(*.qpk "$corpus"/{decompress_tile,packet_inspection,packet_sequence,viewer}/*)
 expect 0 "$native" "${files[@]}"
 mv out native.txt
-expect 0 node "$wasm" "${files[@]}"
-cmp native.txt out || fail "WebAssembly says: $(cat out)"
+for module in "$wasm" "$sanitized"; do
+  expect 0 node "$module" "${files[@]}"
+  cmp native.txt out || fail "WebAssembly says: $(cat out)"
+done
 [ "$(sed -n 's/^verdict 0: //p' out)" -gt 500 ] || fail "hardly a packet was decoded: $(cat out)"
 [ "$(sed -n 's/^verdict 3: //p' out)" -gt 500 ] || fail "hardly a packet was refused: $(cat out)"
 
