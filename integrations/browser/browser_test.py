@@ -101,7 +101,7 @@ class Socket:
             pass  # it was closed, as it may be
 
     def ends(self):
-        """Whether the server closes, within some seconds."""
+        """Whether the server closes, within some seconds: its reason, or True without one."""
         self.socket.settimeout(5)
         left = b""
         try:
@@ -110,10 +110,10 @@ class Socket:
                 while len(left) >= 4:
                     short = left[1] & 127
                     size = 2 + short if short < 126 else 4 + int.from_bytes(left[2:4], "big")
-                    if left[0] == 0x88:
-                        return True
                     if len(left) < size:
                         break
+                    if left[0] == 0x88:
+                        return left[4:size].decode() or True
                     left = left[size:]
         except socket.timeout:
             return False
@@ -204,6 +204,10 @@ class Clients(unittest.TestCase):
         refused = subprocess.run([WEB, "--listen", "0.0.0.0:0"], capture_output=True, text=True)
         self.assertEqual(refused.returncode, 64)
         self.assertIn("--remote", refused.stderr)
+        # By itself it listens on loopback, or says that it can't where somebody else does.
+        with subprocess.Popen([WEB], stderr=subprocess.PIPE, text=True) as process:
+            self.assertRegex(process.stderr.readline(), r"\b127\.0\.0\.1:8080\b")
+            process.terminate()
 
     def test_anything_at_all(self):
         chance = random.Random(1)
@@ -226,19 +230,21 @@ class Clients(unittest.TestCase):
                 except OSError:
                     pass
                 client.close()
+            text, message = "a text that is none of a page", "a message that is none of a page"
+            long = "a message longer than any of a page"
             ending = [
-                lambda s: s.send(b"loss 2", 1),
-                lambda s: s.send(b"loss nan", 1),
-                lambda s: s.send(b"loss 0.1 ", 1),
-                lambda s: s.send(b"\xff\xfe", 1),
-                lambda s: s.send(b"QRXC"),
-                lambda s: s.send(bytes(5000)),
-                lambda s: s.send(bytes(1 << 20)),
-                lambda s: [s.send(bytes(1000), first=0 if i else 2) for i in range(9)],
-                lambda s: s.raw(b"\xff" * 200),
-                lambda s: s.raw(b"\x82\x05hello"),  # not masked
+                (text, lambda s: s.send(b"loss 2", 1)),
+                (text, lambda s: s.send(b"loss nan", 1)),
+                (text, lambda s: s.send(b"loss 0.1 ", 1)),
+                (None, lambda s: s.send(b"\xff\xfe", 1)),
+                (message, lambda s: s.send(b"QRXC")),
+                (long, lambda s: s.send(bytes(5000))),
+                (long, lambda s: s.send(bytes(1 << 20))),
+                (long, lambda s: [s.send(bytes(1000), first=0 if i else 2) for i in range(9)]),
+                (None, lambda s: s.raw(b"\xff" * 200)),
+                (None, lambda s: s.raw(b"\x82\x05hello")),  # not masked
             ]
-            for i, act in enumerate(ending):
+            for i, (reason, act) in enumerate(ending):
                 with self.subTest(message=i):
                     client = Socket(server)
                     self.assertEqual(client.status, 101)
@@ -246,7 +252,13 @@ class Clients(unittest.TestCase):
                     ended = client.ends()
                     client.close()
                     self.assertTrue(ended)
-            for data in corpus("host_readers", "live_envelope"):
+                    if reason == long:  # is lost with what was still on its way
+                        self.assertIn(ended, (long, True))
+                    elif reason is not None:
+                        self.assertEqual(ended, reason)
+            told = f"qrx-jpeg-web: a viewer was turned away, the 1. one: {text}\n"
+            self.assertIn(told, iter(server.process.stderr.readline, ""))
+            for data in corpus("host_readers", "live_envelope", "packet_inspection", "viewer"):
                 client = Socket(server)
                 client.send(data[:4000])
                 client.send(data[:4000], 1)
@@ -258,7 +270,7 @@ class Clients(unittest.TestCase):
             self.assertEqual(server.status(f"/{server.token}/"), 200)
             crowd = [Socket(server) for _ in range(4)]
             crowd.append(Socket(server))
-            self.assertTrue(crowd[-1].ends(), "one viewer too many")
+            self.assertEqual(crowd[-1].ends(), "as many viewers as there may be")
             for client in crowd:
                 client.close()
 

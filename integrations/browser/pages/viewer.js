@@ -75,9 +75,9 @@ async function connect() {
     if (typeof event.data === 'string') hearLoss(event.data);
     else if (decoder !== null) guarded(() => take(event.data));
   };
-  socket.onclose = () => {
+  socket.onclose = (event) => {
     decoder = null;
-    say('no server, or it serves as many as it may\nconnecting again');
+    say((event.reason || 'no server') + '\nconnecting again');
     setTimeout(connect, 1000);
   };
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <set>
 #include <utility>
@@ -20,6 +21,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr int kTryAgainLater = 1013;           // the library has no name for it
 constexpr std::size_t kLongestMessage = 4096;  // of a viewer; a request for repair has 1100 bytes
 constexpr char kSocketName[] = "socket";
 constexpr char kFrameName[] = "frame.jpg";
@@ -115,6 +117,7 @@ struct WebServer::Parts {
   int begin(lws* wsi, Connection& connection);
   int hear(lws* wsi, Connection& connection, std::span<const std::uint8_t> piece);
   static int writeDatagrams(lws* wsi, Connection& connection);
+  int turnAway(lws* wsi, int status, std::string_view why);
   void tick();
   const tool::Image& frame();
   bool isLast() const { return options.frames > 0 && number >= options.frames - 1; }
@@ -130,7 +133,9 @@ struct WebServer::Parts {
 
   Clock::duration period;
   Clock::time_point due = Clock::now();  // of the frame after this one
-  int number = 0;                        // of the frame
+  std::uint64_t turnedAway = 0;
+  Clock::time_point mayTell = {};  // of the next one
+  int number = 0;                  // of the frame
   int rendered = -1;
   const tool::Image* image = nullptr;
   int coded = -1;  // number of the frame in `jpeg`
@@ -276,8 +281,7 @@ int WebServer::Parts::admitUpgrade(lws* wsi, std::string_view what) const {
 int WebServer::Parts::begin(lws* wsi, Connection& connection) {
   if (std::string_view(lws_get_protocol(wsi)->name) != kProtocols[1].name) return -1;
   if (viewers.size() >= static_cast<std::size_t>(options.mostViewers)) {
-    lws_close_reason(wsi, static_cast<lws_close_status>(1013), nullptr, 0);  // try again later
-    return -1;
+    return turnAway(wsi, kTryAgainLater, "as many viewers as there may be");
   }
   connection.session =
       std::make_unique<Session>(codec.compressor(), options.size, options.sender, options.network);
@@ -292,22 +296,35 @@ int WebServer::Parts::hear(lws* wsi, Connection& connection, std::span<const std
   std::vector<std::uint8_t>& message = connection.incoming;
   if (!connection.session) return -1;
   if (message.size() + piece.size() > kLongestMessage) {
-    lws_close_reason(wsi, LWS_CLOSE_STATUS_MESSAGE_TOO_LARGE, nullptr, 0);
-    return -1;
+    return turnAway(wsi, LWS_CLOSE_STATUS_MESSAGE_TOO_LARGE, "a message longer than any of a page");
   }
   message.insert(message.end(), piece.begin(), piece.end());
   if (lws_is_final_fragment(wsi) == 0 || lws_remaining_packet_payload(wsi) > 0) return 0;
-  const bool known = lws_frame_is_binary(wsi) != 0
-                         ? connection.session->hear(message)
-                         : connection.session->hearText(
-                               {reinterpret_cast<const char*>(message.data()), message.size()});
+  const bool binary = lws_frame_is_binary(wsi) != 0;
+  const bool known = binary ? connection.session->hear(message)
+                            : connection.session->hearText(
+                                  {reinterpret_cast<const char*>(message.data()), message.size()});
   message.clear();
   if (!known) {
-    lws_close_reason(wsi, LWS_CLOSE_STATUS_POLICY_VIOLATION, nullptr, 0);
-    return -1;
+    return turnAway(wsi, LWS_CLOSE_STATUS_POLICY_VIOLATION,
+                    binary ? "a message that is none of a page" : "a text that is none of a page");
   }
   if (connection.session->hasMore()) lws_callback_on_writable(wsi);
   return 0;
+}
+
+// Ends a viewer's connection and says why, to both ends; here once a second at most.
+int WebServer::Parts::turnAway(lws* wsi, int status, std::string_view why) {
+  std::string text(why);
+  lws_close_reason(wsi, static_cast<lws_close_status>(status),
+                   reinterpret_cast<unsigned char*>(text.data()), text.size());
+  ++turnedAway;
+  if (const auto now = Clock::now(); now >= mayTell) {
+    std::fprintf(stderr, "qrx-jpeg-web: a viewer was turned away, the %llu. one: %s\n",
+                 static_cast<unsigned long long>(turnedAway), text.c_str());
+    mayTell = now + std::chrono::seconds(1);
+  }
+  return -1;
 }
 
 int WebServer::Parts::writeDatagrams(lws* wsi, Connection& connection) {
