@@ -156,6 +156,13 @@ told view.err connected
 told serve.err 'fell silent'
 watch --connect ":$port"
 told view.err connected
+kill -INT $viewer
+ends 'the next viewer' $viewer 0 2
+# A viewer that comes late counts from its own first frame.
+"$tool" view --connect ":$port" --snapshot late.ppm --after 25 --timeout 20 --json >out 2>err
+[ "$(json frames <out)" -ge 25 ] || fail "a snapshot after 25 frames: $(cat out err)"
+watch --connect ":$port"
+told view.err connected
 kill -INT $server
 told view.err "the server at 127.0.0.1:$port has ended"
 ends 'the viewer of a server that ends' $viewer 0 2
