@@ -9,8 +9,9 @@
 # As root it installs the Debian packages that are missing; otherwise it names them and stops.
 set -euo pipefail
 
+if [ -z "${DEMO_TOOL:-}" ]; then building=", after a build: a few minutes the first time"; fi
 echo "Shows what lost packets do to a picture, in files and live, and checks JPEGs with another" \
-  "reader; takes some 15 seconds${DEMO_TOOL-, and a few minutes to build it the first time}."
+  "reader: takes some 15 seconds${building:-}."
 
 frames=${DEMO_FRAMES:-3}
 size=${DEMO_SIZE:-1280x720}
@@ -62,6 +63,8 @@ step() {
 
 # json_number NAME: the number of that name in the JSON object on standard input.
 json_number() { sed -E "s/.*\"$1\":(-?[0-9.]+).*/\\1/"; }
+# A number of standard input with one digit behind the point. Not up: 99.97 is not 100.
+rounded() { awk '{ printf "%.1f", int($1 * 10 + 1e-6) / 10 }'; }
 
 # What to type to see it on a screen.
 live_commands() {
@@ -100,30 +103,30 @@ page_begin "qrx-jpeg: what lost packets do to a picture" \
    the network loses 0, 5 or 20% of them and nothing is sent again. <span class=old>Pink</span> is what is
    out of date: its packet was lost, and an older frame shows through. All else is exactly the frame."
 
-# crop_at X Y: the part of an eighth of the width around a block of 64x64 at that place.
+# crop_at X Y: a sixth of the width and height, around the block of 64x64 at that place.
 crop_at() {
   awk -v x="$1" -v y="$2" -v w="$width" -v h="$height" '
     function place(at, part, all) {
       at = int(at + 32 - part / 2)
       return at < 0 ? 0 : at + part > all ? all - part : at
     }
-    BEGIN { cw = int(w / 8); ch = int(h / 8); print place(x, cw, w), place(y, ch, h), cw, ch }'
+    BEGIN { cw = int(w / 6); ch = int(h / 6); print place(x, cw, w), place(y, ch, h), cw, ch }'
 }
 
 crops=() # of 5 and 20%
 page_row
 for loss in 0 5 20; do
   name=loss$loss
-  lossy=(film.qpk --loss "$loss%" --seed $((7 + loss)))
+  lossy=(film.qpk --loss "$loss%" --seed $((loss == 20 ? 4 : 1))) # not the same place twice
   status=0
   report=$("$tool" unpack "${lossy[@]}" $name.png --json) || status=$?
   [ $status -eq $((loss > 0 ? 2 : 0)) ] || failed "unpack with $loss% loss ended with $status"
   "$tool" unpack "${lossy[@]}" $name-tint.png --tint --quiet || [ $? -eq 2 ]
   likeness=$("$tool" psnr "$last" $name.png)
-  lost=$(json_number packets_lost <<<"$report") right=$(json_number right <<<"$report")
-  current=$(json_number coverage <<<"$report")
-  printf '%-6s %14s %11.1f%% %9.1f%% %6s dB\n' "$loss%" "$lost of $packets" "$current" "$right" \
-    "$likeness"
+  lost=$(json_number packets_lost <<<"$report")
+  current=$(json_number coverage <<<"$report" | rounded)
+  right=$(json_number right <<<"$report" | rounded)
+  printf '%-6s %14s %12s %10s %6s dB\n' "$loss%" "$lost of $packets" "$current%" "$right%" "$likeness"
   crop=
   if [ "$loss" -gt 0 ]; then
     worst=$("$tool" psnr loss0.png $name.png --map $name-map.png --json)
@@ -131,10 +134,10 @@ for loss in 0 5 20; do
     crops+=("$crop")
   else
     "$tool" psnr "$last" $name.png --map $name-map.png >/dev/null
-    [ "$right" = 100.000 ] || failed "$right% of the pixels are right without loss"
+    [ "$right" = 100.0 ] || failed "$right% of the pixels are right without loss"
   fi
-  page_figure $name-tint.png "$loss% lost" "$lost of $packets packets lost,
-    $current% of the picture up to date, <b>$right% of the pixels right</b> $likeness dB PSNR" "" "$crop"
+  page_figure $name-tint.png "$loss% lost" "$lost of $packets packets lost;
+    $current% of the picture up to date, <strong>$right% of the pixels right</strong>" "" "$crop"
 done
 page_row_end
 
@@ -149,28 +152,28 @@ cut=$(($(stat -c %s whole.jpg) / 3))
 "$tool" decode hole.jpg hole.png --quiet 2>/dev/null || [ $? -eq 2 ]
 "$tool" unpack film.qpk packets.png --packets --quiet
 "$tool" unpack "${lossy[@]}" packets-lost.png --packets --quiet || [ $? -eq 2 ]
-page_section "Why" "In an ordinary JPEG everything behind a gap is lost or out of place. Here each packet
+page_section "Why so little" "In an ordinary JPEG everything behind a gap is lost or out of place. Here each packet
   brings some blocks of 16x16 pixels, and says which: what is lost of them is lost, and nothing else."
 page_row
-page_figure hole.png "An ordinary JPEG, one datagram lost" \
-  "$hole of its $(stat -c %s whole.jpg) bytes are missing, <b>$("$tool" psnr "$last" hole.png) dB PSNR</b>"
+page_figure hole.png "An ordinary JPEG, 1 datagram lost" "<strong>$hole of its $(stat -c %s whole.jpg)
+  bytes</strong> are missing, a third of the way down"
 page_figure packets.png "Our packets, each in its colour" \
   "of the last frame; where much is to be seen they are shorter"
-page_figure packets-lost.png "20% of them lost" "gray: what did not come, and is of an older frame"
+page_figure packets-lost.png "20% of them lost" "gray: what did not come of the last frame; an older one stays there"
 page_row_end
 
-page_section "Up close, where it is worst" "The yellow frames above, magnified. What was lost shows the
-  place as it was one or more frames before. Right: what differs, blue if hardly to be seen, yellow if much."
+page_section "Up close, where it is worst" "What the yellow frames above hold, magnified. Where a packet
+  was lost an older frame stays. Right: how much the two differ, from blue, hardly to be seen, to yellow."
 for i in 0 1; do
   loss=$((i == 0 ? 5 : 20))
   page_row
   page_figure loss0.png "As it was sent" "to be compared with $loss% loss" "${crops[i]}"
   page_figure loss$loss.png "$loss% lost" "as it is shown, without the pink" "${crops[i]}"
-  page_figure loss$loss-map.png "The difference" "gray: not a bit differs" "${crops[i]}"
+  page_figure loss$loss-map.png "The difference" "gray: not by a bit" "${crops[i]}"
   page_row_end
 done
 
-page_section "What differs, all of it" "On the frame in gray: blue if hardly to be seen, red, yellow if much.
+page_section "What differs, all of it" "On the frame in gray, from blue, hardly to be seen, by way of red to yellow.
   Most of what is out of date looks the same, since it did not move."
 page_row
 page_figure loss0-map.png "0% lost" "against the frame as rendered: what JPEG at quality $quality costs"
@@ -201,7 +204,7 @@ live() { # NAME FRAMES-PER-SECOND RELAY-OPTIONS...
   relay=$!
   # Exit code 2: the picture during loss is incomplete, as it has to be.
   "$tool" view --connect ":$(port_of "$name.relay")" --snapshot "$name-during.png" --after 40 \
-    --repaired "$name-after.png" --wait 10 --timeout 40 --tint --json >"$name.json" \
+    --repaired "$name-after.png" --wait 10 --timeout 20 --tint --json >"$name.json" \
     2>"$name.view" || status=$?
   [ $status -ne 2 ] || status=0
   wait $server || status=$?
@@ -218,22 +221,21 @@ if live lossy 25 "${bad_network[@]}" --seed 1 && live clean 100 &&
   shown=$(json_number frames <live-lossy.json)
   cat <<TEXT
 $((lost + got)) datagrams in $shown frames, $lost lost. The viewer asks for what it lacks:
-  during loss, after 40 frames, ${current:-100}% of the picture were up to date;
+  during loss, after 40 frames, ${current:=100}% of the picture were up to date;
   at the end it equals, to the bit, that of a network without loss.
 TEXT
   page_section "Live" "The same window at 25 frames a second, through a relay that loses 20% of the datagrams
     and takes 60 ms each way. The viewer asks for what it lacks; it comes some frames later."
-  page_row
+  page_pair
   page_figure live-lossy-during.png "During loss" \
-    "after 40 frames; ${current:-100}% up to date; <span class=old>pink</span>: an older frame"
+    "after 40 frames; $current% up to date; <span class=old>pink</span>: an older frame"
   page_figure live-lossy-after.png "After repair" \
     "the last of $shown frames; to the bit the one of a network without loss"
-  page_add <<HTML
-<figure><figcaption><b>See it on your screen</b>
-Type:<pre>$(live_commands)</pre>Keys: t the pink, o the figures, q the end; then kill %1 %2.
-</figcaption></figure>
-HTML
   page_row_end
+  page_add <<HTML
+<p>To see it on your screen, type:</p><pre>$(live_commands)</pre>
+<p>Keys: t colours what is out of date, o shows figures, q ends it; then: kill %1 %2</p>
+HTML
 else
   failed "the live window was not repaired: $(cat live-*.view)"
 fi
@@ -312,15 +314,14 @@ page_section "A progressive JPEG while it arrives" "A part of the picture, magni
 page_row
 part="$((width * 43 / 100)) $((height * 44 / 100)) $((width / 5)) $((height / 5))"
 printf '%-12s %10s %9s\n' scans bytes PSNR
-for scan in 1 $((scans / 2)) "$scans"; do
-  # Where the next scan begins, or the end.
+for scan in 1 $((scans * 2 / 5)) "$scans"; do
   bytes=$((scan < scans ? ends[scan] : total))
   head -c $bytes progressive.jpg >part.jpg
   name=progressive-$scan.png
-  "$tool" decode part.jpg $name --quiet 2>/dev/null || [ $? -eq 2 ]
-  psnr=$("$tool" psnr "$last" $name)
+  "$tool" decode part.jpg "$name" --quiet 2>/dev/null || [ $? -eq 2 ]
+  psnr=$("$tool" psnr "$last" "$name")
   printf '%-12s %10s %6s dB\n' "$scan of $scans" "$bytes" "$psnr"
-  page_figure $name "$scan of $scans scans" "$bytes bytes, $((bytes * 100 / total))%; $psnr dB PSNR" "$part"
+  page_figure "$name" "$scan of $scans scans" "$bytes bytes, $((bytes * 100 / total))%; $psnr dB PSNR" "$part"
 done
 page_row_end
 rm -rf part.jpg film.txt empty live-*.{serve,relay,json,view} live-clean-*.png

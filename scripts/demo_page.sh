@@ -13,8 +13,8 @@ page_begin() { # TITLE LEAD
 body { font: 15px/1.45 sans-serif; max-width: 1400px; margin: 1.2em auto; padding: 0 1.2em;
   background: #f4f4f2; color: #222; }
 h1 { margin: 0 0 .2em; } h2 { margin: 1.6em 0 .2em; } p { margin: .2em 0 .7em; max-width: 75em; }
-.row { display: grid; grid-template-columns: repeat(3, 1fr); gap: 1em; margin-bottom: 1em; }
-.two { grid-template-columns: 2fr 1fr; }
+.row { display: grid; grid-template-columns: repeat(3, minmax(0, 1fr)); gap: 1em; margin-bottom: 1em; }
+.pair { grid-template-columns: repeat(2, minmax(0, 1fr)); }
 figure { margin: 0; background: #fff; border: 1px solid #ccc; }
 figure svg, figure img { display: block; width: 100%; height: auto; }
 figcaption { padding: .5em .7em .6em; }
@@ -33,9 +33,9 @@ page_section() { # TITLE TEXT
   printf '<h2>%s</h2>\n<p>%s</p>\n' "$1" "$2" >>"$page"
 }
 
-page_row() { # [CLASS]: figures follow, up to page_row_end
-  printf '<div class="row %s">\n' "${1:-}" >>"$page"
-}
+# Figures follow, three or two in a row, up to page_row_end.
+page_row() { echo '<div class="row">' >>"$page"; }
+page_pair() { echo '<div class="row pair">' >>"$page"; }
 
 page_row_end() { echo '</div>' >>"$page"; }
 

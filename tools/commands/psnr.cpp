@@ -89,8 +89,8 @@ void addPsnr(CLI::App& app, Action& action) {
   addCommand<PsnrOptions>(app, action, "psnr",
                           "Print the peak signal-to-noise ratio of two pictures in dB",
                           "Over the samples of the three colours; inf, in JSON null, for equal "
-                          "pictures. Alpha does not count. With --json also: the percentage of "
-                          "the pixels that\ndiffer, and the upper left corner of the worst block "
+                          "pictures. Alpha does not count.\nWith --json also the percentage of "
+                          "the pixels that differ, and the upper left corner of\nthe worst block "
                           "of 64x64.",
                           define, runPsnr);
 }

@@ -100,7 +100,7 @@ bool takePictures(const Viewer& viewer, const ViewOptions& options) {
   bool whole = true;
   if (!options.snapshot.empty()) {
     const bool there = waitFor(viewer, deadline, [&options](const AssemblerStatistics& s) {
-      return s.frames >= options.after;
+      return s.passed >= options.after;
     });
     if (!there) say("the picture was not there after " + std::to_string(options.after) + " frames");
     whole = savePicture(viewer, options.snapshot, options.tint) && there;
@@ -215,8 +215,9 @@ void define(CLI::App& command, ViewOptions& options) {
                   "and all, and end")
       ->type_name("FILE");
   command
-      .add_option("--after", options.after,
-                  "Frames before --snapshot, from the first that the viewer is sent on")
+      .add_option(
+          "--after", options.after,
+          "Frames before --snapshot, from the first that the viewer is sent on, those left out too")
       ->check(CLI::Range(1, 1000000))
       ->capture_default_str()
       ->type_name("N");
