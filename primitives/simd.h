@@ -92,6 +92,7 @@ QRX_BINARY(greater16, cmpgt_epi16, cmpgt_epi16)
 QRX_BINARY(larger16, max_epi16, max_epi16)
 QRX_BINARY(lowerProduct, mullo_epi16, mullo_epi16)
 QRX_BINARY(upperProduct, mulhi_epi16, mulhi_epi16)
+QRX_BINARY(upperProductUnsigned, mulhi_epu16, mulhi_epu16)
 QRX_BINARY(pairProducts, madd_epi16, madd_epi16)  // the sum of the two products of each pair
 QRX_BINARY(interleaveLow8, unpacklo_epi8, unpacklo_epi8)
 QRX_BINARY(interleaveHigh8, unpackhi_epi8, unpackhi_epi8)
@@ -157,9 +158,6 @@ inline unsigned signs8(Vec256 a) { return static_cast<unsigned>(_mm256_movemask_
 #ifdef __AVX2__
 // The second and the third of the four quarters change places.
 inline Vec256 exchangeMiddle64(Vec256 a) { return {_mm256_permute4x64_epi64(a.v, 0xD8)}; }
-// The lower halves, and the upper ones.
-inline Vec256 joinLower(Vec256 a, Vec256 b) { return {_mm256_permute2x128_si256(a.v, b.v, 0x20)}; }
-inline Vec256 joinUpper(Vec256 a, Vec256 b) { return {_mm256_permute2x128_si256(a.v, b.v, 0x31)}; }
 #endif
 
 inline void store(void* p, Vec128 a) { _mm_storeu_si128(static_cast<__m128i*>(p), a.v); }
@@ -167,6 +165,15 @@ inline void storeLower(void* p, Vec128 a) { _mm_storel_epi64(static_cast<__m128i
 inline void storeUpper(void* p, Vec128 a) { storeLower(p, interleaveHigh64(a, a)); }
 #ifdef __AVX2__
 inline void store(void* p, Vec256 a) { _mm256_storeu_si256(static_cast<__m256i*>(p), a.v); }
+#endif
+
+// Each half of 128 bits to an address of its own, `apart` bytes after the one before.
+inline void storeHalves(Ipp8u* p, int, Vec128 a) { store(p, a); }
+#ifdef __AVX2__
+inline void storeHalves(Ipp8u* p, int apart, Vec256 a) {
+  store(p, a.lower());
+  store(p + apart, a.upper());
+}
 #endif
 
 // Clamps and stores a vector of 16-bit values as bytes.

@@ -70,57 +70,49 @@ inline void forwardRow(const Ipp8u* __restrict src, Ipp8u* __restrict y, Ipp8u* 
                                    width - static_cast<int>(done));
 }
 
-// A factor for 16-bit products that round halves up. The rounding term of the definition is a
-// little lower, which makes a difference for one chroma: its result is too high by one.
-struct RoundedFactor {
-  int factor;
-  int tooHigh;  // the chroma, less 128
+// What a chroma adds to a colour, by the upper half of one 16-bit product: exact for each of the
+// 256 values, with a chroma in the lower byte of a lane and a constant that shifts where the
+// product is rounded in the upper one.
+struct ChromaProduct {
+  int upperByte, factor;  // the factor stands for a fraction, beside a whole chroma
+  int offset;             // of the sum of both
 
-  constexpr int product(int chroma) const {
-    return ((factor * 2 * chroma + 16384) >> 15) - (chroma == tooHigh ? 1 : 0);
+  constexpr int sum(int chroma) const {
+    const unsigned lane = static_cast<unsigned>(upperByte << 8 | chroma);
+    return static_cast<int>(lane + (lane * static_cast<unsigned>(factor) >> 16)) + offset;
   }
 };
 
-constexpr int exactProduct(const ChromaFactor& f, int chroma) {
-  return (f.factor * (chroma + 128) + f.rounding) >> 14;
-}
-
-constexpr bool sameProducts(const ChromaFactor& f, const RoundedFactor& rounded) {
-  for (int chroma = -128; chroma < 128; ++chroma) {
-    if (rounded.product(chroma) != exactProduct(f, chroma)) return false;
+constexpr bool isExact(const ChromaProduct& product, const ChromaFactor& f) {
+  for (int chroma = 0; chroma < 256; ++chroma) {
+    if (product.sum(chroma) != (f.factor * chroma + f.rounding) >> 14) return false;
   }
   return true;
 }
 
-constexpr RoundedFactor kRoundedRed = {kBlockRed.factor, 51};
-constexpr RoundedFactor kRoundedBlue = {kBlockBlue.factor, -125};
-static_assert(sameProducts(kBlockRed, kRoundedRed) && sameProducts(kBlockBlue, kRoundedBlue));
+constexpr ChromaProduct kRedProduct = {9, 26341, -1105 - (9 << 8)};
+constexpr ChromaProduct kBlueProduct = {79, 50593, -15839 - (79 << 8)};
+static_assert(isExact(kRedProduct, kBlockRed) && isExact(kBlueProduct, kBlockBlue));
 
-// Eight pixels a half in lanes of 16 bits. The chroma is less 128 and doubled, so that products
-// have 15 fraction bits.
+// Eight pixels a half in lanes of 16 bits. Chroma has the upper bytes of the products.
 template <typename Vec>
 struct YCbCrLanes {
   Vec y, cb, cr;
 
-  static Vec product(Vec chroma, const RoundedFactor& f) {
-    const Vec factor = Vec::all16(f.factor);
-#ifdef __SSSE3__
-    const Vec rounded = roundedProduct(chroma, factor);
-#else
-    const Vec twice = upperProduct(left16<2>(chroma), factor);
-    const Vec rounded = signedRight16<1>(add16(twice, Vec::all16(1)));
-#endif
-    return add16(rounded, equal16(chroma, Vec::all16(2 * f.tooHigh)));  // equal is -1
+  Vec coloured(Vec chroma, const ChromaProduct& p) const {
+    const Vec product = upperProductUnsigned(chroma, Vec::all16(p.factor));
+    return add16(add16(y, Vec::all16(p.offset)), add16(chroma, product));
   }
 
-  Vec red() const { return add16(y, product(cr, kRoundedRed)); }
-  Vec blue() const { return add16(y, product(cb, kRoundedBlue)); }
+  Vec red() const { return coloured(cr, kRedProduct); }
+  Vec blue() const { return coloured(cb, kBlueProduct); }
   Vec green() const {
     const Vec f = factors<Vec>(kBlockGreen.cb, kBlockGreen.cr);
     const Vec rounding =
-        Vec::all32(2 * (kBlockGreen.rounding + 128 * (kBlockGreen.cb + kBlockGreen.cr)));
+        Vec::all32(kBlockGreen.rounding - (kBlockGreen.cb * kBlueProduct.upperByte << 8) -
+                   (kBlockGreen.cr * kRedProduct.upperByte << 8));
     const auto sum = [&](Vec pairs) {
-      return signedRight32<15>(add32(pairProducts(pairs, f), rounding));
+      return signedRight32<14>(add32(pairProducts(pairs, f), rounding));
     };
     return add16(y, narrow32(sum(interleaveLow16(cb, cr)), sum(interleaveHigh16(cb, cr))));
   }
@@ -129,18 +121,13 @@ struct YCbCrLanes {
 template <int kRed, int kBytes, typename Vec>
 inline void inverseStep(const Ipp8u* y, const Ipp8u* cb, const Ipp8u* cr, Ipp8u* dst) {
   const Vec zero = Vec::all16(0);
-  const Vec luma = Vec::load(y);
-  const auto centred = [](const Ipp8u* chroma) {
-    return bitXor(Vec::load(chroma), Vec::all16(0x8080));
-  };
-  const Vec centredCb = centred(cb);
-  const Vec centredCr = centred(cr);
-  const YCbCrLanes<Vec> low = {interleaveLow8(luma, zero),
-                               signedRight16<7>(interleaveLow8(zero, centredCb)),
-                               signedRight16<7>(interleaveLow8(zero, centredCr))};
-  const YCbCrLanes<Vec> high = {interleaveHigh8(luma, zero),
-                                signedRight16<7>(interleaveHigh8(zero, centredCb)),
-                                signedRight16<7>(interleaveHigh8(zero, centredCr))};
+  const Vec upperCb = Vec::all16(kBlueProduct.upperByte * 0x101);
+  const Vec upperCr = Vec::all16(kRedProduct.upperByte * 0x101);
+  const Vec y8 = Vec::load(y), cb8 = Vec::load(cb), cr8 = Vec::load(cr);
+  const YCbCrLanes<Vec> low = {interleaveLow8(y8, zero), interleaveLow8(cb8, upperCb),
+                               interleaveLow8(cr8, upperCr)};
+  const YCbCrLanes<Vec> high = {interleaveHigh8(y8, zero), interleaveHigh8(cb8, upperCb),
+                                interleaveHigh8(cr8, upperCr)};
   const Vec red = clamp16(low.red(), high.red());
   const Vec green = clamp16(low.green(), high.green());
   const Vec blue = clamp16(low.blue(), high.blue());

@@ -93,43 +93,23 @@ inline void storePixels(Ipp8u* dst, const Triple<Vec256>& pixels) {
 }
 #endif
 
-// Pixels of four bytes into their places, where the fourth byte stays.
+// Three planes to pixels of four bytes, where the fourth byte stays. Sixteen pixels a half.
 template <typename Vec>
-inline void mergeFours(Ipp8u* dst, Vec pixels) {
-  store(dst, chooseByMask8(Vec::load(dst), pixels, Vec::all32(0xFFFFFF)));
-}
-
-// The results of two interleavings, in the order of their elements.
-inline void mergeInterleaved(Ipp8u* dst, Vec128 low, Vec128 high) {
-  mergeFours(dst, low);
-  mergeFours(dst + 16, high);
-}
-
-// Three planes to pixels of four bytes.
-inline void mergePixels(Ipp8u* dst, const Triple<Vec128>& planes) {
-  const Vec128 zero = Vec128::all16(0);
-  const Vec128 low01 = interleaveLow8(planes.v[0], planes.v[1]);
-  const Vec128 high01 = interleaveHigh8(planes.v[0], planes.v[1]);
-  const Vec128 low2 = interleaveLow8(planes.v[2], zero), high2 = interleaveHigh8(planes.v[2], zero);
-  mergeInterleaved(dst, interleaveLow16(low01, low2), interleaveHigh16(low01, low2));
-  mergeInterleaved(dst + 32, interleaveLow16(high01, high2), interleaveHigh16(high01, high2));
-}
-
-#ifdef __AVX2__
-// The quarters of the planes are put in an order first that leaves whole vectors of pixels.
-inline void mergePixels(Ipp8u* dst, const Triple<Vec256>& planes) {
-  const Vec256 zero = Vec256::all16(0);
-  const Vec256 v0 = exchangeMiddle64(planes.v[0]), v1 = exchangeMiddle64(planes.v[1]);
-  const Vec256 v2 = exchangeMiddle64(planes.v[2]);
-  const auto half = [](Ipp8u* to, Vec256 pairs, Vec256 thirds) {
-    const Vec256 low = interleaveLow16(pairs, thirds), high = interleaveHigh16(pairs, thirds);
-    mergeFours(to, joinLower(low, high));
-    mergeFours(to + 32, joinUpper(low, high));
+inline void mergePixels(Ipp8u* dst, const Triple<Vec>& planes) {
+  constexpr int kApart = 64;
+  const auto mergeFour = [&](int first, Vec pixels) {
+    Ipp8u* const to = dst + 4 * first;
+    storeHalves(to, kApart,
+                chooseByMask8(Vec::loadHalves(to, kApart), pixels, Vec::all32(0xFFFFFF)));
   };
-  half(dst, interleaveLow8(v0, v1), interleaveLow8(v2, zero));
-  half(dst + 64, interleaveHigh8(v0, v1), interleaveHigh8(v2, zero));
+  const auto mergeEight = [&](int first, Vec pairs, Vec thirds) {
+    mergeFour(first, interleaveLow16(pairs, thirds));
+    mergeFour(first + 4, interleaveHigh16(pairs, thirds));
+  };
+  const Vec zero = Vec::all16(0);
+  mergeEight(0, interleaveLow8(planes.v[0], planes.v[1]), interleaveLow8(planes.v[2], zero));
+  mergeEight(8, interleaveHigh8(planes.v[0], planes.v[1]), interleaveHigh8(planes.v[2], zero));
 }
-#endif
 
 }  // namespace simd
 }  // namespace

@@ -291,6 +291,9 @@ class RowDecoder {
 
   // Block `b` of the MCU, by the form's primitive if need be.
   __attribute__((noinline)) bool decodeOne(int b) {
+    if (b == 0 && column_ + done_ >= scan_.held) {
+      for (int i = 0; i < Place::kBlocks; ++i) clearBlock(block(i));
+    }
     const int i = Place::componentOf(b);
     bool* const hasAc = &withAc_[done_ & 1].of[b];
     if (reads_) {

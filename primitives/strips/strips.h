@@ -104,6 +104,7 @@ struct ScanIn {
   const WideTable* ac[kComponents];
   Ipp16s* lastDc[kComponents];
   Ipp16s* blocks;  // a strip's coefficients, MCU after MCU; from the row above until decoded anew
+  int held;        // those of the first MCUs; behind them memory is unwritten
   const Ipp8u* bytes;
   int length;
   int* position;
@@ -142,7 +143,7 @@ struct Routes {
 
   // Decodes `count` MCUs from `column` on into blocks and planes. Returns how many; fewer where the
   // data of the next one is damaged or ends. That one's blocks are as far as they were decoded,
-  // what lies behind them and the samples are as before.
+  // what lies behind them and the samples are as before; if it was not held, zeros lie behind.
   int (*decode)(const ScanIn& scan, int column, int count);
 
   // Gives position and state back from what was read ahead. Once behind the last call of `decode`.

@@ -98,6 +98,14 @@ int code(const ScanOut& scan, int column, int count, int stopAt) {
 
 inline int blocksOf(Layout layout) { return layout.across * layout.down + 2; }
 
+// Blocks of an MCU that holds none yet.
+inline void clearUnheld(const ScanIn& scan, int mcu) {
+  if (mcu < scan.held) return;
+  const int values = 64 * blocksOf(scan.layout);
+  Ipp16s* const blocks = scan.blocks + ptrdiff_t{values} * mcu;
+  for (int i = 0; i < values; ++i) blocks[i] = 0;
+}
+
 void transform(const ScanIn& scan, int column, int count) {
   for (int mcu = column; mcu < column + count; ++mcu) {
     const Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * blocksOf(scan.layout) * mcu;
@@ -112,6 +120,7 @@ void transform(const ScanIn& scan, int column, int count) {
 int decode(const ScanIn& scan, int column, int count) {
   int done = 0;
   for (; done < count; ++done) {
+    clearUnheld(scan, column + done);
     Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * blocksOf(scan.layout) * (column + done);
     const bool decoded = eachBlock(scan.layout, column + done, [&](int i, int b, int, int) {
       return FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(

@@ -44,6 +44,7 @@ int setPlace(CJPEGDecoder& decoder, const PacketCells& cells, const PacketTarget
 // Decodes a slice; its pixels go to their places. False where nothing could be decoded.
 bool decodeSlice(CJPEGDecoder& decoder, SliceBytes bytes, const PacketCells& cells,
                  const PacketTarget& target) {
+  jpeg::keepTables(decoder);
   decoder.Clean();
   decoder.Reset();
   decoder.SetSource(bytes.data(), static_cast<int>(bytes.size()));

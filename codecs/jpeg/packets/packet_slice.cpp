@@ -1,7 +1,7 @@
 // Structure of a packet's slice. Everything here comes from the network.
 #include "codecs/jpeg/packets/packet_slice.h"
 
-#include <cstring>
+#include <emmintrin.h>
 
 #include "codecs/jpeg/library/markers.h"
 #include "codecs/jpeg/library/mcu_grid.h"
@@ -31,14 +31,20 @@ bool isScanHeader(const std::uint8_t* scan, const std::uint8_t* entries, int com
   return tail[0] == 0 && tail[1] == 63 && tail[2] == 0;
 }
 
+// 0xFF in front of anything but a zero. A search that stops at each 0xFF takes longer than to look
+// at all bytes by vectors.
 bool hasMarker(const std::uint8_t* data, int length) {
-  const std::uint8_t* const end = data + length;
-  while (data < end) {
-    const auto left = static_cast<std::size_t>(end - data);
-    const auto* found = static_cast<const std::uint8_t*>(std::memchr(data, 0xFF, left));
-    if (found == nullptr) return false;
-    if (found + 1 == end || found[1] != 0) return true;
-    data = found + 2;
+  constexpr int kVector = sizeof(__m128i);
+  __m128i behind = _mm_setzero_si128();  // 0xFF
+  int i = 0;
+  for (; i + kVector < length; i += kVector) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+    const __m128i next = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i + 1));
+    behind = _mm_or_si128(behind, _mm_and_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(-1)), next));
+  }
+  if (_mm_movemask_epi8(_mm_cmpeq_epi8(behind, _mm_setzero_si128())) != 0xFFFF) return true;
+  for (; i < length; ++i) {
+    if (data[i] == 0xFF && (i + 1 == length || data[i + 1] != 0)) return true;
   }
   return false;
 }

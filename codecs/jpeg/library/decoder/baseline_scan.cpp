@@ -61,10 +61,10 @@ int showRow(CJPEGDecoder& d, const Ipp16s* blocks, int slot, int row, const RowS
 // A row that fails shows zeros where no row before it had blocks.
 void clearBlocks(CJPEGDecoder& d, int mcus) {
   DecoderRoom* const room = DecoderRoom::existing(d);
-  if (room == nullptr || !room->clearedMcus || *room->clearedMcus >= mcus) return;
+  if (room == nullptr || !room->heldMcus || *room->heldMcus >= mcus) return;
   const std::ptrdiff_t each = std::ptrdiff_t{64} * d.mcu_blocks;
-  std::fill(d.block_buffer + each * *room->clearedMcus, d.block_buffer + each * mcus, Ipp16s{0});
-  room->clearedMcus = mcus;
+  std::fill(d.block_buffer + each * *room->heldMcus, d.block_buffer + each * mcus, Ipp16s{0});
+  room->heldMcus = mcus;
 }
 
 // Where a scan begins.
@@ -112,12 +112,12 @@ int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
   const ScanStart start(d);
   for (int row = 0; row < d.mcus_down; ++row) {
     const RowSpan span = spanOf(row);
-    clearBlocks(d, span.mcus);
     if (routes.serve()) {
       routes.fetchTarget(row, span);
       noteRow(d, routes.decode(span.mcus), span.mcus);
       routes.show(row, span);
     } else {
+      clearBlocks(d, span.mcus);
       int blocks = 0;
       decodeRow(d, d.block_buffer, span.mcus, &blocks);
       noteRow(d, blocks / d.mcu_blocks, span.mcus);

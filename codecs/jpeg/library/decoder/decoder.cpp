@@ -30,13 +30,13 @@ int allocateComponent(CJPEGDecoder& d, int index, const BufferSizes& sizes) {
   return JPEG_NO_ERROR;
 }
 
-// Of a packet only the MCUs that it has are cleared, as it decodes them.
+// Of a packet only the MCUs that it has are written, as it decodes them.
 bool allocateBlocks(CJPEGDecoder& d, std::int64_t size) {
   DecoderRoom* const room = DecoderRoom::existing(d);
   const bool defers = room != nullptr && room->window && d.mode == JPEG_MODE_BASELINE;
-  if (room != nullptr) room->clearedMcus.reset();
+  if (room != nullptr) room->heldMcus.reset();
   if (!defers) return allocateZeroed(&d.block_buffer, size);
-  room->clearedMcus = 0;
+  room->heldMcus = 0;
   return allocate(&d.block_buffer, size);
 }
 

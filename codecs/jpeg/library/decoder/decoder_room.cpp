@@ -68,6 +68,16 @@ int silence(CJPEGDecoder& decoder) {
   return JPEG_NO_ERROR;
 }
 
+void keepTables(CJPEGDecoder& decoder) {
+  DecoderRoom* const room = DecoderRoom::of(decoder);
+  if (room != nullptr) room->known.lasts = true;
+}
+
+void noteTableChange(const CJPEGDecoder& decoder) {
+  DecoderRoom* const room = DecoderRoom::existing(decoder);
+  if (room != nullptr) room->known.forget();
+}
+
 int setPacketWindow(CJPEGDecoder& decoder, const PacketWindow& window) {
   DecoderRoom* const room = DecoderRoom::of(decoder);
   if (room == nullptr) return JPEG_OUT_OF_MEMORY;

@@ -33,6 +33,16 @@ struct PacketTables {
   IppiDecodeHuffmanSpec specs[4];  // in the order of DefaultHuffmanTables
 };
 
+// Which of the things made of a decoder's tables are known to be in step with them. Where others
+// get at the decoder nothing is known for longer than a scan.
+struct KnownTables {
+  bool lasts = false;
+  bool packet = false;
+  bool dc[4] = {}, ac[4] = {};
+
+  void forget() { *this = {lasts}; }
+};
+
 // What is kept of a progressive image beside its coefficients: per block of a component, which of
 // them hold something.
 struct BandRoom {
@@ -90,7 +100,8 @@ struct DecoderRoom {
   bool isQuiet = false;  // nothing goes to the standard error stream
 
   PacketTables packetTables;
-  std::optional<int> clearedMcus;  // of block_buffer, unless all are
+  KnownTables known;
+  std::optional<int> heldMcus;  // of block_buffer, the first that hold blocks, unless all do
 
   // What the fused routes work with.
   PlaneRoom planes;
@@ -113,6 +124,11 @@ int setFourByteDestination(CJPEGDecoder& decoder);
 int setWideStep(CJPEGDecoder& decoder, std::ptrdiff_t step);
 // Of ReadDataTiles: the packet's own pixels go to their places in the rectangle, and no others.
 int setPacketWindow(CJPEGDecoder& decoder, const PacketWindow& window);
+
+// Nobody but the library gets at the decoder: its tables change where data brings some.
+void keepTables(CJPEGDecoder& decoder);
+// Notes that a table is about to change.
+void noteTableChange(const CJPEGDecoder& decoder);
 
 // Keeps the decoder from the standard error stream, from now on. JPEG_OUT_OF_MEMORY.
 int silence(CJPEGDecoder& decoder);

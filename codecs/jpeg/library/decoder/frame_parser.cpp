@@ -158,7 +158,14 @@ void remember(CJPEGDecoder& d, PacketTables* tables) {
 // A packet carries no tables: both sides derive them from the quality.
 int initDefaultTables(CJPEGDecoder& d) {
   DecoderRoom* const room = DecoderRoom::of(d);
-  if (room != nullptr && holds(d, room->packetTables)) return JPEG_NO_ERROR;
+  if (room != nullptr && room->known.packet && room->packetTables.quality == d.quality) {
+    return JPEG_NO_ERROR;
+  }
+  if (room != nullptr && holds(d, room->packetTables)) {
+    room->known.packet = room->known.lasts;
+    return JPEG_NO_ERROR;
+  }
+  noteTableChange(d);
   for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
     if (tableOf(d, source).empty && tableOf(d, source).Create() != JPEG_NO_ERROR) {
       noteLackOfMemory(d);
@@ -169,7 +176,10 @@ int initDefaultTables(CJPEGDecoder& d) {
   for (const DefaultHuffmanTable& source : DefaultHuffmanTables) {
     QRX_TRY(tableOf(d, source).Init(source.id, source.tableClass, source.bits, source.values));
   }
-  if (room != nullptr) remember(d, &room->packetTables);
+  if (room != nullptr) {
+    remember(d, &room->packetTables);
+    room->known.packet = room->known.lasts;
+  }
   return JPEG_NO_ERROR;
 }
 

@@ -73,6 +73,7 @@ int readQuantTables(CJPEGDecoder& d, SegmentReader& segment) {
       }
       return JPEG_BAD_QUANT_SEGMENT;
     }
+    noteTableChange(d);
     Ipp8u table[64];
     for (Ipp8u& entry : table) {
       entry = static_cast<Ipp8u>(entryPrecision == 0 ? segment.readByte() : segment.readWord());
@@ -95,6 +96,7 @@ int readHuffmanTables(CJPEGDecoder& d, SegmentReader& segment) {
     if (count > 256 || count > segment.remaining || id > 3) return JPEG_BAD_HUFFMAN_TABLE;
     segment.readBytes({values, static_cast<std::size_t>(count)});
 
+    noteTableChange(d);
     CJPEGDecoderHuffmanTable& table = tableClass != 0 ? d.ac_tables[id] : d.dc_tables[id];
     if (table.empty && table.Create() != JPEG_NO_ERROR) {
       noteLackOfMemory(d);

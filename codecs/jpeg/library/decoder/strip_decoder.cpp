@@ -31,13 +31,15 @@ bool hasRouteStream(const CJPEGDecoder& d) {
 }
 
 // The tables of a component; false where it lacks one.
-bool takeTables(CJPEGDecoder& d, int index, DecoderRoom* room, strips::ScanIn* scan) {
+bool takeTables(CJPEGDecoder& d, int index, DecoderRoom* room, KnownTables* known,
+                strips::ScanIn* scan) {
   CJPEGColorComponent& c = *d.components[index];
   const IppiDecodeHuffmanSpec* dc = d.dc_tables[c.dc_selector].spec;
   const IppiDecodeHuffmanSpec* ac = d.ac_tables[c.ac_selector].spec;
   if (dc == nullptr || ac == nullptr) return false;
-  makeDcTable(*dc, &room->dcTables[c.dc_selector]);
-  makeAcTable(*ac, &room->acTables[c.ac_selector]);
+  if (!known->dc[c.dc_selector]) makeDcTable(*dc, &room->dcTables[c.dc_selector]);
+  if (!known->ac[c.ac_selector]) makeAcTable(*ac, &room->acTables[c.ac_selector]);
+  known->dc[c.dc_selector] = known->ac[c.ac_selector] = true;
   scan->dc[index] = &room->dcTables[c.dc_selector];
   scan->ac[index] = &room->acTables[c.ac_selector];
   scan->quant[index] = d.quant_tables[c.q_selector].inverse;
@@ -55,8 +57,10 @@ bool StripDecoder::takeRoute() {
   DecoderRoom* const room = DecoderRoom::of(d);
   scan_.layout = {d.components[0]->hsampling, d.components[0]->vsampling};
   if (room == nullptr || !room->planes.fit(scan_.layout, d.mcus_across)) return false;
+  KnownTables once;
+  KnownTables& known = room->known.lasts ? room->known : once;
   for (int i = 0; i < strips::kComponents; ++i) {
-    if (!takeTables(d, i, room, &scan_)) return false;
+    if (!takeTables(d, i, room, &known, &scan_)) return false;
   }
   scan_.planes = room->planes.planes();
   scan_.blocks = d.block_buffer;
@@ -90,9 +94,19 @@ const strips::Routes& StripDecoder::takeRoutes() {
   return now;
 }
 
+// All of a row holds blocks from now on: zeros from MCU `begun` on, where nothing was held before.
+void StripDecoder::holdRow(int begun, int mcus) {
+  std::optional<int>& held = DecoderRoom::existing(decoder_)->heldMcus;
+  if (!held || *held >= mcus) return;
+  const std::ptrdiff_t each = std::ptrdiff_t{64} * decoder_.mcu_blocks;
+  std::fill(scan_.blocks + each * std::max(*held, begun), scan_.blocks + each * mcus, Ipp16s{0});
+  held = mcus;
+}
+
 int StripDecoder::decode(int mcus) {
   CJPEGDecoder& d = decoder_;
-  int column = 0;
+  scan_.held = DecoderRoom::existing(d)->heldMcus.value_or(mcus);
+  int column = 0, begun = 0;
   while (column < mcus) {
     int together = mcus - column;
     if (d.restart_interval != 0) {
@@ -102,8 +116,10 @@ int StripDecoder::decode(int mcus) {
     const int done = takeRoutes().decode(scan_, column, together);
     if (d.restart_interval != 0) d.restarts_to_go -= done;
     column += done;
+    begun = column + (done < together ? 1 : 0);
     if (done < together) break;
   }
+  holdRow(begun, mcus);
   routes().transform(scan_, column, mcus - column);
   return column;
 }
@@ -120,21 +136,21 @@ bool StripDecoder::standsAtEnd() {
 
 // Behind the last MCU of a packet's first row lies memory that this packet never wrote. The
 // up-sampling filter looks there, so each line's last sample is repeated to the plane's end. Where
-// only the packet's own pixels are shown, one sample of chroma is enough, unless another row's
-// filter looks further.
+// only the packet's own pixels are shown, one sample of chroma is enough, or one behind the last
+// MCU of the rows that follow: they find there what this row left.
 void StripDecoder::extend(int mcus) {
   const DecoderRoom* const room = DecoderRoom::existing(decoder_);
   const bool ownPixels = room != nullptr && room->window;
-  const bool isOnlyRow = decoder_.tile_mcu_count <= mcus;
+  const std::int64_t longest = std::max<std::int64_t>(mcus, decoder_.tile_mcu_count - mcus);
   for (int i = 0; i < strips::kComponents; ++i) {
     const CJPEGColorComponent& c = *decoder_.components[i];
     if (ownPixels && c.h_factor == 1) continue;
     const int decoded = 8 * c.hsampling * mcus;
-    auto missing = static_cast<std::size_t>(decoder_.strip_stride / c.h_factor - decoded);
-    if (ownPixels && isOnlyRow) missing = std::min<std::size_t>(missing, 1);
+    std::int64_t missing = decoder_.strip_stride / c.h_factor - decoded;
+    if (ownPixels) missing = std::min(missing, 8 * longest + 1 - decoded);
     Ipp8u* line = scan_.planes.plane[i];
     for (int y = 0; y < 8 * c.vsampling; ++y, line += scan_.planes.step[i]) {
-      std::memset(line + decoded, line[decoded - 1], missing);
+      std::memset(line + decoded, line[decoded - 1], static_cast<std::size_t>(missing));
     }
   }
 }
