@@ -80,7 +80,8 @@ TEST(PacketColours, TellPacketsApart) {
   EXPECT_EQ(at(window, 24, 15), one);
   EXPECT_EQ(at(window, 15, 32), two);
   EXPECT_EQ(at(window, 30, 32), missing);
-  for (const auto& [x, y] : {std::pair{39, 15}, {40, 15}, {8, 15}, {55, 15}, {15, 8}, {8, 30}, {23, 30}, {47, 23}}) {
+  for (const auto& [x, y] :
+       {std::pair{39, 15}, {40, 15}, {8, 15}, {55, 15}, {15, 8}, {8, 30}, {23, 30}, {47, 23}}) {
     const Colours edge = at(window, x, y);
     EXPECT_GT(*std::min_element(edge.begin(), edge.end()), 200) << x << ", " << y;
   }
