@@ -223,6 +223,7 @@ void FrameAssembler::reset(const FrameInfo& info) {
   ages_ = AgeMap(picture_.size);
   rectangles_.clear();
   expected_ = info.firstIndex - 1;
+  firstNumber_ = info.frame;
   firstFrame_ = info.frame - info.dropped;
   awaited_ = 0;
   statistics_.latest = info;
@@ -244,6 +245,7 @@ void FrameAssembler::announce(const FrameInfo& info, Clock::time_point now) {
   }
   latest = info;
   statistics_.frames = std::uint32_t{info.frame - info.dropped - firstFrame_} + 1;
+  statistics_.passed = std::uint64_t{info.frame - firstNumber_} + 1;
   if (info.latestIndex - std::min(info.latestIndex, expected_) <= kMostExpected) {
     expectUpTo(info.latestIndex, now);
   }
