@@ -2,7 +2,7 @@
 _qrx_jpeg() {
   local current=${COMP_WORDS[COMP_CWORD]} commands=' encode decode info psnr scene packets unpack inspect serve view relay bench version help' words=''
   case ${COMP_WORDS[1]} in
-    encode) words=' --help -h --version -V --output -o --jobs --no-clobber --force --quality -q --sampling --mode --gray --restart --target-size --repeat --format --size --pixels --no-orient --max-pixels --max-memory --max-scans --metadata --json --strict --quiet --verbose -v --library --slot' ;;
+    encode) words=' --help -h --version -V --output -o --jobs --no-clobber --force --quality -q --sampling --mode --progressive --gray --restart --target-size --repeat --format --size --pixels --no-orient --max-pixels --max-memory --max-scans --metadata --json --strict --quiet --verbose -v --library --slot' ;;
     decode) words=' --help -h --version -V --output -o --jobs --no-clobber --force --format --gray --no-orient --max-pixels --max-memory --max-scans --metadata --json --strict --quiet --verbose -v --library --slot' ;;
     info) words=' --help -h --version -V --json --strict' ;;
     psnr) words=' --help -h --version -V --map --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --library --slot' ;;

@@ -33,6 +33,7 @@ case $words[2] in
         '-q:JPEG quality, 1 to 100'
         '--sampling:Colour sampling, through the setting that the library reads (ZMT_SUBSAMPLING)'
         '--mode:Kind of JPEG'
+        '--progressive:Short for --mode progressive'
         '--gray:Without colour'
         '--restart:MCUs between restart markers, for transports that lose bytes'
         '--target-size:The best quality, up to --quality or 97, that gives at most so many bytes'
@@ -50,7 +51,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -77,7 +78,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -106,7 +107,7 @@ case $words[2] in
         '--max-scans:Scans of a JPEG, at most'
         '--json:Print the result, or the error, as one JSON object'
         '--strict:Exit with 1 instead of 2 for damage and partial results'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -151,7 +152,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -182,7 +183,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -194,7 +195,7 @@ case $words[2] in
         '-V:Print the version and exit'
         '--json:Print the result, or the error, as one JSON object'
         '--strict:Exit with 1 instead of 2 for damage and partial results'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -223,7 +224,7 @@ case $words[2] in
         '-q:JPEG quality, 1 to 100'
         '--sampling:Colour sampling, through the setting that the library reads (ZMT_SUBSAMPLING)'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -247,7 +248,7 @@ case $words[2] in
         '--max-pixels:Pixels of a picture, at most'
         '--max-memory:Bytes that decoding a picture may take'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -288,7 +289,7 @@ case $words[2] in
         '--max-memory:Bytes that decoding a picture may take'
         '--max-scans:Scans of a JPEG, at most'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -299,7 +300,7 @@ case $words[2] in
         '--version:Print the version and exit'
         '-V:Print the version and exit'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;

@@ -49,8 +49,10 @@ void addTalkOptions(CLI::App& command, TalkOptions& options) {
 
 void addHostOptions(CLI::App& command, HostOptions& options) {
   command
-      .add_option("--library", options.library,
-                  "The codec library (default: libqrx_jpeg.so beside this program)")
+      .add_option(
+          "--library", options.library,
+          "The codec library (default: libqrx_jpeg.so beside this program, or where both were "
+          "installed)")
       ->type_name("PATH");
   command
       .add_option("--slot", options.slot,
