@@ -99,6 +99,7 @@ Verdict FrameAssembler::admit(const Placement& placement, Clock::time_point now)
   Rectangle& rectangle = found->second;
   const PacketCells& cells = placement.cells;
   if (!rectangle.seen) {
+    makeRoom(static_cast<std::size_t>(cells.total()));
     rectangle.seen = true;
     rectangle.box = placement.box;
     rectangle.cells = cells;
@@ -110,6 +111,7 @@ Verdict FrameAssembler::admit(const Placement& placement, Clock::time_point now)
     return Verdict::kBadHead;
   }
   rectangle.quietSince = now;
+  if (rectangle.complete()) return Verdict::kDuplicate;
   const auto first = rectangle.got.begin() + cells.first;
   const bool nothingNew = std::all_of(first, first + cells.count, [](bool got) { return got; });
   return nothingNew ? Verdict::kDuplicate : Verdict::kPlaced;
@@ -134,6 +136,7 @@ Verdict FrameAssembler::place(const Placement& placement,
   const auto found = rectangles_.find(placement.index);
   if (found == rectangles_.end()) return Verdict::kLate;
   Rectangle& rectangle = found->second;
+  if (rectangle.complete()) return Verdict::kDuplicate;
   const Box& box = placement.box;
   bool anyNew = false;
   parts_.clear();
@@ -147,7 +150,11 @@ Verdict FrameAssembler::place(const Placement& placement,
     if (stamps_.write(cell, placement.index, parts_)) ages_.hold(cell, placement.frame);
   }
   if (!anyNew) return Verdict::kDuplicate;  // another thread had the same packet
-  if (rectangle.missing == 0) incomplete_.erase(placement.index);
+  if (rectangle.complete()) {
+    incomplete_.erase(placement.index);
+    awaitedMcus_ -= rectangle.got.size();
+    std::vector<bool>().swap(rectangle.got);
+  }
   for (const Box& part : parts_) copy(part, box, staging.data());
   return parts_.empty() ? Verdict::kLate : Verdict::kPlaced;
 }
@@ -190,17 +197,30 @@ void FrameAssembler::forgetOld() {
     at = complete ? rectangles_.erase(at) : std::next(at);
   }
   // Whoever announces more than anyone can repair takes no memory by it.
-  while (rectangles_.size() > kMostExpected) {
-    incomplete_.erase(rectangles_.begin()->first);
-    rectangles_.erase(rectangles_.begin());
+  while (rectangles_.size() > kMostExpected) forget(rectangles_.begin()->first);
+}
+
+void FrameAssembler::makeRoom(std::size_t mcus) {
+  awaitedMcus_ += mcus;
+  for (auto at = incomplete_.begin();
+       at != incomplete_.end() && awaitedMcus_ > picture_.size.pixels();) {
+    const std::uint32_t index = *at++;
+    if (rectangles_.find(index)->second.seen) forget(index);
   }
+}
+
+void FrameAssembler::forget(std::uint32_t index) {
+  const auto found = rectangles_.find(index);
+  awaitedMcus_ -= found->second.got.size();
+  rectangles_.erase(found);
+  incomplete_.erase(index);
 }
 
 void FrameAssembler::reset(const FrameInfo& info) {
   limits_.checkSize(info.width, info.height);
   const Size window = {static_cast<int>(info.width), static_cast<int>(info.height)};
   limits_.checkMemory(window.pixels() * Image::kBytesPerPixel + StampMap::mostBytes(window) +
-                      AgeMap::bytes(window));
+                      AgeMap::bytes(window) + window.pixels() / 8);  // makeRoom's bits
   ++pictureNumber_;
   picture_ = Image(window);
   for (std::size_t i = 3; i < picture_.pixels.size(); i += 4) picture_.pixels[i] = 0xFF;
@@ -208,6 +228,7 @@ void FrameAssembler::reset(const FrameInfo& info) {
   ages_ = AgeMap(window);
   rectangles_.clear();
   incomplete_.clear();
+  awaitedMcus_ = 0;
   expected_ = info.firstIndex - 1;
   firstFrame_ = info.frame - info.dropped;
   awaited_ = 0;
@@ -239,7 +260,7 @@ void FrameAssembler::supersede(const Superseded& message) {
   const std::lock_guard lock(mutex_);
   awaited_ = std::max(awaited_, message.until);
   for (const std::uint32_t index : message.indexes) {
-    if (incomplete_.erase(index) > 0) rectangles_.erase(index);
+    if (incomplete_.contains(index)) forget(index);
   }
 }
 
@@ -282,19 +303,15 @@ std::vector<std::uint32_t> FrameAssembler::toRepair(Clock::time_point now) {
   const std::uint32_t latest = statistics_.latest->latestIndex;
   for (auto at = incomplete_.begin();
        at != incomplete_.end() && *at <= latest && indexes.size() < kMostIndexes;) {
-    const std::uint32_t index = *at;
+    const std::uint32_t index = *at++;
     Rectangle& rectangle = rectangles_.find(index)->second;
     const bool quiet = now - rectangle.quietSince >= kQuiet && now - rectangle.asked >= kAskAgain;
     if (quiet && rectangle.seen && replacedByNewer(index, rectangle)) {
-      rectangles_.erase(index);
-      at = incomplete_.erase(at);
-      continue;
-    }
-    if (quiet) {
+      forget(index);
+    } else if (quiet) {
       rectangle.asked = now;
       indexes.push_back(index);
     }
-    ++at;
   }
   return indexes;
 }

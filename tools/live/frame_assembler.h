@@ -89,8 +89,9 @@ class FrameAssembler {
     Box box;
     PacketCells cells;
     std::uint8_t mcuShape = 0;
-    std::vector<bool> got;
+    std::vector<bool> got;  // by MCU; none where all came
     int missing = 0;
+    bool complete() const { return seen && missing == 0; }
     Clock::time_point quietSince;
     Clock::time_point asked{};
   };
@@ -113,6 +114,9 @@ class FrameAssembler {
   void reset(const FrameInfo& info);
   void expectUpTo(std::uint32_t index, Clock::time_point now);
   void forgetOld();
+  // Makes room for one of so many MCUs: as many as the window has pixels may be missing in all.
+  void makeRoom(std::size_t mcus);
+  void forget(std::uint32_t index);
   bool replacedByNewer(std::uint32_t index, const Rectangle& rectangle) const;
 
   codec::Decompressor& decompressor_;
@@ -125,6 +129,7 @@ class FrameAssembler {
   AgeMap ages_;
   std::map<std::uint32_t, Rectangle> rectangles_;  // by index
   std::set<std::uint32_t> incomplete_;             // of these: few, as against all
+  std::size_t awaitedMcus_ = 0;                    // of incomplete ones that were seen
   std::uint64_t pictureNumber_ = 0;
   std::uint32_t firstFrame_ = 0;  // frames that were left out do not count
   std::uint32_t awaited_ = 0;     // repairs are on their way up to this index
