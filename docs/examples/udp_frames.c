@@ -19,46 +19,40 @@
 
 enum { WIDTH = 640, HEIGHT = 480, FRAMES = 20, WINDOW = 7, MOST_SIDE = 4096 };
 
-static void pause_ms(long milliseconds) {
-  const struct timespec time = {milliseconds / 1000, milliseconds % 1000 * 1000000};
-  nanosleep(&time, NULL);
-}
-
 /* Server */
 
 struct sender {
-  int socket;
-  struct sockaddr_in to;
-  int failed;
+  int socket, failed;
 };
 
 /* Called for each packet while the frame is being coded. */
 static void send_packet(void* user, const uint8_t* packet, size_t size) {
   struct sender* sender = user;
-  const struct sockaddr* to = (const struct sockaddr*)&sender->to;
-  if (sendto(sender->socket, packet, size, 0, to, sizeof sender->to) < 0) sender->failed = 1;
+  if (send(sender->socket, packet, size, 0) < 0) sender->failed = 1;
 }
 
 static int serve(const char* address, uint16_t port) {
   static uint8_t frame[HEIGHT][WIDTH][3];
-  struct sender sender = {socket(AF_INET, SOCK_DGRAM, 0), {0}, 0};
-  sender.to.sin_family = AF_INET;
-  sender.to.sin_port = htons(port);
-  if (inet_pton(AF_INET, address, &sender.to.sin_addr) != 1) return 2;
+  const struct timespec pause = {0, 20 * 1000 * 1000};
+  struct sender sender = {socket(AF_INET, SOCK_DGRAM, 0), 0};
+  struct sockaddr_in to = {.sin_family = AF_INET, .sin_port = htons(port)};
+  if (inet_pton(AF_INET, address, &to.sin_addr) != 1 ||
+      connect(sender.socket, (const struct sockaddr*)&to, sizeof to) != 0) {
+    return 2;
+  }
   qrxc_coder* coder = qrxc_open();
   const qrxc_layout layout = {0, WIDTH, HEIGHT, QRXC_RGB, 0};
   qrxc_code code = coder == NULL ? QRXC_NO_MEMORY : QRXC_DONE;
   for (int index = 1; index <= FRAMES && code == QRXC_DONE; ++index) {
-    for (int y = 0; y < HEIGHT; ++y) {
-      for (int x = 0; x < WIDTH; ++x) {
-        frame[y][x][0] = (uint8_t)(x / 4 + 2 * index);
-        frame[y][x][1] = (uint8_t)(y / 2);
-        frame[y][x][2] = (uint8_t)(5 * index);
-      }
+    for (int i = 0; i < WIDTH * HEIGHT; ++i) {
+      uint8_t* pixel = frame[i / WIDTH][i % WIDTH];
+      pixel[0] = (uint8_t)(i % WIDTH / 4 + 2 * index);
+      pixel[1] = (uint8_t)(i / WIDTH / 2);
+      pixel[2] = (uint8_t)(5 * index);
     }
     const qrxc_place place = {WINDOW, index, 0, 0, 0, {0}};
     code = qrxc_encode_packets(coder, frame, &layout, 80, QRXC_422, &place, send_packet, &sender);
-    pause_ms(20);
+    nanosleep(&pause, NULL);
   }
   if (code != QRXC_DONE) fprintf(stderr, "server: %s\n", qrxc_text(coder));
   if (sender.failed) fprintf(stderr, "server: some packets could not be sent\n");
@@ -90,10 +84,7 @@ static void take(struct view* view, const uint8_t* data, size_t size) {
   qrxc_packet packet;
   if (qrxc_read_packet(view->coder, data, size, &packet) != QRXC_DONE) return;
   if (packet.place.window != WINDOW || packet.place.index < view->index) return;
-  if (packet.width < 1 || packet.width > MOST_SIDE || packet.height < 1 ||
-      packet.height > MOST_SIDE) {
-    return;
-  }
+  if (packet.width - 1 >= MOST_SIDE || packet.height - 1 >= MOST_SIDE) return; /* none, or huge */
   if (packet.width != view->layout.width || packet.height != view->layout.height) {
     uint8_t* pixels = calloc((size_t)packet.width * packet.height, 3);
     if (pixels == NULL) return;
@@ -134,10 +125,8 @@ static int view(int receiver) {
 }
 
 static int receiver_at(uint32_t address, uint16_t port) {
-  struct sockaddr_in here = {0};
-  here.sin_family = AF_INET;
-  here.sin_port = htons(port);
-  here.sin_addr.s_addr = htonl(address);
+  const struct sockaddr_in here = {
+      .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {htonl(address)}};
   const int receiver = socket(AF_INET, SOCK_DGRAM, 0);
   if (bind(receiver, (const struct sockaddr*)&here, sizeof here) != 0) {
     perror("bind");
@@ -147,19 +136,15 @@ static int receiver_at(uint32_t address, uint16_t port) {
 }
 
 int main(int count, char** words) {
-  if (count == 4 && strcmp(words[1], "serve") == 0) {
-    return serve(words[2], (uint16_t)atoi(words[3]));
-  }
-  if (count == 3 && strcmp(words[1], "view") == 0) {
-    return view(receiver_at(INADDR_ANY, (uint16_t)atoi(words[2])));
-  }
+  const uint16_t port = count > 2 ? (uint16_t)atoi(words[count - 1]) : 0;
+  if (count == 4 && strcmp(words[1], "serve") == 0) return serve(words[2], port);
+  if (count == 3 && strcmp(words[1], "view") == 0) return view(receiver_at(INADDR_ANY, port));
   const int receiver = receiver_at(INADDR_LOOPBACK, 0);
   struct sockaddr_in here;
   socklen_t length = sizeof here;
   if (getsockname(receiver, (struct sockaddr*)&here, &length) != 0) return 1;
   const pid_t server = fork();
   if (server == 0) return serve("127.0.0.1", ntohs(here.sin_port));
-  const int result = view(receiver);
-  int status = 1;
+  int status = 1, result = view(receiver);
   return waitpid(server, &status, 0) == server && status == 0 ? result : 1;
 }

@@ -11,6 +11,7 @@
 #include "tools/live/pacer.h"
 #include "tools/live/rate_control.h"
 #include "tools/live/rate_window.h"
+#include "tools/live/tile_plan.h"
 #include "tools/live/transit_meter.h"
 #include "tools/live/window_sender.h"
 #include "tools/scene/wandering_box.h"
@@ -187,6 +188,42 @@ TEST(Rate, SharpensWhatStandsStill) {
     EXPECT_GT(slowest.count(), 0.1) << share;
     EXPECT_LT(slowest.count(), 1) << share;
   }
+}
+
+// Who waits longest goes first, and what stands still for 200 ms is sent sharp, once.
+TEST(TilePlan, OrdersTilesAndNotesWhenTheyGotSharp) {
+  const auto at = [](int ms) { return Clock::time_point{} + milliseconds(ms); };
+  const auto list = [](std::initializer_list<std::size_t> tiles) {
+    return std::vector<std::size_t>(tiles);
+  };
+  TilePlan plan(3);
+  EXPECT_EQ(plan.due(), list({0, 1, 2}));
+  EXPECT_FALSE(plan.lost(1, at(0))) << "it is to be sent anyway";
+  for (std::size_t tile = 0; tile < 3; ++tile) plan.sent(tile, true, at(0));
+  EXPECT_TRUE(plan.settled());
+
+  EXPECT_TRUE(plan.lost(2, at(10)));
+  plan.changed(0, at(20));
+  plan.changed(2, at(30));
+  EXPECT_EQ(plan.due(), list({2, 0}));
+  plan.sent(0, false, at(30));
+  plan.sent(2, false, at(31));
+  EXPECT_FALSE(plan.settled());
+  EXPECT_EQ(plan.soft(at(219)), list({}));
+  EXPECT_EQ(plan.soft(at(220)), list({0}));
+  EXPECT_EQ(plan.soft(at(230)), list({0, 2}));
+  EXPECT_EQ(plan.sharpBy(2), at(630));
+
+  plan.sent(0, true, at(1020));
+  plan.sent(2, true, at(1031));
+  EXPECT_EQ(plan.sharpening().tiles, 2);
+  EXPECT_EQ(plan.sharpening().withinSecond, 1);
+  EXPECT_EQ(plan.sharpening().slowest, milliseconds(1001));
+  EXPECT_TRUE(plan.settled());
+
+  plan.allLost(at(2000));
+  EXPECT_EQ(plan.due(), list({0, 1, 2}));
+  EXPECT_EQ(plan.soft(at(3000)), list({}));
 }
 
 }  // namespace

@@ -230,6 +230,7 @@ void FrameAssembler::reset(const FrameInfo& info) {
   incomplete_.clear();
   awaitedMcus_ = 0;
   expected_ = info.firstIndex - 1;
+  firstNumber_ = info.frame;
   firstFrame_ = info.frame - info.dropped;
   awaited_ = 0;
   statistics_.latest = info;
@@ -251,6 +252,7 @@ void FrameAssembler::announce(const FrameInfo& info, Clock::time_point now) {
   }
   latest = info;
   statistics_.frames = std::uint32_t{info.frame - info.dropped - firstFrame_} + 1;
+  statistics_.passed = std::uint64_t{info.frame - firstNumber_} + 1;
   if (info.latestIndex - std::min(info.latestIndex, expected_) <= kMostExpected) {
     expectUpTo(info.latestIndex, now);
   }

@@ -41,6 +41,7 @@ struct AssemblerStatistics {
   std::uint64_t bytes = 0;
   std::uint64_t decodeMicroseconds = 0;
   std::uint64_t frames = 0;              // sent, from the first to the latest that was announced
+  std::uint64_t passed = 0;              // the same with those that were left out
   std::uint64_t announced = 0;           // those whose announcement arrived
   std::uint64_t encodeMicroseconds = 0;  // of the announced ones
   double coverage = 0;                   // percent of the window that is current
@@ -131,9 +132,10 @@ class FrameAssembler {
   std::set<std::uint32_t> incomplete_;             // of these: few, as against all
   std::size_t awaitedMcus_ = 0;                    // of incomplete ones that were seen
   std::uint64_t pictureNumber_ = 0;
-  std::uint32_t firstFrame_ = 0;  // frames that were left out do not count
-  std::uint32_t awaited_ = 0;     // repairs are on their way up to this index
-  std::uint32_t expected_ = 0;    // indexes up to here have been among them
+  std::uint32_t firstNumber_ = 0;  // of the frame that was announced first
+  std::uint32_t firstFrame_ = 0;   // the same, frames that were left out not counted
+  std::uint32_t awaited_ = 0;      // repairs are on their way up to this index
+  std::uint32_t expected_ = 0;     // indexes up to here have been among them
   AssemblerStatistics statistics_;
 };
 

@@ -9,6 +9,7 @@
 namespace qrx::codec {
 
 inline void startDecoder(CJPEGDecoder& decoder, const std::uint8_t* bytes, std::size_t size) {
+  jpeg::keepTables(decoder);
   decoder.Clean();
   decoder.Reset();
   decoder.SetSource(bytes, static_cast<int>(size));
