@@ -192,6 +192,10 @@ port_of() {
   done
 }
 
+# An interrupted demo leaves no server or relay behind.
+trap 'jobs -p | xargs --no-run-if-empty kill 2>/dev/null || true' EXIT
+trap 'exit 130' INT
+
 live() { # NAME FRAMES-PER-SECOND RELAY-OPTIONS...
   local name=live-$1 fps=$2 server relay status=0
   shift 2
