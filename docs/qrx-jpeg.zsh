@@ -51,7 +51,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -78,7 +78,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -107,7 +107,7 @@ case $words[2] in
         '--max-scans:Scans of a JPEG, at most'
         '--json:Print the result, or the error, as one JSON object'
         '--strict:Exit with 1 instead of 2 for damage and partial results'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -152,7 +152,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -183,7 +183,7 @@ case $words[2] in
         '--quiet:Print nothing but errors'
         '--verbose:Tell what is done, on standard error'
         '-v:Tell what is done, on standard error'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -195,7 +195,7 @@ case $words[2] in
         '-V:Print the version and exit'
         '--json:Print the result, or the error, as one JSON object'
         '--strict:Exit with 1 instead of 2 for damage and partial results'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -224,7 +224,7 @@ case $words[2] in
         '-q:JPEG quality, 1 to 100'
         '--sampling:Colour sampling, through the setting that the library reads (ZMT_SUBSAMPLING)'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -248,7 +248,7 @@ case $words[2] in
         '--max-pixels:Pixels of a picture, at most'
         '--max-memory:Bytes that decoding a picture may take'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -289,7 +289,7 @@ case $words[2] in
         '--max-memory:Bytes that decoding a picture may take'
         '--max-scans:Scans of a JPEG, at most'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;
@@ -300,7 +300,7 @@ case $words[2] in
         '--version:Print the version and exit'
         '-V:Print the version and exit'
         '--json:Print the result, or the error, as one JSON object'
-        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where both were installed)'
+        '--library:The codec library (default, libqrx_jpeg.so beside this program, or where there is none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)'
         '--slot:Force the processor forms of a slot, 0, 1 SSE2'
       )
       ;;

@@ -12,8 +12,9 @@ cd "$root"
 
 need_build_packages
 need_packages libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools \
-  gstreamer1.0-plugins-base gstreamer1.0-plugins-good tshark python3 libwebsockets-dev emscripten \
-  nodejs node-acorn chromium chromium-driver python3-numpy python3-selenium
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-x xvfb imagemagick tshark \
+  python3 libwebsockets-dev emscripten nodejs node-acorn chromium chromium-driver python3-numpy \
+  python3-selenium
 
 note "building (build/integrations)"
 cmake --preset integrations >/dev/null

@@ -1,10 +1,15 @@
 /* Frames as OpenGL gives them, bottom row first, by the C interface and without a copy.
  *
  *   glPixelStorei(GL_PACK_ALIGNMENT, 4);
+ *   glPixelStorei(GL_PACK_ROW_LENGTH, STRIDE / 4);  for rows with a gap
  *   glReadPixels(0, 0, WIDTH, HEIGHT, GL_BGRA, GL_UNSIGNED_BYTE, frame);
  *
  * fills memory as render() does here: B, G, R and a fourth byte, the lowest row of the picture
- * first. Raw frames from a file lie the same way, or with STRIDE positive. */
+ * first. A program with a window calls these in place of render(), and hands over the same layout.
+ * GL_RGBA is QRXC_RGBX; GL_BGR and GL_RGB, at the alignment of 4, begin each row at the next
+ * multiple of 4 bytes: (3 * WIDTH + 3) / 4 * 4 is the stride then. In a pixel buffer object `frame`
+ * is what glMapBuffer gives. A raw source whose upper row comes first has STRIDE positive, and no
+ * `+ top`. */
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -52,7 +57,8 @@ int main(void) {
   const size_t top = (size_t)(HEIGHT - 1) * STRIDE;
   size_t size = 0;
   qrxc_code code = qrxc_encode(coder, frame + top, &layout, 90, QRXC_422, jpeg, room, &size);
-  /* And to memory of the same kind, as glDrawPixels or a texture takes it. */
+  /* And to memory of the same kind, as glDrawPixels or glTexImage2D takes it, with the pixel stores
+   * of GL_UNPACK_. */
   if (code == QRXC_DONE) code = qrxc_decode(coder, jpeg, size, back + top, &layout, NULL);
   const int apart = farthest(frame, back);
   printf("%s: %zu bytes, pixels up to %d apart\n", qrxc_text(coder), size, apart);

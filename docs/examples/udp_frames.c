@@ -19,8 +19,7 @@
 
 enum { WIDTH = 640, HEIGHT = 480, FRAMES = 20, WINDOW = 7, MOST_SIDE = 4096 };
 
-/* Server */
-
+/* The server. */
 struct sender {
   int socket, failed;
 };
@@ -38,6 +37,7 @@ static int serve(const char* address, uint16_t port) {
   struct sockaddr_in to = {.sin_family = AF_INET, .sin_port = htons(port)};
   if (inet_pton(AF_INET, address, &to.sin_addr) != 1 ||
       connect(sender.socket, (const struct sockaddr*)&to, sizeof to) != 0) {
+    fprintf(stderr, "server: no way to %s\n", address);
     return 2;
   }
   qrxc_coder* coder = qrxc_open();
@@ -61,8 +61,7 @@ static int serve(const char* address, uint16_t port) {
   return code == QRXC_DONE ? 0 : 1;
 }
 
-/* Client */
-
+/* The client. */
 struct view {
   qrxc_coder* coder;
   uint8_t* pixels; /* of the window, kept from frame to frame: what is lost stays as it was */

@@ -51,8 +51,8 @@ void addHostOptions(CLI::App& command, HostOptions& options) {
   command
       .add_option(
           "--library", options.library,
-          "The codec library (default: libqrx_jpeg.so beside this program, or where both were "
-          "installed)")
+          "The codec library (default: libqrx_jpeg.so beside this program, or where there is "
+          "none the installed one, qrx-jpeg/libqrx_jpeg.so in the folder for libraries)")
       ->type_name("PATH");
   command
       .add_option("--slot", options.slot,

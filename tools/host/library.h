@@ -14,7 +14,7 @@ std::string besideProgram(const std::string& name);
 
 class Library {
  public:
-  // libqrx_jpeg.so in the folder of the running program.
+  // libqrx_jpeg.so, by besideProgram().
   static std::string defaultPath();
 
   // Throws Error with the loader's reason, or when the library speaks another contract version.
