@@ -108,7 +108,9 @@ TEST(StampMap, DoesWhatStampsOfPixelsDo) {
           ASSERT_EQ(intersect(parts[i], box), parts[i]);
           for (int y = parts[i].top; y < parts[i].bottom; ++y) {
             for (int x = parts[i].left; x < parts[i].right; ++x) {
-              const auto at = static_cast<std::size_t>(y * c.window.width + x);
+              const auto at =
+                  static_cast<std::size_t>(y) * static_cast<std::size_t>(c.window.width) +
+                  static_cast<std::size_t>(x);
               ASSERT_FALSE(written[at]) << "twice";
               written[at] = true;
             }
