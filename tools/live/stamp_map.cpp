@@ -23,8 +23,7 @@ void add(std::vector<Box>& boxes, const Box& box) {
 }
 
 std::ptrdiff_t inBlock(int x, int y) {
-  return static_cast<std::ptrdiff_t>(y % StampMap::kBlock * StampMap::kBlock +
-                                     x % StampMap::kBlock);
+  return std::ptrdiff_t{y % StampMap::kBlock} * StampMap::kBlock + x % StampMap::kBlock;
 }
 
 }  // namespace

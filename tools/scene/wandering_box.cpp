@@ -59,7 +59,7 @@ const Image& WanderingBox::render(int frame) {
     const std::uint8_t* from = still_.row((y + 7 * (frame % 4096)) % still_.size.height);
     std::uint8_t* to = picture_.row(y);
     for (int x = last_.left; x < last_.right; ++x) {
-      std::uint32_t pixel;
+      std::uint32_t pixel = 0;
       std::memcpy(&pixel, from + std::ptrdiff_t{x} * Image::kBytesPerPixel, sizeof pixel);
       pixel ^= turn;
       std::memcpy(to + std::ptrdiff_t{x} * Image::kBytesPerPixel, &pixel, sizeof pixel);
