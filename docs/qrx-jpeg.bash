@@ -2,13 +2,13 @@
 _qrx_jpeg() {
   local current=${COMP_WORDS[COMP_CWORD]} commands=' encode decode info psnr scene packets unpack inspect serve view relay bench version help' words=''
   case ${COMP_WORDS[1]} in
-    encode) words=' --help -h --version -V --output -o --jobs --no-clobber --force --quality -q --sampling --mode --gray --restart --target-size --repeat --format --size --pixels --no-orient --max-pixels --max-memory --max-scans --metadata --json --strict --quiet --verbose -v --library --slot' ;;
+    encode) words=' --help -h --version -V --output -o --jobs --no-clobber --force --quality -q --sampling --mode --progressive --gray --restart --target-size --repeat --format --size --pixels --no-orient --max-pixels --max-memory --max-scans --metadata --json --strict --quiet --verbose -v --library --slot' ;;
     decode) words=' --help -h --version -V --output -o --jobs --no-clobber --force --format --gray --no-orient --max-pixels --max-memory --max-scans --metadata --json --strict --quiet --verbose -v --library --slot' ;;
     info) words=' --help -h --version -V --json --strict' ;;
-    psnr) words=' --help -h --version -V --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --library --slot' ;;
+    psnr) words=' --help -h --version -V --map --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --library --slot' ;;
     scene) words=' --help -h --version -V --frames --first --size --format' ;;
     packets) words=' --help -h --version -V --output -o --jobs --no-clobber --force --join --pcap --quality -q --sampling --window --index --size --pixels --no-orient --max-pixels --max-memory --max-scans --json --strict --quiet --verbose -v --library --slot' ;;
-    unpack) words=' --help -h --version -V --output -o --jobs --no-clobber --force --loss --burst --reorder --seed --tint --after --max-pixels --max-memory --max-scans --format --json --strict --quiet --verbose -v --library --slot' ;;
+    unpack) words=' --help -h --version -V --output -o --jobs --no-clobber --force --loss --burst --reorder --seed --tint --packets --after --max-pixels --max-memory --max-scans --format --json --strict --quiet --verbose -v --library --slot' ;;
     inspect) words=' --help -h --version -V --json --strict --library --slot' ;;
     serve) words=' --help -h --version -V --listen --to --key --size --pixels --no-orient --max-pixels --max-memory --max-scans --fps --frames --rate --changing --wait --tile --quality -q --sampling --json --library --slot' ;;
     view) words=' --help -h --version -V --connect --listen --key --threads --snapshot --after --repaired --headless --timeout --wait --tint --max-pixels --max-memory --json --library --slot' ;;

@@ -82,7 +82,7 @@ void tryPacket(qrxc_coder* coder, Input& input) {
   Input choices = input;
   Bytes packet = input.rest();
   if (packet.empty()) packet.resize(1);       // not null
-  if (packet.size() > 4 && input.oneIn(2)) {  // past the first test of the head
+  if (packet.size() > 5 && input.oneIn(2)) {  // past the first test of the head
     const std::size_t end = packet.size() - 2;
     packet[2] = 1;
     packet[4] = static_cast<std::uint8_t>(end);

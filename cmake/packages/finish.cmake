@@ -32,7 +32,8 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   run(gzip -9n ${documents}/changelog.Debian ${documents}/changelog)
   if(component STREQUAL "development")
     # README and what it points to, where its links expect them.
-    file(GLOB pages ${CPACK_QRX_SOURCE}/docs/*.md ${CPACK_QRX_SOURCE}/docs/*.svg)
+    file(GLOB pages ${CPACK_QRX_SOURCE}/docs/*.md ${CPACK_QRX_SOURCE}/docs/*.svg
+         ${CPACK_QRX_SOURCE}/docs/*.png ${CPACK_QRX_SOURCE}/docs/*.jpg)
     file(GLOB examples ${CPACK_QRX_SOURCE}/docs/examples/*.c ${CPACK_QRX_SOURCE}/docs/examples/*.cpp
          ${CPACK_QRX_SOURCE}/docs/examples/*.py)
     file(COPY ${CPACK_QRX_SOURCE}/README.md ${CPACK_QRX_SOURCE}/SECURITY.md

@@ -14,6 +14,7 @@
 #include "tools/live/bad_network.h"
 #include "tools/live/channel.h"
 #include "tools/live/frame_assembler.h"
+#include "tools/live/rectangle_encoder.h"
 #include "tools/live/viewer_window.h"
 #include "tools/live/window_sender.h"
 #include "tools/scene/scene_renderer.h"
@@ -228,7 +229,6 @@ TEST(Live, RepairedPictureEqualsTheLossFreeOne) {
   }
 }
 
-// On a screen that is not there. Pausing twice goes on; the overlay is not saved.
 // Rectangles that lack packets are asked for, until later ones lie over all that is missing.
 TEST(Live, AsksForNothingThatIsCoveredMeanwhile) {
   Session session{{QRX_LIBRARY_PATH, {}}};
@@ -259,6 +259,53 @@ TEST(Live, AsksForNothingThatIsCoveredMeanwhile) {
   EXPECT_TRUE(assembler.statistics().complete);
 }
 
+// Rectangles as large as the window, of each of which one packet comes: what is missing is held by
+// MCU, and only so much of it.
+TEST(Live, HoldsABoundedNumberOfHoles) {
+  Session session{{QRX_LIBRARY_PATH, {}}};
+  const Size size{256, 256};
+  Image frame(size);
+  std::minstd_rand noise(1);
+  for (std::uint8_t& byte : frame.pixels) byte = static_cast<std::uint8_t>(noise() >> 8);
+  const RectangleJob job{};
+  const EncodedRectangle whole =
+      encodeRectangle(session.compressor(), frame, {0, 0, size.width, size.height}, job);
+  ASSERT_GT(whole.packets.size(), 2U);
+  const auto mcus = static_cast<std::size_t>(cellsOf(*readHead(whole.packets.front()))->total());
+  const std::size_t most = size.pixels() / mcus;  // rectangles
+  FrameAssembler assembler(session.decompressor());
+  auto now = FrameAssembler::Clock::now();
+  FrameInfo info;
+  info.session = 1;
+  info.window = job.window;
+  info.width = info.height = 256;
+  info.firstIndex = 1;
+  assembler.announce(info, now);
+  const auto take = [&](std::size_t packet, std::uint32_t index) {
+    Packet copy = whole.packets[packet];
+    udp_header head = *readHead(copy);
+    head.index = static_cast<int>(index);
+    std::memcpy(copy.data(), &head, sizeof head);
+    return assembler.take(copy, now);
+  };
+  const auto sent = static_cast<std::uint32_t>(2 * most);
+  for (std::uint32_t index = 1; index <= sent; ++index) {
+    // The second packets alone, so that later ones cover nothing of the rest.
+    ASSERT_EQ(take(1, index), Verdict::kPlaced);
+  }
+  info.latestIndex = sent;
+  assembler.announce(info, now);
+  EXPECT_EQ(take(1, 1), Verdict::kLate) << "forgotten";
+  EXPECT_EQ(take(1, sent), Verdict::kDuplicate);
+  std::size_t asked = 0;
+  for (int i = 0; i < 3; ++i) {
+    now += std::chrono::milliseconds(50);  // those asked for do not come up again at once
+    asked += assembler.toRepair(now).size();
+  }
+  EXPECT_EQ(asked, most);
+}
+
+// On a screen that is not there. Pausing twice goes on; the overlay is not saved.
 TEST(Window, TakesItsKeys) {
   setenv("SDL_VIDEODRIVER", "dummy", 1);
   const Size size{320, 200};

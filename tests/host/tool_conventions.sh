@@ -251,6 +251,12 @@ printf 'P2\n2 1\n255\n10 20\n' >one.pgm
 printf 'P3\n2 1\n255\n10 10 10 20 20 24\n' >two.ppm
 expect 0 "$tool" psnr one.pgm two.ppm
 [ "$(cat out)" = 43.87 ] || fail "psnr $(cat out)"
+expect 0 "$tool" psnr one.pgm two.ppm --json --map map.ppm
+grep -q '"differing":50.000,"worst_x":0,"worst_y":0}' out || fail "psnr: $(cat out)"
+[ "$(head -n 1 map.ppm)" = P6 ] || fail "no map"
+expect 64 "$tool" psnr one.pgm two.ppm --map two.ppm
+expect 64 "$tool" psnr one.pgm two.ppm --map map
+expect 64 "$tool" psnr one.pgm two.ppm --map -
 expect 1 "$tool" psnr one.pgm $frame
 grep -q "^qrx-jpeg: $frame: 90x60, and one.pgm is 2x1: " err || fail "psnr of two sizes: $(cat err)"
 

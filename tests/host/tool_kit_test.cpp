@@ -8,6 +8,7 @@
 #include "tools/image/image_io.h"
 #include "tools/jpeg/segments.h"
 #include "tools/jpeg/walk.h"
+#include "tools/scene/wandering_box.h"
 
 namespace qrx::tool {
 namespace {
@@ -148,6 +149,18 @@ TEST(JpegWalk, TellsDamageInHandMadeStreams) {
       data[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
       EXPECT_LE(walkJpeg(data).segments.size(), data.size());
       data[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
+    }
+  }
+}
+
+// What one frame leaves of the box the next takes away, whichever it is.
+TEST(WanderingBox, FramesDependOnTheirNumberAlone) {
+  constexpr Size kSize{160, 90};
+  for (const double share : {0.02, 0.2, 0.9, 1.0}) {
+    WanderingBox box(kSize, share);
+    for (const int frame : {0, 1, 2, 3, 9, 8, 40, 39, 12, 12, 500}) {
+      EXPECT_EQ(box.render(frame).pixels, WanderingBox(kSize, share).render(frame).pixels)
+          << share << " " << frame;
     }
   }
 }

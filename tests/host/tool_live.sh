@@ -156,6 +156,14 @@ told view.err connected
 told serve.err 'fell silent'
 watch --connect ":$port"
 told view.err connected
+kill -INT $viewer
+ends 'the next viewer' $viewer 0 2
+# A viewer that comes late counts from its own first frame: 40 frames take 0.8 seconds.
+start=$(now_ms)
+expect 0 "$tool" view --connect ":$port" --snapshot late.ppm --after 40 --timeout 20
+[ $(($(now_ms) - start)) -ge 700 ] || fail "a snapshot after $(($(now_ms) - start)) ms"
+watch --connect ":$port"
+told view.err connected
 kill -INT $server
 told view.err "the server at 127.0.0.1:$port has ended"
 ends 'the viewer of a server that ends' $viewer 0 2
@@ -252,6 +260,9 @@ cmp -s all.ppm frame2.ppm || fail 'unpack: a film ends with another picture'
 cmp -s first.ppm frame0.ppm || fail 'unpack: --after 1 is not the first picture'
 cmp -s reorder.ppm frame2.ppm || fail 'unpack: order matters'
 cmp -s loss.ppm again.ppm || fail 'unpack: the same seed loses other packets'
+expect 64 "$tool" unpack film.qpk packets.ppm --packets --tint
+expect 0 "$tool" unpack film.qpk packets.ppm --packets
+cmp -s all.ppm packets.ppm && fail 'unpack: no colours of packets'
 cmp -s loss.ppm tint.ppm && fail 'unpack: no tint'
 head -c -5 film.qpk >cut.qpk
 expect 2 "$tool" unpack cut.qpk cut.ppm

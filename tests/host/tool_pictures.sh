@@ -67,6 +67,10 @@ head -c 300 444.jpg >head.jpg
 expect 1 "$tool" decode head.jpg none.ppm
 [ -e none.ppm ] && fail "a picture of nothing"
 
+# The short word for a mode.
+expect 0 "$tool" encode picture.ppm short.jpg --sampling 422 --progressive
+cmp -s short.jpg progressive-422.jpg || fail "--progressive is something else"
+
 # Lossless is gray only, and comes back bit for bit.
 djpeg -grayscale 444.jpg >gray.pgm
 expect 0 "$tool" encode gray.pgm lossless.jpg --mode lossless

@@ -253,6 +253,11 @@ void define(CLI::App& command, EncodeOptions& options) {
                                                     {"progressive", Mode::kProgressive},
                                                     {"lossless", Mode::kLossless}}))
       ->type_name("baseline|progressive|lossless");
+  command
+      .add_flag_callback(
+          "--progressive", [&options] { options.mode = Mode::kProgressive; },
+          "Short for --mode progressive")
+      ->excludes("--mode");
   command.add_flag("--gray", options.gray, "Without colour; pictures without it are gray anyway");
   command
       .add_option("--restart", options.restart,

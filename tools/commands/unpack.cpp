@@ -94,6 +94,12 @@ void define(CLI::App& command, UnpackOptions& options) {
   command.add_flag("--tint", options.request.tint,
                    "Colour what is out of date, the stronger the longer it has been");
   command
+      .add_flag(
+          "--packets", options.request.packets,
+          "Lay a colour over what each packet of the last frame brought; the rest becomes dark "
+          "gray")
+      ->excludes("--tint");
+  command
       .add_option("--after", options.request.after, "Stop after so many frames; 0: none left out")
       ->check(CLI::Range(0, 1000000))
       ->capture_default_str()

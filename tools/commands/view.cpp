@@ -100,7 +100,7 @@ bool takePictures(const Viewer& viewer, const ViewOptions& options) {
   bool whole = true;
   if (!options.snapshot.empty()) {
     const bool there = waitFor(viewer, deadline, [&options](const AssemblerStatistics& s) {
-      return s.latest && s.latest->frame + 1 >= options.after;
+      return s.passed >= options.after;
     });
     if (!there) say("the picture was not there after " + std::to_string(options.after) + " frames");
     whole = savePicture(viewer, options.snapshot, options.tint) && there;
@@ -214,7 +214,10 @@ void define(CLI::App& command, ViewOptions& options) {
                   "Without a window: save the picture as it stands after --after frames, holes "
                   "and all, and end")
       ->type_name("FILE");
-  command.add_option("--after", options.after, "Frames before --snapshot")
+  command
+      .add_option(
+          "--after", options.after,
+          "Frames before --snapshot, from the first that the viewer is sent on, those left out too")
       ->check(CLI::Range(1, 1000000))
       ->capture_default_str()
       ->type_name("N");

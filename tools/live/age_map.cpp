@@ -38,6 +38,11 @@ AgeMap::AgeMap(Size window)
       rows_(divideUp(window.height, kCell)),
       cells_(static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_)) {}
 
+std::uint64_t AgeMap::bytes(Size window) {
+  return static_cast<std::uint64_t>(divideUp(window.width, kCell)) *
+         static_cast<std::uint64_t>(divideUp(window.height, kCell)) * sizeof(Cell);
+}
+
 void AgeMap::hold(const Box& box, std::uint32_t frame) {
   // The last cells of a row or column may be cut by the window's edge.
   const auto end = [](int edge, int limit) {
@@ -47,7 +52,9 @@ void AgeMap::hold(const Box& box, std::uint32_t frame) {
   for (int row = divideUp(box.top, kCell); row < bottom; ++row) {
     for (int column = divideUp(box.left, kCell); column < right; ++column) {
       Cell& cell = at(column, row);
+      const bool was = cell.current();
       cell.held = std::max(cell.held, frame + 1);
+      current_ += !was && cell.current() ? 1 : 0;
     }
   }
 }
@@ -58,8 +65,10 @@ void AgeMap::changed(const Box& box, std::uint32_t frame) {
     for (int column = inside.left / kCell; column < divideUp(inside.right, kCell); ++column) {
       Cell& cell = at(column, row);
       if (frame + 1 <= cell.changed) continue;
-      if (cell.current()) cell.since = frame;  // what was out of date before stays so
+      const bool was = cell.current();
+      if (was) cell.since = frame;  // what was out of date before stays so
       cell.changed = frame + 1;
+      current_ -= was && !cell.current() ? 1 : 0;
     }
   }
 }
@@ -75,9 +84,7 @@ std::uint32_t AgeMap::age(int column, int row, std::uint32_t now) const {
 
 double AgeMap::currentPercent() const {
   if (cells_.empty()) return 0;
-  const auto current =
-      std::count_if(cells_.begin(), cells_.end(), [](const Cell& cell) { return cell.current(); });
-  return 100.0 * static_cast<double>(current) / static_cast<double>(cells_.size());
+  return 100.0 * static_cast<double>(current_) / static_cast<double>(cells_.size());
 }
 
 void AgeMap::tint(std::span<std::uint8_t> pixels, std::uint32_t now, bool redFirst) const {

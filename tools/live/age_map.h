@@ -21,6 +21,9 @@ class AgeMap {
   AgeMap() = default;
   explicit AgeMap(Size window);
 
+  // What it takes.
+  static std::uint64_t bytes(Size window);
+
   int columns() const { return columns_; }
   int rows() const { return rows_; }
 
@@ -56,6 +59,7 @@ class AgeMap {
 
   Size window_;
   int columns_ = 0, rows_ = 0;
+  std::size_t current_ = 0;  // cells
   std::vector<Cell> cells_;
 };
 

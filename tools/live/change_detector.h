@@ -19,22 +19,27 @@ class ChangeDetector {
 
   std::size_t tiles() const { return lastChanges_.size(); }
   Box box(std::size_t tile) const;
-  // As of the latest frame: the tile's rows, one behind the other.
-  const std::uint8_t* pixels(std::size_t tile) const { return pixels_[tile].data(); }
 
-  // Tiles that differ from the frame before; at first, from black.
+  // Tiles that differ from the frame before; at first, from black. The caller takes over each of
+  // them before the next frame.
   std::vector<std::size_t> update(const Image& frame, std::uint32_t number);
+  // Takes over what update found changed, if that has not been done: late, so that who reads the
+  // pixels finds them in the caches.
+  void takeOver(std::size_t tile, const Image& frame);
+  // The tile's rows, one behind the other, once it has been taken over.
+  const std::uint8_t* pixels(std::size_t tile) const { return pixels_[tile].data(); }
   // Of each tile, row by row, the number of the frame that last changed it.
   const std::vector<std::uint32_t>& lastChanges() const { return lastChanges_; }
 
  private:
-  // Takes the frame's pixels over.
-  bool differs(std::size_t tile, const Image& frame);
+  // First row of the tile in which it differs; its height for none.
+  int firstChange(std::size_t tile, const Image& frame) const;
 
   Size window_;
   int tile_;
   std::size_t columns_;
   std::vector<std::uint32_t> lastChanges_;
+  std::vector<int> pending_;  // first row of each tile that is to be taken over
   std::vector<std::vector<std::uint8_t>> pixels_;  // of each tile: each is read and written whole
 };
 

@@ -16,6 +16,13 @@ constexpr milliseconds kAskAgain{120};
 constexpr std::size_t kRemembered = 4096;  // rectangles, complete ones included
 constexpr std::size_t kMostExpected = 16 * kRemembered;
 
+// Pixels of an MCU of the rectangle that stands there.
+Box cellInWindow(const PacketCells& cells, int mcu, const Box& rectangle) {
+  const Box cell = cells.cell(mcu, {rectangle.width(), rectangle.height()});
+  return {rectangle.left + cell.left, rectangle.top + cell.top, rectangle.left + cell.right,
+          rectangle.top + cell.bottom};
+}
+
 }  // namespace
 
 const char* verdictName(Verdict verdict) {
@@ -92,6 +99,7 @@ Verdict FrameAssembler::admit(const Placement& placement, Clock::time_point now)
   Rectangle& rectangle = found->second;
   const PacketCells& cells = placement.cells;
   if (!rectangle.seen) {
+    makeRoom(static_cast<std::size_t>(cells.total()));
     rectangle.seen = true;
     rectangle.box = placement.box;
     rectangle.cells = cells;
@@ -103,6 +111,7 @@ Verdict FrameAssembler::admit(const Placement& placement, Clock::time_point now)
     return Verdict::kBadHead;
   }
   rectangle.quietSince = now;
+  if (rectangle.complete()) return Verdict::kDuplicate;
   const auto first = rectangle.got.begin() + cells.first;
   const bool nothingNew = std::all_of(first, first + cells.count, [](bool got) { return got; });
   return nothingNew ? Verdict::kDuplicate : Verdict::kPlaced;
@@ -127,69 +136,45 @@ Verdict FrameAssembler::place(const Placement& placement,
   const auto found = rectangles_.find(placement.index);
   if (found == rectangles_.end()) return Verdict::kLate;
   Rectangle& rectangle = found->second;
-  bool anyNew = false, anyWritten = false;
+  if (rectangle.complete()) return Verdict::kDuplicate;
+  const Box& box = placement.box;
+  bool anyNew = false;
+  parts_.clear();
   for (int i = 0; i < placement.cells.count; ++i) {
     const int mcu = placement.cells.first + i;
     if (rectangle.got[static_cast<std::size_t>(mcu)]) continue;
     rectangle.got[static_cast<std::size_t>(mcu)] = true;
     --rectangle.missing;
     anyNew = true;
-    if (!copyCell(placement, mcu, staging.data())) continue;
-    anyWritten = true;
-    const Box& box = placement.box;
-    const Box cell = placement.cells.cell(mcu, {box.width(), box.height()});
-    ages_.hold(
-        {box.left + cell.left, box.top + cell.top, box.left + cell.right, box.top + cell.bottom},
-        placement.frame);
+    const Box cell = cellInWindow(placement.cells, mcu, box);
+    if (stamps_.write(cell, placement.index, parts_)) ages_.hold(cell, placement.frame);
   }
   if (!anyNew) return Verdict::kDuplicate;  // another thread had the same packet
-  return anyWritten ? Verdict::kPlaced : Verdict::kLate;
+  if (rectangle.complete()) {
+    incomplete_.erase(placement.index);
+    awaitedMcus_ -= rectangle.got.size();
+    std::vector<bool>().swap(rectangle.got);
+  }
+  for (const Box& part : parts_) copy(part, box, staging.data());
+  return parts_.empty() ? Verdict::kLate : Verdict::kPlaced;
 }
 
 // The staging buffer's rows are the rectangle's, not the window's.
-bool FrameAssembler::copyCell(const Placement& placement, int mcu, const std::uint8_t* staging) {
-  const Box& box = placement.box;
-  const Box cell = placement.cells.cell(mcu, {box.width(), box.height()});
-  bool written = false;
-  for (int y = cell.top; y < cell.bottom; ++y) {
-    const std::uint8_t* from = staging + (std::ptrdiff_t{y} * box.width() + cell.left) * 4;
-    std::uint8_t* to = picture_.row(box.top + y) + (box.left + cell.left) * 4;
-    std::uint32_t* stamp =
-        stamps_.data() + std::ptrdiff_t{box.top + y} * picture_.size.width + box.left + cell.left;
-    written |= copyRow({stamp, static_cast<std::size_t>(cell.width())}, placement.index, from, to);
-  }
-  return written;
-}
-
-// Pixels with a later stamp stay. False where all do.
-bool FrameAssembler::copyRow(std::span<std::uint32_t> stamps, std::uint32_t index,
-                             const std::uint8_t* from, std::uint8_t* to) {
+void FrameAssembler::copy(const Box& part, const Box& rectangle, const std::uint8_t* staging) {
   constexpr std::uint32_t kOpaque = 0xFF000000;  // as the picture's fourth bytes are
-  std::uint32_t latest = 0, fresh = 0;
-  for (const std::uint32_t stamp : stamps) {
-    latest = std::max(latest, stamp);
-    fresh += stamp == 0 ? 1 : 0;
+  for (int y = part.top; y < part.bottom; ++y) {
+    const std::uint8_t* from = staging + (std::ptrdiff_t{y - rectangle.top} * rectangle.width() +
+                                          part.left - rectangle.left) *
+                                             Image::kBytesPerPixel;
+    std::uint8_t* to = picture_.row(y) + std::ptrdiff_t{part.left} * Image::kBytesPerPixel;
+    const auto bytes = static_cast<std::size_t>(part.width()) * Image::kBytesPerPixel;
+    for (std::size_t at = 0; at < bytes; at += sizeof(std::uint32_t)) {
+      std::uint32_t pixel;
+      std::memcpy(&pixel, from + at, sizeof pixel);
+      pixel |= kOpaque;
+      std::memcpy(to + at, &pixel, sizeof pixel);
+    }
   }
-  stamped_ += fresh;
-  const auto copy = [&](std::size_t x) {
-    std::uint32_t pixel;
-    std::memcpy(&pixel, from + 4 * x, sizeof pixel);
-    pixel |= kOpaque;
-    std::memcpy(to + 4 * x, &pixel, sizeof pixel);
-  };
-  if (latest <= index) {  // nearly always, and a compiler does several at a time
-    for (std::size_t x = 0; x < stamps.size(); ++x) copy(x);
-    std::fill(stamps.begin(), stamps.end(), index);
-    return !stamps.empty();
-  }
-  bool written = false;
-  for (std::size_t x = 0; x < stamps.size(); ++x) {
-    if (stamps[x] > index) continue;
-    copy(x);
-    stamps[x] = index;
-    written = true;
-  }
-  return written;
 }
 
 // Every index up to this one stands for a rectangle that was sent.
@@ -198,31 +183,54 @@ void FrameAssembler::expectUpTo(std::uint32_t index, Clock::time_point now) {
     Rectangle rectangle;
     rectangle.quietSince = now;
     rectangles_.emplace(++expected_, std::move(rectangle));
+    incomplete_.insert(incomplete_.end(), expected_);
   }
   forgetOld();
 }
 
 void FrameAssembler::forgetOld() {
+  auto open = incomplete_.begin();
   for (auto at = rectangles_.begin();
        at != rectangles_.end() && rectangles_.size() > kRemembered;) {
-    at = at->second.complete() ? rectangles_.erase(at) : std::next(at);
+    const bool complete = open == incomplete_.end() || at->first != *open;
+    if (!complete) ++open;
+    at = complete ? rectangles_.erase(at) : std::next(at);
   }
   // Whoever announces more than anyone can repair takes no memory by it.
-  while (rectangles_.size() > kMostExpected) rectangles_.erase(rectangles_.begin());
+  while (rectangles_.size() > kMostExpected) forget(rectangles_.begin()->first);
+}
+
+void FrameAssembler::makeRoom(std::size_t mcus) {
+  awaitedMcus_ += mcus;
+  for (auto at = incomplete_.begin();
+       at != incomplete_.end() && awaitedMcus_ > picture_.size.pixels();) {
+    const std::uint32_t index = *at++;
+    if (rectangles_.find(index)->second.seen) forget(index);
+  }
+}
+
+void FrameAssembler::forget(std::uint32_t index) {
+  const auto found = rectangles_.find(index);
+  awaitedMcus_ -= found->second.got.size();
+  rectangles_.erase(found);
+  incomplete_.erase(index);
 }
 
 void FrameAssembler::reset(const FrameInfo& info) {
-  constexpr std::uint64_t kBytesPerPixel = Image::kBytesPerPixel + sizeof(std::uint32_t) + 1;
   limits_.checkSize(info.width, info.height);
-  limits_.checkMemory(std::uint64_t{info.width} * info.height * kBytesPerPixel);
+  const Size window = {static_cast<int>(info.width), static_cast<int>(info.height)};
+  limits_.checkMemory(window.pixels() * Image::kBytesPerPixel + StampMap::mostBytes(window) +
+                      AgeMap::bytes(window) + window.pixels() / 8);  // makeRoom's bits
   ++pictureNumber_;
-  picture_ = Image({static_cast<int>(info.width), static_cast<int>(info.height)});
+  picture_ = Image(window);
   for (std::size_t i = 3; i < picture_.pixels.size(); i += 4) picture_.pixels[i] = 0xFF;
-  stamps_.assign(picture_.pixels.size() / 4, 0);
-  stamped_ = 0;
-  ages_ = AgeMap(picture_.size);
+  stamps_ = StampMap(window);
+  ages_ = AgeMap(window);
   rectangles_.clear();
+  incomplete_.clear();
+  awaitedMcus_ = 0;
   expected_ = info.firstIndex - 1;
+  firstNumber_ = info.frame;
   firstFrame_ = info.frame - info.dropped;
   awaited_ = 0;
   statistics_.latest = info;
@@ -244,6 +252,7 @@ void FrameAssembler::announce(const FrameInfo& info, Clock::time_point now) {
   }
   latest = info;
   statistics_.frames = std::uint32_t{info.frame - info.dropped - firstFrame_} + 1;
+  statistics_.passed = std::uint64_t{info.frame - firstNumber_} + 1;
   if (info.latestIndex - std::min(info.latestIndex, expected_) <= kMostExpected) {
     expectUpTo(info.latestIndex, now);
   }
@@ -253,8 +262,7 @@ void FrameAssembler::supersede(const Superseded& message) {
   const std::lock_guard lock(mutex_);
   awaited_ = std::max(awaited_, message.until);
   for (const std::uint32_t index : message.indexes) {
-    const auto found = rectangles_.find(index);
-    if (found != rectangles_.end() && !found->second.complete()) rectangles_.erase(found);
+    if (incomplete_.contains(index)) forget(index);
   }
 }
 
@@ -283,16 +291,9 @@ void FrameAssembler::changed(const Box& box, std::uint32_t frame) {
 
 // Whether later rectangles cover all that this one lacks.
 bool FrameAssembler::replacedByNewer(std::uint32_t index, const Rectangle& rectangle) const {
-  const Box& box = rectangle.box;
   for (int mcu = 0; mcu < rectangle.cells.total(); ++mcu) {
     if (rectangle.got[static_cast<std::size_t>(mcu)]) continue;
-    const Box cell = rectangle.cells.cell(mcu, {box.width(), box.height()});
-    for (int y = cell.top; y < cell.bottom; ++y) {
-      const auto row =
-          stamps_.begin() + std::ptrdiff_t{box.top + y} * picture_.size.width + box.left;
-      const auto newer = [index](std::uint32_t stamp) { return stamp > index; };
-      if (!std::all_of(row + cell.left, row + cell.right, newer)) return false;
-    }
+    if (!stamps_.isLater(cellInWindow(rectangle.cells, mcu, rectangle.box), index)) return false;
   }
   return true;
 }
@@ -301,18 +302,17 @@ std::vector<std::uint32_t> FrameAssembler::toRepair(Clock::time_point now) {
   const std::lock_guard lock(mutex_);
   std::vector<std::uint32_t> indexes;
   if (!statistics_.latest) return indexes;
-  const auto end = rectangles_.upper_bound(statistics_.latest->latestIndex);
-  for (auto at = rectangles_.begin(); at != end && indexes.size() < kMostIndexes;) {
-    auto& [index, rectangle] = *at;
+  const std::uint32_t latest = statistics_.latest->latestIndex;
+  for (auto at = incomplete_.begin();
+       at != incomplete_.end() && *at <= latest && indexes.size() < kMostIndexes;) {
+    const std::uint32_t index = *at++;
+    Rectangle& rectangle = rectangles_.find(index)->second;
     const bool quiet = now - rectangle.quietSince >= kQuiet && now - rectangle.asked >= kAskAgain;
-    if (rectangle.complete() || !quiet) {
-      ++at;
-    } else if (rectangle.seen && replacedByNewer(index, rectangle)) {
-      at = rectangles_.erase(at);
-    } else {
+    if (quiet && rectangle.seen && replacedByNewer(index, rectangle)) {
+      forget(index);
+    } else if (quiet) {
       rectangle.asked = now;
       indexes.push_back(index);
-      ++at;
     }
   }
   return indexes;
@@ -323,11 +323,9 @@ AssemblerStatistics FrameAssembler::statistics() const {
   AssemblerStatistics result = statistics_;
   if (!result.latest) return result;
   result.coverage = ages_.currentPercent();
-  const auto end = rectangles_.upper_bound(result.latest->latestIndex);
-  result.complete = stamped_ == stamps_.size() && expected_ >= result.latest->latestIndex &&
-                    awaited_ <= result.latest->latestIndex &&
-                    std::all_of(rectangles_.begin(), end,
-                                [](const auto& entry) { return entry.second.complete(); });
+  const std::uint32_t latest = result.latest->latestIndex;
+  const bool incomplete = !incomplete_.empty() && *incomplete_.begin() <= latest;
+  result.complete = stamps_.whole() && expected_ >= latest && awaited_ <= latest && !incomplete;
   return result;
 }
 

@@ -8,7 +8,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <span>
+#include <set>
 #include <vector>
 
 #include "qrx/codec.h"
@@ -17,6 +17,7 @@
 #include "tools/live/age_map.h"
 #include "tools/live/control.h"
 #include "tools/live/packet.h"
+#include "tools/live/stamp_map.h"
 
 namespace qrx::tool {
 
@@ -40,6 +41,7 @@ struct AssemblerStatistics {
   std::uint64_t bytes = 0;
   std::uint64_t decodeMicroseconds = 0;
   std::uint64_t frames = 0;              // sent, from the first to the latest that was announced
+  std::uint64_t passed = 0;              // the same with those that were left out
   std::uint64_t announced = 0;           // those whose announcement arrived
   std::uint64_t encodeMicroseconds = 0;  // of the announced ones
   double coverage = 0;                   // percent of the window that is current
@@ -88,7 +90,7 @@ class FrameAssembler {
     Box box;
     PacketCells cells;
     std::uint8_t mcuShape = 0;
-    std::vector<bool> got;
+    std::vector<bool> got;  // by MCU; none where all came
     int missing = 0;
     bool complete() const { return seen && missing == 0; }
     Clock::time_point quietSince;
@@ -109,13 +111,13 @@ class FrameAssembler {
   Verdict admit(const Placement& placement, Clock::time_point now);
   Verdict decode(Buffer& buffer, const Placement& placement, std::vector<std::uint8_t>& staging);
   Verdict place(const Placement& placement, const std::vector<std::uint8_t>& staging);
-  // False where newer pixels stand everywhere.
-  bool copyCell(const Placement& placement, int mcu, const std::uint8_t* staging);
-  bool copyRow(std::span<std::uint32_t> stamps, std::uint32_t index, const std::uint8_t* from,
-               std::uint8_t* to);
+  void copy(const Box& part, const Box& rectangle, const std::uint8_t* staging);
   void reset(const FrameInfo& info);
   void expectUpTo(std::uint32_t index, Clock::time_point now);
   void forgetOld();
+  // Makes room for one of so many MCUs: as many as the window has pixels may be missing in all.
+  void makeRoom(std::size_t mcus);
+  void forget(std::uint32_t index);
   bool replacedByNewer(std::uint32_t index, const Rectangle& rectangle) const;
 
   codec::Decompressor& decompressor_;
@@ -123,14 +125,17 @@ class FrameAssembler {
   mutable std::mutex mutex_;
   // Guarded by the mutex.
   Image picture_;
-  std::vector<std::uint32_t> stamps_;  // per pixel: index that it came with, 0 for none
-  std::size_t stamped_ = 0;
+  StampMap stamps_;
+  std::vector<Box> parts_;  // of the window that a packet writes; kept for its memory
   AgeMap ages_;
   std::map<std::uint32_t, Rectangle> rectangles_;  // by index
+  std::set<std::uint32_t> incomplete_;             // of these: few, as against all
+  std::size_t awaitedMcus_ = 0;                    // of incomplete ones that were seen
   std::uint64_t pictureNumber_ = 0;
-  std::uint32_t firstFrame_ = 0;  // frames that were left out do not count
-  std::uint32_t awaited_ = 0;     // repairs are on their way up to this index
-  std::uint32_t expected_ = 0;    // indexes up to here have been among them
+  std::uint32_t firstNumber_ = 0;  // of the frame that was announced first
+  std::uint32_t firstFrame_ = 0;   // the same, frames that were left out not counted
+  std::uint32_t awaited_ = 0;      // repairs are on their way up to this index
+  std::uint32_t expected_ = 0;     // indexes up to here have been among them
   AssemblerStatistics statistics_;
 };
 

@@ -2,8 +2,10 @@
 #include "tools/live/unpacking.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <map>
+#include <set>
 
 namespace qrx::tool {
 namespace {
@@ -79,6 +81,23 @@ void renumber(Packet& packet, std::uint32_t frame) {
   std::memcpy(packet.data(), &head, sizeof head);
 }
 
+// Those of the frame's packets whose first MCU is among `arrived`.
+std::vector<PacketPlace> placesOf(const Frame& frame, const std::set<int>& arrived, Size window) {
+  std::vector<PacketPlace> places;
+  std::size_t number = 0;
+  for (const Packet& packet : frame.packets) {
+    const auto head = readHead(packet);
+    const auto cells = head ? cellsOf(*head) : std::nullopt;
+    if (cells && arrived.contains(cells->first)) {
+      const Box box =
+          boxInWindow(head->frameX, head->frameY, head->frameWidth, head->frameHeight, window);
+      places.push_back({box, *cells, number});
+    }
+    ++number;
+  }
+  return places;
+}
+
 Unpacked assemble(codec::Decompressor& decompressor, const Film& film,
                   const UnpackRequest& request) {
   const FrameAssembler::Clock::time_point now{};
@@ -91,12 +110,23 @@ Unpacked assemble(codec::Decompressor& decompressor, const Film& film,
   assembler.announce(info, now);
   Unpacked result;
   std::vector<Packet> arriving;
+  const Frame* latest = nullptr;
+  std::uint32_t latestIndex = 0;
+  std::set<int> arrived;  // of the latest frame's packets, by their first MCU
   const auto take = [&] {
-    for (Packet& packet : arriving) assembler.take(packet, now);
+    for (Packet& packet : arriving) {
+      const auto head = readHead(packet);
+      if (assembler.take(packet, now) != Verdict::kPlaced) continue;
+      if (static_cast<std::uint32_t>(std::abs(head->index)) != latestIndex) continue;
+      arrived.insert(cellsOf(*head)->first);
+    }
     arriving.clear();
   };
   for (const auto& [index, frame] : film.frames) {
     if (request.after != 0 && result.frames == request.after) break;
+    latest = &frame;
+    latestIndex = result.frames + 1;
+    arrived.clear();
     for (const Packet& packet : frame.packets) {
       Packet sent = packet;
       renumber(sent, result.frames);
@@ -113,6 +143,7 @@ Unpacked assemble(codec::Decompressor& decompressor, const Film& film,
   result.network = network.counts();
   result.statistics = assembler.statistics();
   assembler.copyPicture(result.picture, request.tint);
+  if (latest != nullptr) result.latest = placesOf(*latest, arrived, film.size);
   return result;
 }
 
@@ -139,6 +170,7 @@ Unpacked unpackPackets(codec::Decompressor& decompressor, const std::vector<Pack
   Unpacked result = assemble(decompressor, film, plain);
   result.right = equalPercent(result.picture, reference.picture);
   if (request.tint) result.picture = assemble(decompressor, film, request).picture;
+  if (request.packets) colourPackets(result.picture, result.latest);
   return result;
 }
 

@@ -54,8 +54,9 @@ double WindowSender::reserve(const std::vector<std::size_t>& soft,
   return std::min(sum, allowance.bytes / 3);
 }
 
-void WindowSender::sendTile(std::size_t tile, unsigned quality, const Allowance& allowance,
-                            const Sink& sink, Spending& spending) {
+void WindowSender::sendTile(std::size_t tile, const Image& frame, unsigned quality,
+                            const Allowance& allowance, const Sink& sink, Spending& spending) {
+  changes_.takeOver(tile, frame);
   spending.expected += model_.expected(tile, pixels(tile), quality);
   const std::uint32_t index = ++info_.latestIndex;
   const RectangleJob job{options_.window, index, quality, static_cast<std::uint8_t>(info_.frame)};
@@ -78,7 +79,8 @@ FrameInfo WindowSender::send(const Image& frame, std::uint32_t number, const All
                              const Sink& sink) {
   const Clock::time_point start = Clock::now();
   info_.frame = number;
-  for (const std::size_t tile : changes_.update(frame, number)) plan_.changed(tile, allowance.now);
+  const std::vector<std::size_t> changed = changes_.update(frame, number);
+  for (const std::size_t tile : changed) plan_.changed(tile, allowance.now);
   const std::vector<std::size_t> due = plan_.due(), soft = plan_.soft(allowance.now);
   const double forDue = allowance.bytes - reserve(soft, allowance);
   const unsigned full = options_.quality;
@@ -93,12 +95,13 @@ FrameInfo WindowSender::send(const Image& frame, std::uint32_t number, const All
   spending.planned = std::min(allowance.bytes, expected(due, quality_) + expected(soft, full));
   for (const std::size_t tile : due) {
     if (spending.spent >= forDue) break;
-    sendTile(tile, quality_, allowance, sink, spending);
+    sendTile(tile, frame, quality_, allowance, sink, spending);
   }
   for (const std::size_t tile : soft) {
     if (spending.spent >= allowance.bytes) break;
-    sendTile(tile, full, allowance, sink, spending);
+    sendTile(tile, frame, full, allowance, sink, spending);
   }
+  for (const std::size_t tile : changed) changes_.takeOver(tile, frame);  // those that wait
   const auto took = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start -
                                                                           spending.outside);
   info_.encodeMicroseconds = static_cast<std::uint32_t>(took.count());

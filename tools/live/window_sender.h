@@ -85,8 +85,8 @@ class WindowSender {
   double expected(const std::vector<std::size_t>& tiles, unsigned quality) const;
   // What sharpening needs of this frame to be done in time.
   double reserve(const std::vector<std::size_t>& soft, const Allowance& allowance) const;
-  void sendTile(std::size_t tile, unsigned quality, const Allowance& allowance, const Sink& sink,
-                Spending& spending);
+  void sendTile(std::size_t tile, const Image& frame, unsigned quality, const Allowance& allowance,
+                const Sink& sink, Spending& spending);
 
   codec::Compressor& compressor_;
   WindowSenderOptions options_;

@@ -34,20 +34,32 @@ Box WanderingBox::place(int frame) const {
   return {left, top, left + box_.width, top + box_.height};
 }
 
+void WanderingBox::clear(const Box& box) {
+  const std::ptrdiff_t at = std::ptrdiff_t{box.left} * Image::kBytesPerPixel;
+  const auto bytes = static_cast<std::size_t>(box.width()) * Image::kBytesPerPixel;
+  for (int y = box.top; y < box.bottom; ++y) {
+    std::memcpy(picture_.row(y) + at, still_.row(y) + at, bytes);
+  }
+}
+
 // In the box stands the scene, moved on and with its bits turned over in every other frame.
 const Image& WanderingBox::render(int frame) {
-  for (int y = last_.top; y < last_.bottom; ++y) {
-    std::memcpy(picture_.row(y) + last_.left * Image::kBytesPerPixel,
-                still_.row(y) + last_.left * Image::kBytesPerPixel,
-                static_cast<std::size_t>(last_.width()) * Image::kBytesPerPixel);
+  const Box now = place(frame), both = intersect(last_, now);
+  if (both.empty()) {
+    clear(last_);
+  } else {  // what the box does not cover again
+    clear({last_.left, last_.top, last_.right, both.top});
+    clear({last_.left, both.top, both.left, both.bottom});
+    clear({both.right, both.top, last_.right, both.bottom});
+    clear({last_.left, both.bottom, last_.right, last_.bottom});
   }
-  last_ = place(frame);
+  last_ = now;
   const std::uint32_t turn = frame % 2 != 0 ? 0x00101010u : 0u;
   for (int y = last_.top; y < last_.bottom; ++y) {
     const std::uint8_t* from = still_.row((y + 7 * (frame % 4096)) % still_.size.height);
     std::uint8_t* to = picture_.row(y);
     for (int x = last_.left; x < last_.right; ++x) {
-      std::uint32_t pixel;
+      std::uint32_t pixel = 0;
       std::memcpy(&pixel, from + std::ptrdiff_t{x} * Image::kBytesPerPixel, sizeof pixel);
       pixel ^= turn;
       std::memcpy(to + std::ptrdiff_t{x} * Image::kBytesPerPixel, &pixel, sizeof pixel);

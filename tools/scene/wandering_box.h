@@ -19,6 +19,7 @@ class WanderingBox {
 
  private:
   Box place(int frame) const;
+  void clear(const Box& box);
 
   Size box_;
   Image still_, picture_;
