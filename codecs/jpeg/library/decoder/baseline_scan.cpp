@@ -133,6 +133,7 @@ int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
 
 int CJPEGDecoder::DecodeScanBaseline() {
   QRX_TRY(qrx::jpeg::startScan(*this));
+  if (room_ != nullptr) room_->startScan();
   return qrx::jpeg::decodeRows(*this, [this](int) {
     return qrx::jpeg::RowSpan{mcus_across, dest_width};
   });

@@ -77,6 +77,13 @@ struct DecoderRoom {
     if (!isFaulty) ++goodRows;
   }
 
+  // A sequential scan shows the whole image anew, whatever became of the one before.
+  void startScan() {
+    goodMcus = 0;
+    goodRows = 0;
+    isFaulty = false;
+  }
+
   // Forget what belongs to one image, and of that what belongs to its destination.
   void startImage();
   void forgetDestination();
