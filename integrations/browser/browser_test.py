@@ -80,6 +80,7 @@ class Socket:
         self.socket.sendall(("\r\n".join(lines) + "\r\n\r\n").encode())
         answer = self.socket.recv(4096)
         self.status = int(answer.split()[1]) if answer else 0
+        self.left = answer.partition(b"\r\n\r\n")[2]  # frames that came along
 
     def send(self, data, opcode=2, first=None):
         size = len(data)
@@ -103,18 +104,21 @@ class Socket:
     def ends(self):
         """Whether the server closes, within some seconds: its reason, or True without one."""
         self.socket.settimeout(5)
-        left = b""
+        left, piece = self.left, True
         try:
-            while piece := self.socket.recv(65536):
-                left += piece
-                while len(left) >= 4:
+            while piece:
+                while len(left) >= 2:
                     short = left[1] & 127
+                    if short >= 126 and len(left) < 4:
+                        break
                     size = 2 + short if short < 126 else 4 + int.from_bytes(left[2:4], "big")
                     if len(left) < size:
                         break
                     if left[0] == 0x88:
                         return left[4:size].decode() or True
                     left = left[size:]
+                piece = self.socket.recv(65536)
+                left += piece
         except socket.timeout:
             return False
         except OSError:
