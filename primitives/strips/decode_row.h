@@ -291,6 +291,7 @@ class RowDecoder {
 
   // Block `b` of the MCU, by the form's primitive if need be.
   __attribute__((noinline)) bool decodeOne(int b) {
+    // Here the MCU may fail in front of blocks that hold nothing yet.
     if (b == 0 && column_ + done_ >= scan_.held) {
       for (int i = 0; i < Place::kBlocks; ++i) clearBlock(block(i));
     }

@@ -58,15 +58,6 @@ int showRow(CJPEGDecoder& d, const Ipp16s* blocks, int slot, int row, const RowS
   return convertRow(d, row, slot, span);
 }
 
-// A row that fails shows zeros where no row before it had blocks.
-void clearBlocks(CJPEGDecoder& d, int mcus) {
-  DecoderRoom* const room = DecoderRoom::existing(d);
-  if (room == nullptr || !room->heldMcus || *room->heldMcus >= mcus) return;
-  const std::ptrdiff_t each = std::ptrdiff_t{64} * d.mcu_blocks;
-  std::fill(d.block_buffer + each * *room->heldMcus, d.block_buffer + each * mcus, Ipp16s{0});
-  room->heldMcus = mcus;
-}
-
 // Where a scan begins.
 struct ScanStart {
   explicit ScanStart(const CJPEGDecoder& d) : position(d.stream.position) {
@@ -117,7 +108,7 @@ int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
       noteRow(d, routes.decode(span.mcus), span.mcus);
       routes.show(row, span);
     } else {
-      clearBlocks(d, span.mcus);
+      holdBlocks(d, 0, span.mcus);
       int blocks = 0;
       decodeRow(d, d.block_buffer, span.mcus, &blocks);
       noteRow(d, blocks / d.mcu_blocks, span.mcus);
@@ -129,6 +120,16 @@ int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
 }
 
 }  // namespace
+
+void holdBlocks(CJPEGDecoder& d, int begun, int mcus) {
+  DecoderRoom* const room = DecoderRoom::existing(d);
+  if (room == nullptr || !room->heldMcus || *room->heldMcus >= mcus) return;
+  const std::ptrdiff_t each = std::ptrdiff_t{64} * d.mcu_blocks;
+  const int first = std::max(*room->heldMcus, begun);
+  std::fill(d.block_buffer + each * first, d.block_buffer + each * mcus, Ipp16s{0});
+  room->heldMcus = mcus;
+}
+
 }  // namespace qrx::jpeg
 
 int CJPEGDecoder::DecodeScanBaseline() {

@@ -16,6 +16,10 @@ inline int clearMarker(CJPEGDecoder& decoder) {
   return JPEG_NO_ERROR;
 }
 
+// All of a row of `mcus` MCUs holds blocks from now on: zeros from MCU `begun` on, where nothing
+// was held before.
+void holdBlocks(CJPEGDecoder& decoder, int begun, int mcus);
+
 // Makes the entropy decoder ready for a scan.
 inline int startScan(CJPEGDecoder& decoder) {
   QRX_TRY(decoder.huffman_state.Init());

@@ -94,15 +94,6 @@ const strips::Routes& StripDecoder::takeRoutes() {
   return now;
 }
 
-// All of a row holds blocks from now on: zeros from MCU `begun` on, where nothing was held before.
-void StripDecoder::holdRow(int begun, int mcus) {
-  std::optional<int>& held = DecoderRoom::existing(decoder_)->heldMcus;
-  if (!held || *held >= mcus) return;
-  const std::ptrdiff_t each = std::ptrdiff_t{64} * decoder_.mcu_blocks;
-  std::fill(scan_.blocks + each * std::max(*held, begun), scan_.blocks + each * mcus, Ipp16s{0});
-  held = mcus;
-}
-
 int StripDecoder::decode(int mcus) {
   CJPEGDecoder& d = decoder_;
   scan_.held = DecoderRoom::existing(d)->heldMcus.value_or(mcus);
@@ -119,7 +110,7 @@ int StripDecoder::decode(int mcus) {
     begun = column + (done < together ? 1 : 0);
     if (done < together) break;
   }
-  holdRow(begun, mcus);
+  holdBlocks(d, begun, mcus);
   routes().transform(scan_, column, mcus - column);
   return column;
 }

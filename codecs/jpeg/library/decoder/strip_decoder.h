@@ -33,7 +33,6 @@ class StripDecoder {
  private:
   bool takeRoute();
   const strips::Routes& takeRoutes();
-  void holdRow(int begun, int mcus);
   void extend(int mcus);
   void keepLastLines();
 
