@@ -3,8 +3,8 @@
 # g++ and clang as errors, and the binary interface. A finding fails.
 #
 #   scripts/check.sh                   the whole tree
-#   scripts/check.sh --changed [BASE]  files that differ from BASE (scripts/tidy.sh tells which), and
-#                                      no builds: those of the tests have the same warnings
+#   scripts/check.sh --changed [BASE]  clang-tidy of files that differ from BASE (scripts/tidy.sh tells
+#                                      which), and no builds: those of the tests have the same warnings
 #
 # clang-tidy takes the compile commands of build/release; over the whole tree it has no limit of time.
 set -euo pipefail
@@ -25,17 +25,12 @@ note "shellcheck"
 mapfile -t scripts < <(git ls-files '*.sh' .ci/run)
 shellcheck --external-sources --exclude=SC2317 "${scripts[@]}"
 
-# With --changed a changed header stands for the source of its name, as it does for clang-tidy.
+# Seconds, so always over the whole tree.
 note "cppcheck"
-[ -f build/release/compile_commands.json ] || cmake --preset release >/dev/null
-mapfile -t sources < <(
-  if $changed; then scripts/tidy.sh --list "$@"; else git ls-files '*.cpp'; fi |
-    grep -E '^(codecs|common|primitives|tools)/' || true)
-if [ ${#sources[@]} -gt 0 ]; then
-  cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability --inline-suppr \
-    --suppressions-list=scripts/cppcheck.txt --error-exitcode=1 --template=gcc -j "$(nproc)" \
-    -I . -I include -DQRX_FORM=h9 -D__x86_64__ -D__SSE2__ "${sources[@]}"
-fi
+mapfile -t sources < <(git ls-files '*.cpp' | grep -E '^(codecs|common|primitives|tools)/')
+cppcheck --quiet --std=c++20 --language=c++ --enable=warning,performance,portability --inline-suppr \
+  --suppressions-list=scripts/cppcheck.txt --error-exitcode=1 --template=gcc -j "$(nproc)" \
+  -I . -I include -DQRX_FORM=h9 -D__x86_64__ -D__SSE2__ "${sources[@]}"
 
 if $changed; then
   scripts/tidy.sh "$@"

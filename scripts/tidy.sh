@@ -2,7 +2,6 @@
 # Runs clang-tidy on the C++ sources that changed, with the checks of .clang-tidy; a finding fails.
 #
 #   scripts/tidy.sh [BASE]          files that differ from BASE
-#   scripts/tidy.sh --list [BASE]   names them and checks nothing
 #   scripts/tidy.sh --all           every file
 #
 # Without BASE it is the place where the branch left origin/main; on main itself the last ten
@@ -29,14 +28,10 @@ base_commit() {
 }
 
 what=changed
-case ${1:-} in
-  --list | --all)
-    what=${1#--}
-    shift
-    ;;
-esac
-# The list is the whole of what --list prints.
-[ "$what" = list ] && note() { :; }
+if [ "${1:-}" = --all ]; then
+  what=all
+  shift
+fi
 
 if [ "$what" = all ]; then
   base=$(git hash-object -t tree /dev/null)
@@ -55,10 +50,6 @@ mapfile -t files < <(git diff --name-only --diff-filter=d "$base" -- '*.cpp' '*.
   while read -r file; do
     if grep -qF "/$file\"" "$commands"; then echo "$file"; fi
   done)
-if [ "$what" = list ]; then
-  [ ${#files[@]} -eq 0 ] || printf '%s\n' "${files[@]}"
-  exit 0
-fi
 note "clang-tidy on ${#files[@]} sources that differ from $(git rev-parse --short "$base")"
 [ ${#files[@]} -gt 0 ] || exit 0
 
