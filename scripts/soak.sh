@@ -37,6 +37,8 @@ rm -rf "$work"
 mkdir -p "$work/empty/root" "$work/empty/user"
 export QRX_ROOT=$work/empty/root QRX_USER_CONFIG_DIR=$work/empty/user
 unset ZMT_SUBSAMPLING
+# What the sanitizer keeps of freed memory, 256 MiB by itself, would grow for longer than that.
+export ASAN_OPTIONS=${ASAN_OPTIONS:-quarantine_size_mb=16}
 failures=0
 fail() {
   echo "FAILED: $*" >&2
