@@ -34,6 +34,7 @@ struct Vec128 {
   static Vec128 repeat(Vec128 half) { return half; }
   static Vec128 all16(int value) { return {_mm_set1_epi16(static_cast<short>(value))}; }
   static Vec128 all32(int value) { return {_mm_set1_epi32(value)}; }
+  Vec128 half(int) const { return *this; }
 };
 
 #ifdef __AVX2__
@@ -55,6 +56,7 @@ struct Vec256 {
   static Vec256 all32(int value) { return {_mm256_set1_epi32(value)}; }
   Vec128 lower() const { return {_mm256_castsi256_si128(v)}; }
   Vec128 upper() const { return {_mm256_extracti128_si256(v, 1)}; }
+  Vec128 half(int i) const { return i == 0 ? lower() : upper(); }
 };
 
 #define QRX_WITH_AVX2(text) text

@@ -5,18 +5,32 @@
 
 #include "primitives/huffman/codes.h"
 #include "primitives/strips/clean_writer.h"
+#include "primitives/strips/zigzag_order.h"
 #include "primitives/transform/forward_simd.h"
-#include "primitives/zigzag.h"
 
 namespace {
 namespace strips {
 
 constexpr int kMaxBlocksPerMcu = 6;
 
-// A block on its way from the transform to the coder, in natural order.
+#ifdef __SSSE3__
+constexpr bool kReorders = true;  // before the coder, by shuffles
+#else
+constexpr bool kReorders = false;  // the coder looks each value up
+#endif
+
+// A block on its way from the transform to the coder.
 struct CodedBlock {
-  alignas(32) Ipp16s values[64];  // of AC those alone that are not zero need be there
-  uint64_t places;                // which values are not zero
+  // In zig-zag order if kReorders, else in natural order. Of AC those alone that are not zero need
+  // be there.
+  alignas(32) Ipp16s values[64];
+  uint64_t places;  // which of them are not zero
+
+  // The places of AC, by zig-zag place.
+  uint64_t acPlaces() const {
+    const bool areInZigzag = kReorders || places >> 1 == 0;
+    return (areInZigzag ? places : zigzagMask(places)) & ~uint64_t{1};
+  }
 };
 
 inline uint64_t lineOfBlock(const Ipp8u* from, int step, int line) {
@@ -47,6 +61,49 @@ inline void takeFlat(const FlatBlocks& flat, Ipp8u sample, CodedBlock* block) {
   block->places = block->values[0] != 0 ? 1 : 0;
 }
 
+// A block, or one in each half of the rows.
+template <typename Vec>
+class KeptBlocks {
+ public:
+  explicit KeptBlocks(CodedBlock* const* blocks) : blocks_(blocks) {}
+
+  // Rows j and j + 1.
+  void take(int j, Vec first, Vec second) {
+    const unsigned places = ~signs8(equal8(narrow16(first, second), Vec::all16(0)));
+    for (int i = 0; i < kBlocks; ++i) {
+      places_[i] |= uint64_t{places >> 16 * i & 0xFFFF} << 8 * j;
+      store(blocks_[i]->values + 8 * j, first.half(i));
+      store(blocks_[i]->values + 8 * j + 8, second.half(i));
+    }
+  }
+
+  void finish() const {
+    for (int i = 0; i < kBlocks; ++i) blocks_[i]->places = places_[i];
+  }
+
+ private:
+  static constexpr int kBlocks = Vec::kBytes / 16;
+
+  CodedBlock* const* blocks_;
+  uint64_t places_[kBlocks] = {};
+};
+
+template <typename Vec>
+inline void keepBlocks(const simd::Rows<Vec>& rows, CodedBlock* const* blocks) {
+  KeptBlocks<Vec> kept(blocks);
+#ifdef __SSSE3__
+  kept.take(0, zigzagRow<0>(rows), zigzagRow<1>(rows));
+  if (!fillsTwoZigzagRows(rows)) {
+    kept.take(2, zigzagRow<2>(rows), zigzagRow<3>(rows));
+    kept.take(4, zigzagRow<4>(rows), zigzagRow<5>(rows));
+    kept.take(6, zigzagRow<6>(rows), zigzagRow<7>(rows));
+  }
+#else
+  for (int j = 0; j < 8; j += 2) kept.take(j, rows.row[j], rows.row[j + 1]);
+#endif
+  kept.finish();
+}
+
 #ifdef __AVX2__
 // Two blocks side by side, one in each half of a vector.
 inline void transformPair(const Ipp8u* from, int step, const Ipp16u* quant, CodedBlock* left,
@@ -57,17 +114,8 @@ inline void transformPair(const Ipp8u* from, int step, const Ipp16u* quant, Code
     rows.row[j] = sub16(Vec256::widened(from + ptrdiff_t{j} * step), Vec256::all16(128));
   }
   forwardTransform(&rows, quant);
-  left->places = right->places = 0;
-  for (int j = 0; j < 8; j += 2) {
-    const Vec256 bytes = narrow16(rows.row[j], rows.row[j + 1]);
-    const unsigned places = ~signs8(equal8(bytes, Vec256::all16(0)));
-    left->places |= uint64_t{places & 0xFFFF} << 8 * j;
-    right->places |= uint64_t{places >> 16} << 8 * j;
-  }
-  for (int j = 0; j < 8; ++j) {
-    store(left->values + 8 * j, rows.row[j].lower());
-    store(right->values + 8 * j, rows.row[j].upper());
-  }
+  CodedBlock* const blocks[] = {left, right};
+  keepBlocks(rows, blocks);
 }
 #else
 inline void transformBlock(const Ipp8u* from, int step, const Ipp16u* quant, CodedBlock* block) {
@@ -75,13 +123,7 @@ inline void transformBlock(const Ipp8u* from, int step, const Ipp16u* quant, Cod
   Rows<Vec128> rows;
   for (int j = 0; j < 8; ++j) rows.row[j] = levelShifted(from + ptrdiff_t{j} * step);
   forwardTransform(&rows, quant);
-  block->places = 0;
-  for (int j = 0; j < 8; j += 2) {
-    const Vec128 bytes = narrow16(rows.row[j], rows.row[j + 1]);
-    const unsigned places = ~signs8(equal8(bytes, Vec128::all16(0))) & 0xFFFF;
-    block->places |= uint64_t{places} << 8 * j;
-  }
-  for (int j = 0; j < 8; ++j) store(block->values + 8 * j, rows.row[j]);
+  keepBlocks(rows, &block);
 }
 
 inline void transformPair(const Ipp8u* from, int step, const Ipp16u* quant, CodedBlock* left,
@@ -125,31 +167,17 @@ inline void transformMcus(const ScanOut& scan, int column, CodedBlock (*blocks)[
   }
 }
 
-// By zig-zag place.
-struct NaturalPlaces {
-  Ipp8u of[64];
-};
-
-constexpr NaturalPlaces naturalPlaces() {
-  NaturalPlaces places = {};
-  for (int k = 0; k < 64; ++k) places.of[k] = static_cast<Ipp8u>(own_pj_izigzag_index[k]);
-  return places;
-}
-
-constexpr NaturalPlaces kNaturalPlaces = naturalPlaces();
-
-inline uint64_t zigzagMask(uint64_t places) {
-  const auto row = [&](int j) { return kZigzagMasks.of[j][places >> 8 * j & 255]; };
-  return row(0) | row(1) | row(2) | row(3) | row(4) | row(5) | row(6) | row(7);
-}
-
-inline bool isJoined(unsigned run, int value) {
-  const int half = kJoinedRuns.half[run];
-  return static_cast<unsigned>(value + half) < static_cast<unsigned>(2 * half);
+// False where the value has no joined code.
+__attribute__((always_inline)) inline bool putJoined(const WideCodes& codes, uint64_t run,
+                                                     int value, CleanBits* bits) {
+  const unsigned place = static_cast<unsigned>(value) + kJoinedRuns.half[run];
+  if (__builtin_expect(place >= kJoinedRuns.count[run], 0)) return false;
+  bits->putJoined(codes.joined[kJoinedRuns.first[run] + place]);
+  return true;
 }
 
 // A value that is too large for the joined codes. False where it has no code.
-inline bool putLarge(const WideCodes& codes, unsigned run, int value, unsigned largestSize,
+inline bool putLarge(const WideCodes& codes, uint64_t run, int value, unsigned largestSize,
                      CleanBits* bits) {
   const auto size = static_cast<unsigned>(category(value));
   if (size > largestSize) return false;
@@ -159,36 +187,40 @@ inline bool putLarge(const WideCodes& codes, unsigned run, int value, unsigned l
   return true;
 }
 
-// The coefficients of a block that are not zero, in zig-zag order.
+// A coefficient without a joined code, and a flush. False where it has no code at all.
+inline bool putRare(const WideCodes& ac, uint64_t run, int value, CleanBits* bits) {
+  for (; run > 15; run -= 16) {
+    bits->flush();
+    bits->put(ac.symbols[0xF0] >> 8, ac.symbols[0xF0] & 255);
+  }
+  if (!putJoined(ac, run, value, bits) && !putLarge(ac, run, value, kLargestAcSize, bits)) {
+    return false;
+  }
+  bits->flush();
+  return true;
+}
+
+// The AC coefficients of a block that are not zero, in zig-zag order.
 class Coefficients {
  public:
   explicit Coefficients(const CodedBlock& block)
-      : block_(block), mask_(block.places >> 1 != 0 ? zigzagMask(block.places) >> 1 : 0) {}
+      : values_(block.values), mask_(block.acPlaces() >> 1) {}
 
   bool isDone() const { return mask_ == 0; }
-  bool wasLastPlace() const { return place_ == kNaturalPlaces.of + 63; }
 
   // Writes the next one. False where it has no code.
   __attribute__((always_inline)) bool put(const WideCodes& ac, CleanBits* bits) {
-    auto run = static_cast<unsigned>(__builtin_ctzll(mask_));
+    const auto run = static_cast<uint64_t>(__builtin_ctzll(mask_));
     mask_ = mask_ >> run >> 1;
     place_ += run + 1;
-    const int value = block_.values[*place_];
-    for (; __builtin_expect(run > 15, 0); run -= 16) {
-      bits->flush();
-      bits->put(ac.symbols[0xF0] >> 8, ac.symbols[0xF0] & 255);
-    }
-    if (__builtin_expect(isJoined(run, value), 1)) {
-      bits->putJoined(ac.joined[kJoinedRuns.centre[run] + value]);
-      return true;
-    }
-    return putLarge(ac, run, value, kLargestAcSize, bits);
+    const int value = values_[kReorders ? place_ : kNaturalPlaces.of[place_]];
+    return putJoined(ac, run, value, bits) || putRare(ac, run, value, bits);
   }
 
  private:
-  const CodedBlock& block_;
+  const Ipp16s* values_;
   uint64_t mask_;
-  const Ipp8u* place_ = kNaturalPlaces.of;  // of the last one
+  uint64_t place_ = 0;  // of the last one
 };
 
 // False, with an unknown number of bits written, where a value has no code. Two symbols of at most
@@ -198,9 +230,7 @@ __attribute__((always_inline)) inline bool codeBlock(const CodedBlock& block, co
                                                      CleanBits* bits) {
   const int difference = block.values[0] - *lastDc;
   *lastDc = block.values[0];
-  if (__builtin_expect(isJoined(0, difference), 1)) {
-    bits->putJoined(dc.joined[kJoinedRuns.centre[0] + difference]);
-  } else if (!putLarge(dc, 0, difference, kLargestDcSize, bits)) {
+  if (!putJoined(dc, 0, difference, bits) && !putLarge(dc, 0, difference, kLargestDcSize, bits)) {
     return false;
   }
   Coefficients left(block);
@@ -210,7 +240,7 @@ __attribute__((always_inline)) inline bool codeBlock(const CodedBlock& block, co
     if (left.isDone()) break;
     if (!left.put(ac, bits)) return false;
   }
-  if (!left.wasLastPlace()) bits->put(ac.symbols[0] >> 8, ac.symbols[0] & 255);
+  if (block.places >> 63 == 0) bits->put(ac.symbols[0] >> 8, ac.symbols[0] & 255);
   bits->flush();
   return true;
 }

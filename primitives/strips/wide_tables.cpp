@@ -33,12 +33,12 @@ void copySymbols(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
 
 // The values of one run, as symbols of DC or AC codes.
 void joinRun(WideCodes* codes, int run) {
-  const int half = kJoinedRuns.half[run];
+  const int half = static_cast<int>(kJoinedRuns.half[run]);
   for (int value = -half; value < half; ++value) {
     const int size = category(value);
     const std::uint32_t code = codes->symbols[run << 4 | size];
     const std::uint32_t bits = (code >> 8) << size | extraBits(value, size);
-    codes->joined[kJoinedRuns.centre[run] + value] =
+    codes->joined[static_cast<int>(kJoinedRuns.first[run]) + half + value] =
         bits << 5 | ((code & 255) + static_cast<unsigned>(size));
   }
 }

@@ -13,24 +13,25 @@ constexpr int kLargestAcSize = 10;  // of 8-bit samples (T.81 table F.2)
 constexpr int kLargestDcSize = 11;  // T.81 table F.1
 
 // Where the codes of AC values stand that have their bits in one look-up: after short runs large
-// values are common, after long ones they are not.
+// values are common, after long ones they are not. Runs that take a code of their own have none.
 struct JoinedRuns {
-  int16_t half[16];    // by run: values from -half to half - 1 are there
-  int16_t centre[16];  // the place of value 0
+  uint32_t half[64];   // by run: values from -half to half - 1 are there
+  uint32_t count[64];  // that many
+  uint32_t first[64];  // the place of value -half
 };
 constexpr JoinedRuns joinedRuns() {
   JoinedRuns runs = {};
-  int next = 0;
+  uint32_t next = 0;
   for (int run = 0; run < 16; ++run) {
-    const int half = run == 0 ? 512 : run == 1 ? 256 : run < 4 ? 128 : 32;
-    runs.half[run] = static_cast<int16_t>(half);
-    runs.centre[run] = static_cast<int16_t>(next + half);
-    next += 2 * half;
+    runs.half[run] = run == 0 ? 512 : run == 1 ? 256 : run < 4 ? 128 : 32;
+    runs.count[run] = 2 * runs.half[run];
+    runs.first[run] = next;
+    next += runs.count[run];
   }
   return runs;
 }
 constexpr JoinedRuns kJoinedRuns = joinedRuns();
-constexpr int kJoinedCodes = kJoinedRuns.centre[15] + kJoinedRuns.half[15];
+constexpr int kJoinedCodes = kJoinedRuns.first[15] + kJoinedRuns.count[15];
 
 // For coding.
 struct WideCodes {

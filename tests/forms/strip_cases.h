@@ -66,6 +66,23 @@ inline HuffmanList decodingTable(Chooser& choose) {
   }
 }
 
+// Codes of 16 bits for all symbols.
+inline HuffmanList longTable() {
+  HuffmanList list = fullTable();
+  list.bits = {};
+  list.bits[14] = 1;
+  list.bits[15] = 255;
+  return list;
+}
+
+inline HuffmanList codingTable(Chooser& choose) {
+  switch (choose.below(3)) {
+    case 0: return fullTable();
+    case 1: return longTable();
+    default: return typicalAcTable();
+  }
+}
+
 template <typename Table>
 void scribble(Chooser& choose, Table& table) {
   for (int i = choose.oneIn(6) ? choose.below(40) : 0; i > 0; --i) {
@@ -109,13 +126,17 @@ inline void fillPlanes(Chooser& choose, PlaneMemory& planes) {
 inline bool sameBits(const Routes& routes, Layout layout, Chooser& choose) {
   const int mcus = 1 + choose.below(20);
   EncodeTable dcTable(typicalDcTable());
-  EncodeTable acTable(choose.oneIn(2) ? typicalAcTable() : fullTable());
+  EncodeTable acTable(codingTable(choose));
   scribble(choose, dcTable);
   scribble(choose, acTable);
   CodingTables tables(dcTable, acTable);
   if (!tables.usable) return true;
+  // Some keep few coefficients, far apart and large.
+  const bool isSparse = choose.oneIn(4);
   for (auto& quant : tables.quant) {
-    for (Ipp16u& entry : quant) entry = multiplier(choose);
+    for (Ipp16u& entry : quant) {
+      entry = isSparse ? Ipp16u(choose.oneIn(20) ? 32768 : 0) : multiplier(choose);
+    }
   }
   PlaneMemory planes(layout, mcus, choose.fence());
   fillPlanes(choose, planes);
