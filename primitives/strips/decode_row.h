@@ -73,7 +73,7 @@ __attribute__((always_inline)) inline bool decodeBlock(const WideTable& dc, cons
   int k = 0;
   do {
     if (!reader->refill()) return false;
-    const WideTable::Entry entry = ac.entries[reader->peek()];
+    const WideTable::Entry& entry = ac.entries[reader->peek()];
     int value = entry.value;
     if (__builtin_expect(entry.bits != 0, 1)) {
       reader->drop(entry.bits);
@@ -120,7 +120,7 @@ __attribute__((always_inline)) inline bool decodeBlockAhead(const WideTable& dc,
       reader->refill();
       inHand = CleanReader::kLookUps;
     }
-    const WideTable::Entry entry = ac.entries[reader->peek()];
+    const WideTable::Entry& entry = ac.entries[reader->peek()];
     int value = entry.value;
     if (__builtin_expect(entry.bits != 0, 1)) {
       reader->drop(entry.bits);
