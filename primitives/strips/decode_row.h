@@ -94,8 +94,7 @@ __attribute__((always_inline)) inline bool decodeBlock(const WideTable& dc, cons
 }
 
 // The same from data read ahead.
-__attribute__((always_inline)) inline bool decodeBlockAhead(const WideTable& dc,
-                                                            const WideTable& ac,
+__attribute__((always_inline)) inline bool decodeBlockAhead(const WideTable& dc, const AcTable& ac,
                                                             CleanReader* reader, Ipp16s* lastDc,
                                                             Ipp16s* block, bool* hasAc) {
   clearBlock(block);
@@ -120,28 +119,32 @@ __attribute__((always_inline)) inline bool decodeBlockAhead(const WideTable& dc,
       reader->refill();
       inHand = CleanReader::kLookUps;
     }
-    const WideTable::Entry& entry = ac.entries[reader->peek()];
-    int value = entry.value;
-    if (__builtin_expect(entry.bits != 0, 1)) {
-      reader->drop(entry.bits);
-      k += entry.skip;
+    const AcTable::Pair& pair = ac.pairs[reader->peek()];
+    if (__builtin_expect(pair.bits != 0, 1)) {
+      const int first = k + pair.toFirst;
+      block[kPlaces.natural[first]] = pair.first;
+      // What is behind the last coefficient is of the next block.
+      if (first >= 63) {
+        reader->drop(pair.firstBits);
+        k = first;
+        break;
+      }
+      reader->drop(pair.bits);
+      k += pair.toSecond;
+      block[kPlaces.natural[k]] = pair.second;
     } else {
-      const int symbol = reader->symbolAt(entry, ac);
+      const int symbol = reader->symbolAt(ac.entries[reader->peek()], ac);
       if (symbol < 0) return false;
       const int size = symbol & 15;
       if (size == 0 && symbol != 0xF0) break;
-      value = reader->value(size);
+      const int value = reader->value(size);
       reader->refill();
       k += (symbol >> 4) + 1;
+      block[kPlaces.natural[k]] = static_cast<Ipp16s>(value);
     }
-    block[kPlaces.natural[k]] = static_cast<Ipp16s>(value);
     if (k >= 63) break;
   }
   *hasAc = k != 0 && k != kEndOfBlock;
-  if (k < kEndBehind + 63 && k >= kEndBehind) {
-    if (reader->count() < 16) reader->refill();
-    reader->drop(ac.endBits);
-  }
   return true;
 }
 

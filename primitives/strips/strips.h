@@ -101,7 +101,7 @@ struct ScanIn {
   Planes planes;
   const Ipp16u* quant[kComponents];  // factors of the inverse transform
   const WideTable* dc[kComponents];
-  const WideTable* ac[kComponents];
+  const AcTable* ac[kComponents];
   Ipp16s* lastDc[kComponents];
   Ipp16s* blocks;  // a strip's coefficients, MCU after MCU; from the row above until decoded anew
   int held;        // those of the first MCUs; behind them memory is unwritten

@@ -180,6 +180,37 @@ void joinEnd(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
   }
 }
 
+// An entry without an end behind it.
+WideTable::Entry aloneOf(WideTable::Entry entry) {
+  if (entry.skip >= kEndBehind) entry.skip = static_cast<std::uint8_t>(entry.skip - kEndBehind);
+  return entry;
+}
+
+// What stands behind `first`, the entry at `bits`, if all of it lies in them; without bits if not.
+WideTable::Entry entryBehind(const WideTable& table, unsigned bits, WideTable::Entry first) {
+  if (first.bits != 0 && first.skip >= kEndBehind) return makeEntry(0, table.endBits, kEndOfBlock);
+  const WideTable::Entry none = makeEntry(0, 0, 0);
+  // Where a record was not made of lists, a code may hang on the bits behind it.
+  if (!table.agrees || first.bits == 0 || first.skip > kLongestSkip) return none;
+  const unsigned rest = bits << first.bits & ((1u << kLookUpBits) - 1);
+  const WideTable::Entry second = table.entries[rest];
+  // Behind the second there may be nothing but the zeros of the shift.
+  return first.bits + second.bits <= kLookUpBits ? aloneOf(second) : none;
+}
+
+void joinPairs(AcTable* table) {
+  for (unsigned bits = 0; bits < 1u << kLookUpBits; ++bits) {
+    const WideTable::Entry entry = table->entries[bits], first = aloneOf(entry);
+    const WideTable::Entry second = entryBehind(*table, bits, entry);
+    AcTable::Pair& pair = table->pairs[bits];
+    pair = {first.value, first.value, first.bits, first.skip, first.skip, first.bits};
+    if (second.bits == 0) continue;
+    pair.second = second.value;
+    pair.bits = static_cast<std::uint8_t>(first.bits + second.bits);
+    pair.toSecond = static_cast<std::uint8_t>(first.skip + second.skip);
+  }
+}
+
 }  // namespace
 
 bool makeDcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes) {
@@ -213,7 +244,7 @@ void makeDcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
   });
 }
 
-void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
+void makeAcTable(const IppiDecodeHuffmanSpec& spec, AcTable* table) {
   if (isMadeFrom(*table, spec)) return;
   makeEntries(spec, table, [](int symbol, int length, unsigned rest, int spare) {
     // A size of 0 ends the block, but for the symbol of 16 zeros.
@@ -221,6 +252,7 @@ void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {
     return valueEntry(symbol, length, rest, spare, goesOn ? (symbol >> 4) + 1 : kEndOfBlock);
   });
   joinEnd(spec, table);
+  joinPairs(table);
 }
 
 void makeBandTable(const IppiDecodeHuffmanSpec& spec, WideTable* table) {

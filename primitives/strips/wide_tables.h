@@ -48,7 +48,7 @@ struct WideCodes {
 bool makeDcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes);
 bool makeAcCodes(const IppiEncodeHuffmanSpec& spec, WideCodes* codes);
 
-constexpr int kLookUpBits = 11;
+constexpr int kLookUpBits = 10;  // more would crowd the nearest cache
 constexpr int kEndOfBlock = 80;  // a skip that leads further than any run
 constexpr int kEndBehind = 144;  // added to a skip: the end of the block follows the coefficient
 constexpr int kMaxSymbol = 255;
@@ -83,8 +83,22 @@ struct WideTable {
   Entry entries[1 << kLookUpBits];
 };
 
+// For decoding AC coefficients ahead, two to a look-up.
+struct AcTable : WideTable {
+  // What the next kLookUpBits bits begin with: two coefficients, or one and the end of the block.
+  // Where they hold no more than one of these it stands for both; where not even that, `bits` is 0.
+  struct Pair {
+    int16_t first, second;
+    uint8_t bits;               // of all that the pair holds
+    uint8_t toFirst, toSecond;  // places to go on by, from where the pair begins
+    uint8_t firstBits;
+  };
+
+  Pair pairs[1 << kLookUpBits];
+};
+
 void makeDcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
-void makeAcTable(const IppiDecodeHuffmanSpec& spec, WideTable* table);
+void makeAcTable(const IppiDecodeHuffmanSpec& spec, AcTable* table);
 
 // For first scans of a band. A skip of kEndOfBlock ends the block and `value` more blocks with it;
 // the symbol of 16 zeros stands without bits.

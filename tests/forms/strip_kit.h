@@ -149,7 +149,8 @@ inline int codeBy(const Routes& routes, const strips::ScanOut& scan, int count, 
 }
 
 struct DecodingTables {
-  strips::WideTable dc[2] = {}, ac[2] = {};
+  strips::WideTable dc[2] = {};
+  strips::AcTable ac[2] = {};
   std::array<Ipp16u, 64> quant[2] = {};
 
   DecodingTables(DecodeTable& dcTable, DecodeTable& acTable) {

@@ -113,7 +113,7 @@ struct DecoderRoom {
   // What the fused routes work with.
   PlaneRoom planes;
   strips::WideTable dcTables[4] = {};
-  strips::WideTable acTables[4] = {};
+  strips::AcTable acTables[4] = {};
   BandRoom bands;
   std::unique_ptr<Ipp8u[]> pixels;  // of a strip, on their way to a place of another kind
   std::int64_t pixelsSize = 0;
