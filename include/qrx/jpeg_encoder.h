@@ -21,7 +21,8 @@
 // Ownership. Pixels and destination stay the caller's and have to live until the writer returns.
 // What the object allocates belongs to it: components, scan script and coefficients until Clean,
 // tables until the destructor. A baseline image takes three strips (rows of MCUs) per component
-// however tall it is, a progressive one the whole image.
+// however tall it is, a progressive one the whole image. Memory of that kind may be kept for the
+// next image.
 //
 // Threads: one object belongs to one thread at a time. Objects share nothing that changes, but for
 // the table of qrxBGRToYCbCr_JPEG_8u_C3P3R, which guards itself.

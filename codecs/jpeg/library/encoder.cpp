@@ -102,11 +102,11 @@ std::int64_t coefficientBytes(const CJPEGEncoder& e) {
 
 int initCoefficients(CJPEGEncoder& e) {
   // Of an image before, where Clean was left out, they may be too few.
-  ippFree(e.coefficients);
-  e.coefficients = nullptr;
+  EncoderRoom::giveBackCoefficients(e);
   const std::int64_t size = coefficientBytes(e);
-  if (size > INT_MAX) return JPEG_OUT_OF_MEMORY;
-  e.coefficients = static_cast<Ipp16s*>(ippMalloc(static_cast<int>(size)));
+  EncoderRoom* const room = EncoderRoom::of(e);
+  if (size > INT_MAX || room == nullptr) return JPEG_OUT_OF_MEMORY;
+  e.coefficients = room->coefficients.take(static_cast<int>(size));
   return e.coefficients != nullptr ? JPEG_NO_ERROR : JPEG_OUT_OF_MEMORY;
 }
 
@@ -147,7 +147,10 @@ int initEncoder(CJPEGEncoder& e, CoefficientStore store) {
   e.strip_rows = e.mcu_height;
   e.strip_stride = e.mcus_across * e.mcu_width;
   QRX_TRY(initComponents(e));
-  if (e.mode != JPEG_MODE_PROGRESSIVE) return initTables(e);
+  if (e.mode != JPEG_MODE_PROGRESSIVE) {
+    EncoderRoom::releaseCoefficients(e);
+    return initTables(e);
+  }
 
   e.SelectScanScripts();
   QRX_TRY(initCoefficients(e));
@@ -220,8 +223,7 @@ int CJPEGEncoder::Clean() {
   }
   delete[] scan_script;
   scan_script = nullptr;
-  ippFree(coefficients);
-  coefficients = nullptr;
+  EncoderRoom::giveBackCoefficients(*this);
 
   source_data = nullptr;
   source_width = source_height = source_channels = source_step = 0;

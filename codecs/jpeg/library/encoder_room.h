@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "codecs/jpeg/library/band_room.h"
+#include "codecs/jpeg/library/coefficient_room.h"
 #include "codecs/jpeg/library/plane_room.h"
 #include "primitives/strips/flat_blocks.h"
 #include "primitives/strips/wide_tables.h"
@@ -31,10 +32,16 @@ struct EncoderRoom {
     return encoder.room_ != nullptr && encoder.room_->wideStep != 0;
   }
 
+  // The image's are the encoder's no more; they are kept where the encoder has room.
+  static void giveBackCoefficients(CJPEGEncoder& encoder);
+  // Frees those that are kept.
+  static void releaseCoefficients(const CJPEGEncoder& encoder);
+
   int pixelBytes = 3;
   std::ptrdiff_t wideStep = 0;  // in the place of source_step; 0 for none
   PlaneRoom planes;
   BandRoom bands;
+  CoefficientRoom coefficients;
   strips::WideCodes dcCodes[2] = {};  // by table number
   strips::WideCodes acCodes[2] = {};
   strips::FlatBlocks flat[2] = {};
