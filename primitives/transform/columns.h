@@ -80,7 +80,7 @@ inline void forwardColumns(typename Lanes::Value* x) {
 
 // Leaves 6 fraction bits.
 template <typename Lanes>
-inline void inverseColumns(typename Lanes::Value* x) {
+__attribute__((always_inline)) inline void inverseColumns(typename Lanes::Value* x) {
   using Value = typename Lanes::Value;
   const auto add = [](Value a, Value b) { return Lanes::add(a, b); };
   const auto sub = [](Value a, Value b) { return Lanes::sub(a, b); };
