@@ -60,9 +60,10 @@ struct Range {
 inline void inverseTransform(Ipp16s (&block)[8][8], Ipp8u* pDst, int dstStep, const Range& range) {
   for (int j = 0; j < 8; ++j) inverseRow(block[j], kRowFactors[j], kRowRounding[j]);
   if (sumsStayIn16Bits(block)) {
-    eachColumn<PlainLanes>(block, inverseColumns<PlainLanes>);
+    eachColumn<PlainLanes>(block, [](PlainLanes::Value* x) { inverseColumns<PlainLanes>(x); });
   } else {
-    eachColumn<SaturatingLanes>(block, inverseColumns<SaturatingLanes>);
+    eachColumn<SaturatingLanes>(
+        block, [](SaturatingLanes::Value* x) { inverseColumns<SaturatingLanes>(x); });
   }
   for (int j = 0; j < 8; ++j) {
     Ipp8u* row = rowAt(pDst, j, dstStep);

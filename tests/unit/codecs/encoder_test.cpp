@@ -438,6 +438,31 @@ TEST(ProgressiveWriter, IsItsOperationsOneAfterAnother) {
   }
 }
 
+// Memory that is kept for the next image holds the one before it.
+TEST(ProgressiveWriter, ShowsNothingOfTheImageBefore) {
+  const struct {
+    Size size;
+    _JPEG_COLOR jpeg;
+    _JPEG_MODE mode;
+  } images[] = {{{300, 130}, JPEG_COLOR_YCBCR, JPEG_MODE_PROGRESSIVE},
+                {{290, 131}, JPEG_COLOR_YCBCR, JPEG_MODE_PROGRESSIVE},  // in the same memory
+                {{200, 130}, JPEG_COLOR_RGB, JPEG_MODE_PROGRESSIVE},    // by the stages
+                {{40, 40}, JPEG_COLOR_YCBCR, JPEG_MODE_PROGRESSIVE},    // in less
+                {{40, 40}, JPEG_COLOR_YCBCR, JPEG_MODE_BASELINE},       // without any
+                {{301, 131}, JPEG_COLOR_YCBCR, JPEG_MODE_PROGRESSIVE}};
+  CJPEGEncoder used;
+  for (const auto& image : images) {
+    EncoderJob job = colourJob(noisePicture(image.size, 5));
+    job.jpeg = image.jpeg;
+    job.mode = image.mode;
+    if (image.jpeg == JPEG_COLOR_RGB) job.source = JPEG_COLOR_RGB;
+    const Coded fresh = encode(job), again = encode(used, job);
+    EXPECT_EQ(fresh.result, 0) << job;
+    EXPECT_EQ(again.result, 0) << job;
+    EXPECT_EQ(again.bytes, fresh.bytes) << job;
+  }
+}
+
 TEST(Encoder, RefusesAScanOfMoreThanFourComponents) {
   Ipp8u buffer[100];
   EncoderJob job = grayJob(flatPicture({8, 8}, 0, 0, 0));
