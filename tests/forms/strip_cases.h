@@ -66,7 +66,7 @@ inline HuffmanList decodingTable(Chooser& choose) {
   }
 }
 
-// Codes of 16 bits for all symbols.
+// Codes of 16 bits for all symbols but one.
 inline HuffmanList longTable() {
   HuffmanList list = fullTable();
   list.bits = {};
