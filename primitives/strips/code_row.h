@@ -11,7 +11,23 @@
 namespace {
 namespace strips {
 
-constexpr int kMaxBlocksPerMcu = 6;
+// How the blocks of an MCU are made up.
+struct McuShape {
+  Layout layout;
+  int components;
+
+  static constexpr int kMostBlocks = 10;  // T.81 B.2.3
+
+  // The first component has blocks all over the layout, and so has a fourth.
+  constexpr int full() const { return layout.across * layout.down; }
+  constexpr int blocks() const {
+    return components == 1 ? full() : components == 3 ? full() + 2 : 2 * full() + 2;
+  }
+  constexpr int blocksOf(int i) const { return i == 0 || i == 3 ? full() : 1; }
+  constexpr int componentOf(int block) const {
+    return block < full() ? 0 : block < full() + 2 ? block - full() + 1 : 3;
+  }
+};
 
 #ifdef __SSSE3__
 constexpr bool kReorders = true;  // before the coder, by shuffles
@@ -146,24 +162,24 @@ inline void codedPair(const ScanOut& scan, int i, const Ipp8u* from, CodedBlock*
 }
 
 // The blocks of MCUs `column` and the next one, in the order of the scan.
-template <int kAcross, int kDown>
-inline void transformMcus(const ScanOut& scan, int column, CodedBlock (*blocks)[kMaxBlocksPerMcu]) {
-  const auto from = [&](int i, int width, int line) {
-    return scan.planes.plane[i] + ptrdiff_t{line} * scan.planes.step[i] + ptrdiff_t{width} * column;
-  };
-  if constexpr (kAcross == 1) {
-    codedPair(scan, 0, from(0, 8, 0), &blocks[0][0], &blocks[1][0]);
-  } else {
+__attribute__((always_inline)) inline void transformMcus(
+    const ScanOut& scan, McuShape shape, int column, CodedBlock (*blocks)[McuShape::kMostBlocks]) {
+  for (int i = 0, b = 0; i < shape.components; b += shape.blocksOf(i), ++i) {
+    const int width = shape.blocksOf(i) == 1 ? 8 : 16;
+    const auto from = [&](int line) {
+      return scan.planes.plane[i] + ptrdiff_t{line} * scan.planes.step[i] +
+             ptrdiff_t{width} * column;
+    };
+    if (width == 8) {
+      codedPair(scan, i, from(0), &blocks[0][b], &blocks[1][b]);
+      continue;
+    }
     for (int mcu = 0; mcu < 2; ++mcu) {
-      for (int v = 0; v < kDown; ++v) {
-        codedPair(scan, 0, from(0, 16, 8 * v) + 16 * mcu, &blocks[mcu][2 * v],
-                  &blocks[mcu][2 * v + 1]);
+      for (int v = 0; v < shape.layout.down; ++v) {
+        CodedBlock* const pair = &blocks[mcu][b + 2 * v];
+        codedPair(scan, i, from(8 * v) + 16 * mcu, pair, pair + 1);
       }
     }
-  }
-  for (int i = 1; i < kComponents; ++i) {
-    constexpr int kLuma = kAcross * kDown;
-    codedPair(scan, i, from(i, 8, 0), &blocks[0][kLuma + i - 1], &blocks[1][kLuma + i - 1]);
   }
 }
 
@@ -249,14 +265,13 @@ __attribute__((always_inline)) inline bool codeBlock(const CodedBlock& block, co
 // before it: of a DC coefficient 16 and 11 bits, of the others 16 and 10.
 constexpr int worstMcu(int blocks) { return 2 * ((27 + 63 * 26) * blocks / 8 + 1 + 8 + 8); }
 
-template <int kAcross, int kDown>
-inline int codeRow(const ScanOut& scan, int column, int count, int stopAt) {
-  constexpr int kLuma = kAcross * kDown, kBlocks = kLuma + 2;
+__attribute__((always_inline)) inline int codeRow(const ScanOut& scan, McuShape shape, int column,
+                                                  int count, int stopAt) {
   const int position = load(scan.position);
   if (position < 0 || position > scan.length) return 0;
-  CodedBlock blocks[2][kMaxBlocksPerMcu];
-  Ipp16s lastDc[kComponents];
-  for (int i = 0; i < kComponents; ++i) lastDc[i] = load(scan.lastDc[i]);
+  CodedBlock blocks[2][McuShape::kMostBlocks];
+  Ipp16s lastDc[kMostComponents];
+  for (int i = 0; i < shape.components; ++i) lastDc[i] = load(scan.lastDc[i]);
   StuffedBytes bytes(scan.bytes, position);
   CleanBits bits(bytes.begin(), *scan.state);
   const auto writeBytes = [&] {
@@ -265,22 +280,22 @@ inline int codeRow(const ScanOut& scan, int column, int count, int stopAt) {
   };
   int done = 0;
   while (done < count) {
-    transformMcus<kAcross, kDown>(scan, column + done, blocks);
+    transformMcus(scan, shape, column + done, blocks);
     const int together = count - done < 2 ? 1 : 2;
     for (int mcu = 0; mcu < together; ++mcu) {
-      const int lastStart = scan.length - worstMcu(kBlocks);
+      const int lastStart = scan.length - worstMcu(shape.blocks());
       if (bytes.isFull(bits.to()) || bytes.highestPosition(bits.to()) > lastStart) writeBytes();
       const CleanBits before = bits;
-      Ipp16s dcBefore[kComponents];
-      for (int i = 0; i < kComponents; ++i) dcBefore[i] = lastDc[i];
+      Ipp16s dcBefore[kMostComponents];
+      for (int i = 0; i < shape.components; ++i) dcBefore[i] = lastDc[i];
       bool coded = bytes.highestPosition(bits.to()) <= lastStart;
-      for (int b = 0; b < kBlocks && coded; ++b) {
-        const int i = b < kLuma ? 0 : b - kLuma + 1;
+      for (int b = 0; b < shape.blocks() && coded; ++b) {
+        const int i = shape.componentOf(b);
         coded = codeBlock(blocks[mcu][b], *scan.dc[i], *scan.ac[i], &lastDc[i], &bits);
       }
       if (__builtin_expect(!coded, 0)) {
         bits = before;
-        for (int i = 0; i < kComponents; ++i) lastDc[i] = dcBefore[i];
+        for (int i = 0; i < shape.components; ++i) lastDc[i] = dcBefore[i];
         count = done;
         break;
       }
@@ -296,14 +311,25 @@ inline int codeRow(const ScanOut& scan, int column, int count, int stopAt) {
   writeBytes();
   store(scan.position, bytes.position());
   bits.close(scan.state);
-  for (int i = 0; i < kComponents; ++i) store(scan.lastDc[i], lastDc[i]);
+  for (int i = 0; i < shape.components; ++i) store(scan.lastDc[i], lastDc[i]);
   return done;
 }
 
+// For the shapes of Y, Cb, Cr, each with loops of its own, and for all others together.
+template <int kAcross, int kDown>
+int codeColourRow(const ScanOut& scan, int column, int count, int stopAt) {
+  return codeRow(scan, {{kAcross, kDown}, kComponents}, column, count, stopAt);
+}
+
+int codeOtherRow(const ScanOut& scan, int column, int count, int stopAt) {
+  return codeRow(scan, {scan.layout, scan.components}, column, count, stopAt);
+}
+
 int code(const ScanOut& scan, int column, int count, int stopAt) {
-  if (scan.layout.across == 1) return codeRow<1, 1>(scan, column, count, stopAt);
-  return scan.layout.down == 1 ? codeRow<2, 1>(scan, column, count, stopAt)
-                               : codeRow<2, 2>(scan, column, count, stopAt);
+  if (scan.components != kComponents) return codeOtherRow(scan, column, count, stopAt);
+  if (scan.layout.across == 1) return codeColourRow<1, 1>(scan, column, count, stopAt);
+  return scan.layout.down == 1 ? codeColourRow<2, 1>(scan, column, count, stopAt)
+                               : codeColourRow<2, 2>(scan, column, count, stopAt);
 }
 
 }  // namespace strips

@@ -174,19 +174,20 @@ inline bool decodeLastBlock(const WideTable& dc, const WideTable& ac, RowReader*
 }
 
 // The predictions of a scan while the reader is in force.
+template <int kCount>
 struct Predictions {
-  Ipp16s of[kComponents];
+  Ipp16s of[kCount];
 
   void load(const ScanIn& scan) {
-    for (int i = 0; i < kComponents; ++i) of[i] = ::load(scan.lastDc[i]);
+    for (int i = 0; i < kCount; ++i) of[i] = ::load(scan.lastDc[i]);
   }
   void store(const ScanIn& scan) const {
-    for (int i = 0; i < kComponents; ++i) ::store(scan.lastDc[i], of[i]);
+    for (int i = 0; i < kCount; ++i) ::store(scan.lastDc[i], of[i]);
   }
 };
 
 // One call of the route.
-template <int kAcross, int kDown>
+template <typename Place>
 class RowDecoder {
  public:
   RowDecoder(const ScanIn& scan, int column, int count)
@@ -207,11 +208,11 @@ class RowDecoder {
       if (!(isAhead_ && decodeMcuAhead()) && !decodeMcu()) break;
       // Samples of two MCUs at once.
       if ((done_ & 1) != 0) {
-        transformTwoMcus<kAcross, kDown>(scan_, column_ + done_ - 1, withAc_);
+        transformTwoMcus<Place>(scan_, column_ + done_ - 1, withAc_);
       }
     }
     if ((done_ & 1) != 0) {
-      transformMcu<kAcross, kDown>(scan_, column_ + done_ - 1, withAc_[0]);
+      transformMcu<Place>(scan_, column_ + done_ - 1, withAc_[0]);
     }
     if (isAhead_) {
       clean_.keep(ahead_);
@@ -223,8 +224,6 @@ class RowDecoder {
   }
 
  private:
-  using Place = McuPlace<kAcross, kDown>;
-
   Ipp16s* block(int b) const {
     return scan_.blocks + ptrdiff_t{64} * (Place::kBlocks * (column_ + done_) + b);
   }
@@ -236,7 +235,7 @@ class RowDecoder {
     BlocksWithAc* const current = &withAc_[done_ & 1];
     for (;;) {
       CleanReader reader = ahead_;  // in registers
-      Predictions last = last_;
+      Predictions<Place::kComponents> last = last_;
       bool isThere = true;
       for (int b = 0; b < Place::kBlocks && isThere; ++b) {
         const int i = Place::componentOf(b);
@@ -260,7 +259,7 @@ class RowDecoder {
   // Where the data ends without a marker, and the tables say there what the primitives find.
   __attribute__((noinline, cold)) bool isAtEnd(CleanReader reader) const {
     bool agree = true;
-    for (int i = 0; i < kComponents; ++i)
+    for (int i = 0; i < Place::kComponents; ++i)
       agree = agree && scan_.dc[i]->agrees && scan_.ac[i]->agrees;
     return agree && clean_.holdsToTheEnd(reader);
   }
@@ -277,7 +276,7 @@ class RowDecoder {
   // The whole MCU. False, with nothing done, where the reader stops in it.
   bool decodeBlocks() {
     RowReader reader = reader_;  // in registers
-    Predictions last = last_;
+    Predictions<Place::kComponents> last = last_;
     Ipp16s* const first = block(0);
     BlocksWithAc* const current = &withAc_[done_ & 1];
     for (int b = 0; b < Place::kBlocks; ++b) {
@@ -328,7 +327,7 @@ class RowDecoder {
   const ScanIn& scan_;
   int column_, count_;
   RowReader reader_;
-  Predictions last_;
+  Predictions<Place::kComponents> last_;
   bool reads_ = false;    // the reader is in force, else the records
   bool isAhead_ = false;  // the clean bytes are, else the reader
   int done_ = 0;
@@ -337,15 +336,14 @@ class RowDecoder {
   CleanBytes clean_;
 };
 
-template <int kAcross, int kDown>
-inline int decodeRow(const ScanIn& scan, int column, int count) {
-  return RowDecoder<kAcross, kDown>(scan, column, count).decode();
+template <typename Place>
+__attribute__((noinline)) int decodeRow(const ScanIn& scan, int column, int count) {
+  return RowDecoder<Place>(scan, column, count).decode();
 }
 
 int decode(const ScanIn& scan, int column, int count) {
-  if (scan.layout.across == 1) return decodeRow<1, 1>(scan, column, count);
-  return scan.layout.down == 1 ? decodeRow<2, 1>(scan, column, count)
-                               : decodeRow<2, 2>(scan, column, count);
+  return forPlaceOf(scan,
+                    [&]<typename Place>(Place) { return decodeRow<Place>(scan, column, count); });
 }
 
 void settle(const ScanIn& scan) {

@@ -19,6 +19,8 @@ namespace qrx::strips {
 
 // Y, Cb, Cr, as everywhere below.
 constexpr int kComponents = 3;
+// Other colours have one to four. The routes code one, three or four, and decode one or three.
+constexpr int kMostComponents = 4;
 
 // Luma blocks of an MCU: 1x1, 2x1 or 2x2. Chroma has one block of each component.
 struct Layout {
@@ -36,8 +38,8 @@ struct PixelFormat {
 // them, and has kGuard bytes in front of it and behind it that belong to it too.
 constexpr int kGuard = 64;
 struct Planes {
-  Ipp8u* plane[kComponents];  // the first sample
-  int step[kComponents];      // bytes from line to line
+  Ipp8u* plane[kMostComponents];  // the first sample
+  int step[kMostComponents];      // bytes from line to line
 };
 
 // --- Out
@@ -56,13 +58,15 @@ constexpr int kLargestMultiplier = 32768;
 // What one scan codes with, and where to.
 struct ScanOut {
   Layout layout;
+  int components;  // 1, whose layout is 1x1; 3; 4, the last of which has as many blocks as the
+                   // first
   Planes planes;
-  const Ipp16u* quant[kComponents];  // of the forward transform, up to kLargestMultiplier
+  const Ipp16u* quant[kMostComponents];  // of the forward transform, up to kLargestMultiplier
   // Made with these, and complete; null where there are none.
-  const FlatBlocks* flat[kComponents];
-  const WideCodes* dc[kComponents];
-  const WideCodes* ac[kComponents];
-  Ipp16s* lastDc[kComponents];
+  const FlatBlocks* flat[kMostComponents];
+  const WideCodes* dc[kMostComponents];
+  const WideCodes* ac[kMostComponents];
+  Ipp16s* lastDc[kMostComponents];
   Ipp8u* bytes;
   int length;
   int* position;
@@ -98,6 +102,7 @@ struct ReadAhead {
 // What one scan is decoded with, and from where.
 struct ScanIn {
   Layout layout;
+  int components;  // 3, or 1, whose layout is 1x1
   Planes planes;
   const Ipp16u* quant[kComponents];  // factors of the inverse transform
   const WideTable* dc[kComponents];
@@ -138,7 +143,8 @@ struct Routes {
   // Transforms, quantises and codes `count` MCUs from `column` on, none after the first behind
   // which the position is above `stopAt`. Returns how many were coded; fewer than that where the
   // next one has to go through the primitives, because its worst case does not fit or it holds a
-  // value without a code.
+  // value without a code. Reads MCUs in twos: with an odd count, samples of the one behind them
+  // too.
   int (*code)(const ScanOut& scan, int column, int count, int stopAt);
 
   // Decodes `count` MCUs from `column` on into blocks and planes. Returns how many; fewer where the

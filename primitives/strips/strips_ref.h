@@ -56,15 +56,16 @@ void toPlanes(const PixelsIn& in, Layout layout, int mcus, const Planes& planes)
 
 // visit(component, block of the MCU, column and line of its samples) until one gives false.
 template <typename Visit>
-inline bool eachBlock(Layout layout, int column, Visit visit) {
+inline bool eachBlock(Layout layout, int components, int column, Visit visit) {
   int b = 0;
-  for (int v = 0; v < layout.down; ++v) {
-    for (int h = 0; h < layout.across; ++h, ++b) {
-      if (!visit(0, b, 8 * (layout.across * column + h), 8 * v)) return false;
+  for (int i = 0; i < components; ++i) {
+    const bool isReduced = i == 1 || i == 2;
+    const Layout blocks = isReduced ? Layout{1, 1} : layout;
+    for (int v = 0; v < blocks.down; ++v) {
+      for (int h = 0; h < blocks.across; ++h, ++b) {
+        if (!visit(i, b, 8 * (blocks.across * column + h), 8 * v)) return false;
+      }
     }
-  }
-  for (int i = 1; i < kComponents; ++i, ++b) {
-    if (!visit(i, b, 8 * column, 0)) return false;
   }
   return true;
 }
@@ -73,20 +74,21 @@ int code(const ScanOut& scan, int column, int count, int stopAt) {
   for (int done = 0; done < count; ++done) {
     const int positionBefore = load(scan.position);
     const IppiEncodeHuffmanState stateBefore = *scan.state;
-    Ipp16s dcBefore[kComponents];
-    for (int i = 0; i < kComponents; ++i) dcBefore[i] = load(scan.lastDc[i]);
-    const bool coded = eachBlock(scan.layout, column + done, [&](int i, int, int x, int line) {
+    Ipp16s dcBefore[kMostComponents];
+    for (int i = 0; i < scan.components; ++i) dcBefore[i] = load(scan.lastDc[i]);
+    const auto codeBlock = [&](int i, int, int x, int line) {
       Ipp16s values[64];
       FORM(ippiDCTQuantFwd8x8LS_JPEG_8u16s_C1R)
       (lineOf(scan.planes, i, line) + x, scan.planes.step[i], values, scan.quant[i]);
       return FORM(ippiEncodeHuffman8x8_JPEG_16s1u_C1)(
                  values, scan.bytes, scan.length, scan.position, scan.lastDc[i],
                  &scan.dc[i]->source, &scan.ac[i]->source, scan.state, 0) >= 0;
-    });
+    };
+    const bool coded = eachBlock(scan.layout, scan.components, column + done, codeBlock);
     if (!coded) {
       store(scan.position, positionBefore);
       *scan.state = stateBefore;
-      for (int i = 0; i < kComponents; ++i) store(scan.lastDc[i], dcBefore[i]);
+      for (int i = 0; i < scan.components; ++i) store(scan.lastDc[i], dcBefore[i]);
       return done;
     }
     if (load(scan.position) > stopAt) return done + 1;
@@ -96,20 +98,23 @@ int code(const ScanOut& scan, int column, int count, int stopAt) {
 
 // --- In
 
-inline int blocksOf(Layout layout) { return layout.across * layout.down + 2; }
+// Of an MCU.
+inline int blocksOf(const ScanIn& scan) {
+  return scan.layout.across * scan.layout.down + scan.components - 1;
+}
 
 // Blocks of an MCU that holds none yet.
 inline void clearUnheld(const ScanIn& scan, int mcu) {
   if (mcu < scan.held) return;
-  const int values = 64 * blocksOf(scan.layout);
+  const int values = 64 * blocksOf(scan);
   Ipp16s* const blocks = scan.blocks + ptrdiff_t{values} * mcu;
   for (int i = 0; i < values; ++i) blocks[i] = 0;
 }
 
 void transform(const ScanIn& scan, int column, int count) {
   for (int mcu = column; mcu < column + count; ++mcu) {
-    const Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * blocksOf(scan.layout) * mcu;
-    eachBlock(scan.layout, mcu, [&](int i, int b, int x, int line) {
+    const Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * blocksOf(scan) * mcu;
+    eachBlock(scan.layout, scan.components, mcu, [&](int i, int b, int x, int line) {
       return FORM(ippiDCTQuantInv8x8LS_JPEG_16s8u_C1R)(blocks + 64 * b,
                                                        lineOf(scan.planes, i, line) + x,
                                                        scan.planes.step[i], scan.quant[i]) >= 0;
@@ -121,12 +126,13 @@ int decode(const ScanIn& scan, int column, int count) {
   int done = 0;
   for (; done < count; ++done) {
     clearUnheld(scan, column + done);
-    Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * blocksOf(scan.layout) * (column + done);
-    const bool decoded = eachBlock(scan.layout, column + done, [&](int i, int b, int, int) {
-      return FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(
-                 scan.bytes, scan.length, scan.position, blocks + 64 * b, scan.lastDc[i],
-                 scan.marker, &scan.dc[i]->source, &scan.ac[i]->source, scan.state) >= 0;
-    });
+    Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * blocksOf(scan) * (column + done);
+    const bool decoded =
+        eachBlock(scan.layout, scan.components, column + done, [&](int i, int b, int, int) {
+          return FORM(ippiDecodeHuffman8x8_JPEG_1u16s_C1)(
+                     scan.bytes, scan.length, scan.position, blocks + 64 * b, scan.lastDc[i],
+                     scan.marker, &scan.dc[i]->source, &scan.ac[i]->source, scan.state) >= 0;
+        });
     if (!decoded) break;
   }
   transform(scan, column, done);

@@ -82,8 +82,9 @@ inline void transformTwo(const Ipp16s* left, const Ipp16s* right, const Ipp16u* 
 #endif
 
 // Two blocks side by side.
-inline void transformPair(const Ipp16s* left, const Ipp16s* right, bool leftHasAc, bool rightHasAc,
-                          const Ipp16u* quant, Ipp8u* to, int step) {
+__attribute__((always_inline)) inline void transformPair(const Ipp16s* left, const Ipp16s* right,
+                                                         bool leftHasAc, bool rightHasAc,
+                                                         const Ipp16u* quant, Ipp8u* to, int step) {
 #ifdef __AVX2__
   if (leftHasAc || rightHasAc) {
     using namespace simd;
@@ -101,10 +102,12 @@ struct BlocksWithAc {
   bool of[6];
 };
 
-template <int kAcross, int kDown>
+// MCUs of Y, Cb, Cr, or with one component, of gray.
+template <int kBlocksAcross, int kBlocksDown, int kCount = qrx::strips::kComponents>
 struct McuPlace {
+  static constexpr int kAcross = kBlocksAcross, kDown = kBlocksDown, kComponents = kCount;
   static constexpr int kLuma = kAcross * kDown;
-  static constexpr int kBlocks = kLuma + 2;
+  static constexpr int kBlocks = kLuma + kComponents - 1;
 
   // Of the MCU's block `b`.
   static constexpr int componentOf(int b) { return b < kLuma ? 0 : b - kLuma + 1; }
@@ -116,39 +119,36 @@ struct McuPlace {
   }
 };
 
-// The luma of an MCU whose MCUs are two blocks wide.
-template <int kAcross, int kDown>
+// The luma of an MCU that is two blocks wide.
+template <typename Place>
 inline void transformWideLuma(const ScanIn& scan, int column, const Ipp16s* blocks,
                               const BlocksWithAc& withAc) {
-  for (int v = 0; v < kDown; ++v) {
+  for (int v = 0; v < Place::kDown; ++v) {
     transformPair(blocks + 128 * v, blocks + 128 * v + 64, withAc.of[2 * v], withAc.of[2 * v + 1],
-                  scan.quant[0], McuPlace<kAcross, kDown>::samples(scan, 0, column, 8 * v),
-                  scan.planes.step[0]);
+                  scan.quant[0], Place::samples(scan, 0, column, 8 * v), scan.planes.step[0]);
   }
 }
 
-template <int kAcross, int kDown>
+template <typename Place>
 inline void transformMcu(const ScanIn& scan, int column, const BlocksWithAc& withAc) {
-  using Place = McuPlace<kAcross, kDown>;
   const Ipp16s* blocks = scan.blocks + ptrdiff_t{64} * Place::kBlocks * column;
-  if constexpr (kAcross == 2) transformWideLuma<kAcross, kDown>(scan, column, blocks, withAc);
-  for (int i = kAcross == 2 ? 1 : 0; i < kComponents; ++i) {
+  if constexpr (Place::kAcross == 2) transformWideLuma<Place>(scan, column, blocks, withAc);
+  for (int i = Place::kAcross == 2 ? 1 : 0; i < Place::kComponents; ++i) {
     const int b = i == 0 ? 0 : Place::kLuma + i - 1;
     transformBlock(blocks + 64 * b, withAc.of[b], scan.quant[i], Place::samples(scan, i, column, 0),
                    scan.planes.step[i]);
   }
 }
 
-template <int kAcross, int kDown>
+template <typename Place>
 inline void transformTwoMcus(const ScanIn& scan, int column, const BlocksWithAc (&withAc)[2]) {
-  using Place = McuPlace<kAcross, kDown>;
   const Ipp16s* left = scan.blocks + ptrdiff_t{64} * Place::kBlocks * column;
   const Ipp16s* right = left + 64 * Place::kBlocks;
-  if constexpr (kAcross == 2) {
-    transformWideLuma<kAcross, kDown>(scan, column, left, withAc[0]);
-    transformWideLuma<kAcross, kDown>(scan, column + 1, right, withAc[1]);
+  if constexpr (Place::kAcross == 2) {
+    transformWideLuma<Place>(scan, column, left, withAc[0]);
+    transformWideLuma<Place>(scan, column + 1, right, withAc[1]);
   }
-  for (int i = kAcross == 2 ? 1 : 0; i < kComponents; ++i) {
+  for (int i = Place::kAcross == 2 ? 1 : 0; i < Place::kComponents; ++i) {
     const int b = i == 0 ? 0 : Place::kLuma + i - 1;
     transformPair(left + 64 * b, right + 64 * b, withAc[0].of[b], withAc[1].of[b], scan.quant[i],
                   Place::samples(scan, i, column, 0), scan.planes.step[i]);
@@ -162,9 +162,8 @@ inline bool hasAc(const Ipp16s* block) {
   return !isZero(all);
 }
 
-template <int kAcross, int kDown>
+template <typename Place>
 inline void transformRow(const ScanIn& scan, int column, int count) {
-  using Place = McuPlace<kAcross, kDown>;
   const auto withAcOf = [&](int mcu) {
     const Ipp16s* block = scan.blocks + ptrdiff_t{64} * Place::kBlocks * mcu;
     BlocksWithAc withAc = {};
@@ -174,15 +173,21 @@ inline void transformRow(const ScanIn& scan, int column, int count) {
   int done = 0;
   for (; done + 1 < count; done += 2) {
     const BlocksWithAc withAc[2] = {withAcOf(column + done), withAcOf(column + done + 1)};
-    transformTwoMcus<kAcross, kDown>(scan, column + done, withAc);
+    transformTwoMcus<Place>(scan, column + done, withAc);
   }
-  if (done < count) transformMcu<kAcross, kDown>(scan, column + done, withAcOf(column + done));
+  if (done < count) transformMcu<Place>(scan, column + done, withAcOf(column + done));
+}
+
+// What `Route` does for MCUs that are made up as the scan says.
+template <typename Route>
+inline auto forPlaceOf(const ScanIn& scan, Route route) {
+  if (scan.components == 1) return route(McuPlace<1, 1, 1>());
+  if (scan.layout.across == 1) return route(McuPlace<1, 1>());
+  return scan.layout.down == 1 ? route(McuPlace<2, 1>()) : route(McuPlace<2, 2>());
 }
 
 void transform(const ScanIn& scan, int column, int count) {
-  if (scan.layout.across == 1) return transformRow<1, 1>(scan, column, count);
-  return scan.layout.down == 1 ? transformRow<2, 1>(scan, column, count)
-                               : transformRow<2, 2>(scan, column, count);
+  forPlaceOf(scan, [&]<typename Place>(Place) { transformRow<Place>(scan, column, count); });
 }
 
 }  // namespace strips

@@ -125,6 +125,8 @@ inline void fillPlanes(Chooser& choose, PlaneMemory& planes) {
 
 inline bool sameBits(const Routes& routes, Layout layout, Chooser& choose) {
   const int mcus = 1 + choose.below(20);
+  const int components = choose.oneIn(2) ? kComponents : choose.oneIn(2) ? kMostComponents : 1;
+  if (components == 1) layout = {1, 1};
   EncodeTable dcTable(typicalDcTable());
   EncodeTable acTable(codingTable(choose));
   scribble(choose, dcTable);
@@ -138,7 +140,7 @@ inline bool sameBits(const Routes& routes, Layout layout, Chooser& choose) {
       entry = isSparse ? Ipp16u(choose.oneIn(20) ? 32768 : 0) : multiplier(choose);
     }
   }
-  PlaneMemory planes(layout, mcus, choose.fence());
+  PlaneMemory planes(layout, mcus, choose.fence(), components);
   fillPlanes(choose, planes);
 
   const auto room = size_t(choose.oneIn(4) ? 1 + choose.below(3000) : 60000);
@@ -148,28 +150,29 @@ inline bool sameBits(const Routes& routes, Layout layout, Chooser& choose) {
   const int stopAt = choose.oneIn(2) ? INT_MAX : choose.below(int(room) + 50);
   const int pending = choose.below(8);
   const Bytes start(room, Ipp8u(choose.below(256)));
-  const std::array<Ipp16s, 3> dc = {Ipp16s(lastDc), Ipp16s(-lastDc), 3};
+  const std::array<Ipp16s, kMostComponents> dc = {Ipp16s(lastDc), Ipp16s(-lastDc), 3, -3};
   const unsigned bits = choose.oneIn(2) ? 0xFFFFFF : unsigned(choose.below(1 << 24));
   CodingRun ours(start, position, dc), wanted(start, position, dc);
   for (CodingRun* run : {&ours, &wanted}) {
     run->state.get()->bitCount = pending;
     run->state.get()->bitAcc = bits << (24 - pending) & 0xFFFFFF;
   }
-  const int coded = codeBy(routes, tables.scan(layout, planes.planes, ours), mcus, stopAt);
-  return coded ==
-             codeBy(ref_strip_routes, tables.scan(layout, planes.planes, wanted), mcus, stopAt) &&
-         ours == wanted;
+  const auto codedBy = [&](const Routes& some, CodingRun& run) {
+    return codeBy(some, tables.scan(layout, components, planes.planes, run), mcus, stopAt);
+  };
+  return codedBy(routes, ours) == codedBy(ref_strip_routes, wanted) && ours == wanted;
 }
 
 // A scan of a strip as the coder makes it, for decoding.
-inline Bytes scanOf(Chooser& choose, Layout layout, int mcus, const HuffmanList& ac) {
+inline Bytes scanOf(Chooser& choose, Layout layout, int components, int mcus,
+                    const HuffmanList& ac) {
   EncodeTable dcTable(typicalDcTable()), acTable(ac);
   CodingTables tables(dcTable, acTable);
   for (auto& quant : tables.quant) quant.fill(multiplier(choose));
-  PlaneMemory planes(layout, mcus, Fence::kAfter);
+  PlaneMemory planes(layout, mcus, Fence::kAfter, components);
   fillPlanes(choose, planes);
   CodingRun run(Bytes(200000), 0, {});
-  codeBy(ref_strip_routes, tables.scan(layout, planes.planes, run), mcus, INT_MAX);
+  codeBy(ref_strip_routes, tables.scan(layout, components, planes.planes, run), mcus, INT_MAX);
   Bytes data(run.bytes.bytes.begin(), run.bytes.bytes.begin() + run.position);
   data.push_back(Ipp8u(run.state.get()->bitAcc >> 16 | 0x7F >> run.state.get()->bitCount));
   return data;
@@ -196,9 +199,11 @@ inline void damage(Chooser& choose, Bytes& data) {
 
 inline bool sameSamples(const Routes& routes, Layout layout, Chooser& choose) {
   const int mcus = 1 + choose.below(20);
+  const int components = choose.oneIn(4) ? 1 : kComponents;
+  if (components == 1) layout = {1, 1};
   const HuffmanList ac = decodingTable(choose);
   const bool isCoded = ac.values == typicalAcTable().values || ac.values == fullTable().values;
-  Bytes data = isCoded && !choose.oneIn(4) ? scanOf(choose, layout, mcus, ac)
+  Bytes data = isCoded && !choose.oneIn(4) ? scanOf(choose, layout, components, mcus, ac)
                                            : choose.bytes(size_t(choose.below(4000)));
   for (int i = choose.below(3); i > 0; --i) damage(choose, data);
   FencedBytes fenced(data.size(), choose.fence());
@@ -215,7 +220,7 @@ inline bool sameSamples(const Routes& routes, Layout layout, Chooser& choose) {
     }
   }
   const Fence fence = choose.fence();
-  DecodingRun ours(layout, mcus, fence), wanted(layout, mcus, fence);
+  DecodingRun ours(layout, components, mcus, fence), wanted(layout, components, mcus, fence);
   const int length = int(data.size());
   const int position = choose.oneIn(8) ? choose.below(length + 3) - 1 : 0;
   const int marker = choose.oneIn(16) ? choose.below(256) : 0;

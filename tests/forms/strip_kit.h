@@ -18,22 +18,26 @@ namespace qrx::test {
 
 using strips::kComponents;
 using strips::kGuard;
+using strips::kMostComponents;
 using strips::Layout;
 using strips::Routes;
 
 inline constexpr Layout kLayouts[] = {{1, 1}, {2, 1}, {2, 2}};
 
-inline int blocksOf(Layout layout) { return layout.across * layout.down + 2; }
+inline int blocksOf(Layout layout, int components = kComponents) {
+  return layout.across * layout.down + components - 1;
+}
 
 // Planes of `mcus` MCUs with their guards, between fences.
 struct PlaneMemory {
   std::vector<std::unique_ptr<FencedBytes>> memory;
   strips::Planes planes = {};
 
-  PlaneMemory(Layout layout, int mcus, Fence fence) {
-    for (int i = 0; i < kComponents; ++i) {
-      const int lines = i == 0 ? 8 * layout.down : 8;
-      const int width = 8 * (i == 0 ? layout.across : 1) * (mcus + mcus % 2) + 2 * kGuard;
+  PlaneMemory(Layout layout, int mcus, Fence fence, int components = kComponents) {
+    for (int i = 0; i < components; ++i) {
+      const bool isReduced = i == 1 || i == 2;
+      const int lines = isReduced ? 8 : 8 * layout.down;
+      const int width = 8 * (isReduced ? 1 : layout.across) * (mcus + mcus % 2) + 2 * kGuard;
       memory.push_back(std::make_unique<FencedBytes>(size_t(width * lines), fence));
       planes.step[i] = width;
       planes.plane[i] = memory.back()->bytes.data() + kGuard;
@@ -89,10 +93,10 @@ int runToEnd(int count, Route route, Reference reference) {
 struct CodingRun {
   FencedBytes bytes;
   int position;
-  std::array<Ipp16s, 3> lastDc;
+  std::array<Ipp16s, kMostComponents> lastDc;
   EncodeState state = {};
 
-  CodingRun(const Bytes& start, int startPosition, std::array<Ipp16s, 3> dc)
+  CodingRun(const Bytes& start, int startPosition, std::array<Ipp16s, kMostComponents> dc)
       : bytes(start.size(), Fence::kAfter), position(startPosition), lastDc(dc) {
     std::copy(start.begin(), start.end(), bytes.bytes.begin());
   }
@@ -113,11 +117,13 @@ struct CodingTables {
       usable = makeDcCodes(*dcTable.get(), &dc[i]) && makeAcCodes(*acTable.get(), &ac[i]);
     }
   }
-  strips::ScanOut scan(Layout layout, const strips::Planes& planes, CodingRun& run) const {
+  strips::ScanOut scan(Layout layout, int components, const strips::Planes& planes,
+                       CodingRun& run) const {
     strips::ScanOut scan = {};
     scan.layout = layout;
+    scan.components = components;
     scan.planes = planes;
-    for (int i = 0; i < kComponents; ++i) {
+    for (int i = 0; i < components; ++i) {
       scan.quant[i] = quant[i != 0].data();
       strips::FlatBlocks& flatBlocks = flat[i != 0];
       scan.flat[i] = makeFlatBlocks(scan.quant[i], &flatBlocks) ? &flatBlocks : nullptr;
@@ -169,8 +175,9 @@ struct DecodingRun {
   std::array<Ipp16s, 3> lastDc = {};
   DecodeState state = {};
 
-  DecodingRun(Layout layout, int mcus, Fence fence)
-      : planes(layout, mcus, fence), blocks(size_t(64 * blocksOf(layout) * mcus), 77) {
+  DecodingRun(Layout layout, int components, int mcus, Fence fence)
+      : planes(layout, mcus, fence, components),
+        blocks(size_t(64 * blocksOf(layout, components) * mcus), 77) {
     planes.fill([] { return 99; });
   }
   bool operator==(const DecodingRun& other) const {
@@ -196,8 +203,9 @@ struct DecodingRun {
   strips::ScanIn scan(Layout layout, const DecodingTables& tables, std::span<const Ipp8u> data) {
     strips::ScanIn scan = {};
     scan.layout = layout;
+    scan.components = int(planes.memory.size());
     scan.planes = planes.planes;
-    for (int i = 0; i < kComponents; ++i) {
+    for (int i = 0; i < scan.components; ++i) {
       scan.quant[i] = tables.quant[i != 0].data();
       scan.dc[i] = &tables.dc[i != 0];
       scan.ac[i] = &tables.ac[i != 0];

@@ -28,6 +28,11 @@ bool hasRoutePixels(const CJPEGEncoder& e, int pixelBytes) {
   return e.source_data != nullptr && e.source_width > 0 && step >= line && hasOwnGrid(e);
 }
 
+bool hasRouteComponents(const CJPEGEncoder& e) {
+  const int count = e.component_count;
+  return count == 1 || count == strips::kComponents || count == strips::kMostComponents;
+}
+
 bool hasRouteStream(const CJPEGEncoder& e) {
   return e.stream.data != nullptr && e.stream.capacity > 0 && e.huffman_state.state != nullptr;
 }
@@ -40,8 +45,8 @@ strips::PixelsIn routePixels(const CJPEGEncoder& e, int pixelBytes) {
   return pixels;
 }
 
-bool takeMultipliers(const CJPEGEncoder& e, const Ipp16u* (&quant)[strips::kComponents]) {
-  for (int i = 0; i < strips::kComponents; ++i) {
+bool takeMultipliers(const CJPEGEncoder& e, const Ipp16u** quant) {
+  for (int i = 0; i < e.component_count; ++i) {
     quant[i] = e.quant_tables[e.components[i]->q_selector].fwd_table;
     const bool fits = std::all_of(quant[i], quant[i] + 64,
                                   [](Ipp16u m) { return m <= strips::kLargestMultiplier; });

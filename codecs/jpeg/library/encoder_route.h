@@ -12,14 +12,18 @@ namespace qrx::jpeg {
 // initialised.
 bool hasRoutePixels(const CJPEGEncoder& encoder, int pixelBytes);
 
+// As many components as the routes code, for baseline.
+bool hasRouteComponents(const CJPEGEncoder& encoder);
+
 // A buffer to write to, and a state of its bits.
 bool hasRouteStream(const CJPEGEncoder& encoder);
 
 // The source's pixels but for the lines.
 strips::PixelsIn routePixels(const CJPEGEncoder& encoder, int pixelBytes);
 
-// By component. False where the routes do not multiply by such a table: none that a quality gives.
-bool takeMultipliers(const CJPEGEncoder& encoder, const Ipp16u* (&quant)[strips::kComponents]);
+// One table to each component. False where the routes do not multiply by such a table: none that a
+// quality gives.
+bool takeMultipliers(const CJPEGEncoder& encoder, const Ipp16u** quant);
 
 }  // namespace qrx::jpeg
 

@@ -17,20 +17,34 @@ namespace {
 // Those of the slot in force.
 const strips::Routes& routes() { return *strips::kRoutes[ippJumpIndexForMergedLibs]; }
 
+strips::Layout layoutOf(const CJPEGEncoder& e) {
+  return {e.components[0]->hsampling, e.components[0]->vsampling};
+}
+
 }  // namespace
 
 StripCoder::StripCoder(CJPEGEncoder& encoder) : encoder_(encoder), walk_(walkOf(encoder)) {}
 
-// Settles what a strip needs. False where the routes do not take the image.
-bool StripCoder::takeRoute() {
+// Settles what a strip is filled from.
+bool StripCoder::takeFillRoute() {
   CJPEGEncoder& e = encoder_;
-  const bool hasTableAlone = e.source_color == JPEG_COLOR_BGR && useColourTable();
-  if (hasTableAlone || !hasRouteStream(e)) return false;
+  const bool hasTable = useColourTable();
+  if (e.source_color == JPEG_COLOR_BGR && hasTable) return false;  // which the routes do not use
   if (!hasRoutePixels(e, EncoderRoom::sourcePixelBytes(e))) return false;
   EncoderRoom* const room = EncoderRoom::of(e);
-  scan_.layout = {e.components[0]->hsampling, e.components[0]->vsampling};
-  if (room == nullptr || !room->planes.fit(scan_.layout, e.mcus_across)) return false;
+  if (room == nullptr || !room->planes.fit(layoutOf(e), e.mcus_across)) return false;
+  pixels_ = routePixels(e, room->pixelBytes);
+  return true;
+}
+
+// Settles what a strip is coded with, and where to.
+bool StripCoder::takeCodeRoute() {
+  CJPEGEncoder& e = encoder_;
+  EncoderRoom* const room = EncoderRoom::of(e);
+  if (room == nullptr || !hasRouteComponents(e) || !hasRouteStream(e)) return false;
   if (!takeMultipliers(e, scan_.quant)) return false;
+  scan_.layout = layoutOf(e);
+  scan_.components = e.component_count;
   for (int i = 0; i < 2; ++i) {
     const IppiEncodeHuffmanSpec *dc = e.dc_tables[i].spec, *ac = e.ac_tables[i].spec;
     if (dc == nullptr || !makeDcCodes(*dc, &room->dcCodes[i])) return false;
@@ -40,8 +54,7 @@ bool StripCoder::takeRoute() {
   for (int i = 0; i < 2; ++i) {
     hasFlat[i] = makeFlatBlocks(e.quant_tables[i].fwd_table, &room->flat[i]);
   }
-  scan_.planes = room->planes.planes();
-  for (int i = 0; i < strips::kComponents; ++i) {
+  for (int i = 0; i < e.component_count; ++i) {
     CJPEGColorComponent& c = *e.components[i];
     scan_.flat[i] = hasFlat[c.q_selector] ? &room->flat[c.q_selector] : nullptr;
     scan_.dc[i] = &room->dcCodes[c.dc_selector];
@@ -52,13 +65,29 @@ bool StripCoder::takeRoute() {
   scan_.length = e.stream.capacity;
   scan_.position = &e.stream.position;
   scan_.state = e.huffman_state.state;
-  pixels_ = routePixels(e, room->pixelBytes);
   return true;
 }
 
+// What lies in the planes that are filled, by a route or by the stages.
+void StripCoder::settleSamples() {
+  const CJPEGEncoder& e = encoder_;
+  if (fillsByRoute_) {
+    scan_.planes = EncoderRoom::of(encoder_)->planes.planes();
+    return;
+  }
+  for (int i = 0; i < e.component_count; ++i) {
+    scan_.planes.plane[i] = e.components[i]->ss_buffer;
+    scan_.planes.step[i] = e.strip_stride;
+  }
+}
+
 int StripCoder::fill(int strip) {
-  if (strip == 0) hasRoute_ = takeRoute();
-  if (hasRoute_) {
+  if (strip == 0) {
+    fillsByRoute_ = takeFillRoute();
+    codesByRoute_ = takeCodeRoute();
+    settleSamples();
+  }
+  if (fillsByRoute_) {
     fillByRoute(strip);
     return JPEG_NO_ERROR;
   }
@@ -71,7 +100,7 @@ void StripCoder::fillByRoute(int strip) {
   settleStripRows(e, strip);
   pixels_.pixels = e.source_data + std::int64_t{strip} * e.mcu_height * pixels_.step;
   pixels_.lines = e.strip_rows;
-  routes().toPlanes(pixels_, scan_.layout, e.mcus_across, scan_.planes);
+  routes().toPlanes(pixels_, layoutOf(e), e.mcus_across, scan_.planes);
 }
 
 int StripCoder::code(int column, int count, std::int64_t stopAt, int* coded) {
@@ -84,8 +113,7 @@ int StripCoder::code(int column, int count, std::int64_t stopAt, int* coded) {
       if (e.restarts_to_go == 0) QRX_TRY(restartInterval(e, kBaselineScan));
       together = std::min(together, e.restarts_to_go);
     }
-    int done = 0;
-    if (hasRoute_) done = routes().code(scan_, column + *coded, together, routeStopsAt);
+    int done = codeByRoute(column + *coded, together, routeStopsAt);
     if (done == 0) {
       QRX_TRY(codeMCU(column + *coded));
       done = 1;
@@ -97,11 +125,18 @@ int StripCoder::code(int column, int count, std::int64_t stopAt, int* coded) {
   return JPEG_NO_ERROR;
 }
 
+// Routes read MCUs in twos; the stages' planes end with the last one.
+int StripCoder::codeByRoute(int column, int count, int stopAt) {
+  if (!codesByRoute_) return 0;
+  const bool readsBeyond = count % 2 != 0 && column + count == encoder_.mcus_across;
+  if (readsBeyond && !fillsByRoute_) --count;
+  return count > 0 ? routes().code(scan_, column, count, stopAt) : 0;
+}
+
 int StripCoder::codeMCU(int column) {
   return walk_.mcu(0, column, [this](CJPEGColorComponent& c, const BlockPlace& place) {
     const int i = c.comp_no;
-    const PlaneView plane = hasRoute_ ? PlaneView{scan_.planes.plane[i], scan_.planes.step[i]}
-                                      : PlaneView{c.ss_buffer, encoder_.strip_stride};
+    const PlaneView plane = {scan_.planes.plane[i], scan_.planes.step[i]};
     QRX_TRY(transformBlock(encoder_, c, plane, place, block_));
     _bitstream& stream = encoder_.stream;
     return resultOf(ippiEncodeHuffman8x8_JPEG_16s1u_C1(

@@ -1,7 +1,8 @@
 // The inner loop of baseline images and of packets: one row of MCUs from source pixels to code.
 //
-// Where the image is one that the fused routes of the processor take, a strip goes through them;
-// else, and wherever a route stops, it goes through the encoder's stages and the primitives.
+// Three colours go to planes, and planes to code, by the fused routes of the processor. Other
+// pixels go to planes by the encoder's stages; and wherever the route to code stops or does not
+// take the image, an MCU goes through the primitives.
 #ifndef QRX_CODECS_JPEG_LIBRARY_STRIP_CODER_H_
 #define QRX_CODECS_JPEG_LIBRARY_STRIP_CODER_H_
 
@@ -27,13 +28,18 @@ class StripCoder {
   int code(int column, int count, std::int64_t stopAt, int* coded);
 
  private:
-  bool takeRoute();
+  bool takeFillRoute();
+  bool takeCodeRoute();
+  void settleSamples();
   void fillByRoute(int strip);
+  int codeByRoute(int column, int count, int stopAt);
   int codeMCU(int column);
 
   CJPEGEncoder& encoder_;
   MCUWalk walk_;
-  bool hasRoute_ = false;  // settled with the first strip
+  // Settled with the first strip.
+  bool fillsByRoute_ = false;
+  bool codesByRoute_ = false;
   strips::PixelsIn pixels_ = {};
   strips::ScanOut scan_ = {};
   alignas(64) Ipp16s block_[64];  // between the transform and the entropy coder

@@ -157,6 +157,7 @@ class ImageView {
     const auto layout = layoutOf(d);
     if (!layout || d.coefficients == nullptr) return;
     scan_.layout = *layout;
+    scan_.components = strips::kComponents;
     // Unless a filter looks from row to row, all rows can go through the same lines, which stay in
     // the cache.
     sharesLines_ = planes == Planes::kFree && layout->down == 1;

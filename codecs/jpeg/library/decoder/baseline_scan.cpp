@@ -51,11 +51,38 @@ void extendRow(const CJPEGDecoder& d, int mcus) {
   }
 }
 
-int showRow(CJPEGDecoder& d, const Ipp16s* blocks, int slot, int row, const RowSpan& span) {
-  QRX_TRY(transformRow(d, blocks, span.mcus));
+void noteRow(const CJPEGDecoder& d, int done, int mcus) {
+  DecoderRoom* const room = DecoderRoom::existing(d);
+  if (room != nullptr) room->noteRow(done, mcus);
+}
+
+// Gives the samples of a row to the destination.
+int showSamples(CJPEGDecoder& d, int slot, int row, const RowSpan& span) {
   if (d.tile_mcu_count >= 0 && row == 0) extendRow(d, span.mcus);
   if (d.sampling != JPEG_SAMPLING_444) QRX_TRY(d.UpSampling(row, slot));
   return convertRow(d, row, slot, span);
+}
+
+int showRow(CJPEGDecoder& d, const Ipp16s* blocks, int slot, int row, const RowSpan& span) {
+  QRX_TRY(transformRow(d, blocks, span.mcus));
+  return showSamples(d, slot, row, span);
+}
+
+// By the primitives.
+int decodeAndShow(CJPEGDecoder& d, int row, const RowSpan& span) {
+  holdBlocks(d, 0, span.mcus);
+  int blocks = 0;
+  decodeRow(d, d.block_buffer, span.mcus, &blocks);
+  noteRow(d, blocks / d.mcu_blocks, span.mcus);
+  return showRow(d, d.block_buffer, 0, row, span);
+}
+
+int decodeAndShow(CJPEGDecoder& d, StripDecoder& routes, int row, const RowSpan& span) {
+  if (routes.shows()) routes.fetchTarget(row, span);
+  noteRow(d, routes.decode(span.mcus), span.mcus);
+  if (!routes.shows()) return showSamples(d, 0, row, span);
+  routes.show(row, span);
+  return JPEG_NO_ERROR;
 }
 
 // Where a scan begins.
@@ -90,11 +117,6 @@ int findEnd(CJPEGDecoder& d, const ScanStart& start, const SpanOf& spanOf) {
   return JPEG_NO_ERROR;
 }
 
-void noteRow(const CJPEGDecoder& d, int done, int mcus) {
-  DecoderRoom* const room = DecoderRoom::existing(d);
-  if (room != nullptr) room->noteRow(done, mcus);
-}
-
 // All rows, whatever becomes of each, unless memory runs out. `spanOf` tells the same of a row each
 // time.
 template <typename SpanOf>
@@ -103,20 +125,11 @@ int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
   const ScanStart start(d);
   for (int row = 0; row < d.mcus_down; ++row) {
     const RowSpan span = spanOf(row);
-    if (routes.serve()) {
-      routes.fetchTarget(row, span);
-      noteRow(d, routes.decode(span.mcus), span.mcus);
-      routes.show(row, span);
-    } else {
-      holdBlocks(d, 0, span.mcus);
-      int blocks = 0;
-      decodeRow(d, d.block_buffer, span.mcus, &blocks);
-      noteRow(d, blocks / d.mcu_blocks, span.mcus);
-      const int result = showRow(d, d.block_buffer, 0, row, span);
-      if (result == JPEG_OUT_OF_MEMORY) return result;
-    }
+    const int result =
+        routes.decodes() ? decodeAndShow(d, routes, row, span) : decodeAndShow(d, row, span);
+    if (result == JPEG_OUT_OF_MEMORY) return result;
   }
-  return routes.serve() && !routes.standsAtEnd() ? findEnd(d, start, spanOf) : JPEG_NO_ERROR;
+  return routes.decodes() && !routes.standsAtEnd() ? findEnd(d, start, spanOf) : JPEG_NO_ERROR;
 }
 
 }  // namespace

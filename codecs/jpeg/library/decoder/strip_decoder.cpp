@@ -6,6 +6,7 @@
 
 #include "codecs/jpeg/library/decoder/decoder_room.h"
 #include "codecs/jpeg/library/decoder/decoder_stages.h"
+#include "codecs/jpeg/library/decoder/sample_planes.h"
 #include "qrx/primitives.h"
 
 namespace qrx::jpeg {
@@ -13,6 +14,10 @@ namespace {
 
 // Those of the slot in force.
 const strips::Routes& routes() { return *strips::kRoutes[ippJumpIndexForMergedLibs]; }
+
+strips::Layout layoutOf(const CJPEGDecoder& d) {
+  return {d.components[0]->hsampling, d.components[0]->vsampling};
+}
 
 // Whether the routes write such pixels: three colours in lines that do not overlap.
 bool hasRoutePixels(const CJPEGDecoder& d) {
@@ -49,24 +54,50 @@ bool takeTables(CJPEGDecoder& d, int index, DecoderRoom* room, KnownTables* know
 
 }  // namespace
 
-StripDecoder::StripDecoder(CJPEGDecoder& decoder) : decoder_(decoder), serves_(takeRoute()) {}
+StripDecoder::StripDecoder(CJPEGDecoder& decoder) : decoder_(decoder) {
+  if (!takeScan()) return;
+  shows_ = takePlanes();
+  decodes_ = shows_ || takeStagePlanes();
+}
 
-bool StripDecoder::takeRoute() {
+bool StripDecoder::takeScan() {
   CJPEGDecoder& d = decoder_;
-  if (!hasRoutePixels(d) || !hasRouteStream(d)) return false;
+  if (d.component_count != 1 && d.component_count != strips::kComponents) return false;
+  if (!hasRouteStream(d)) return false;
   DecoderRoom* const room = DecoderRoom::of(d);
-  scan_.layout = {d.components[0]->hsampling, d.components[0]->vsampling};
-  if (room == nullptr || !room->planes.fit(scan_.layout, d.mcus_across)) return false;
+  if (room == nullptr) return false;
   KnownTables once;
   KnownTables& known = room->known.lasts ? room->known : once;
-  for (int i = 0; i < strips::kComponents; ++i) {
+  for (int i = 0; i < d.component_count; ++i) {
     if (!takeTables(d, i, room, &known, &scan_)) return false;
   }
-  scan_.planes = room->planes.planes();
+  scan_.layout = layoutOf(d);
+  scan_.components = d.component_count;
   scan_.blocks = d.block_buffer;
   setRouteStream(d, &scan_);
   // Behind a restart marker the position counts.
   if (d.restart_interval == 0) scan_.ahead = &ahead_;
+  return true;
+}
+
+// Planes of the routes' own.
+bool StripDecoder::takePlanes() {
+  if (!hasRoutePixels(decoder_)) return false;
+  DecoderRoom* const room = DecoderRoom::of(decoder_);
+  if (room == nullptr || !room->planes.fit(layoutOf(decoder_), decoder_.mcus_across)) return false;
+  scan_.planes = room->planes.planes();
+  return true;
+}
+
+// Those that the stages enlarge and convert.
+bool StripDecoder::takeStagePlanes() {
+  for (int i = 0; i < decoder_.component_count; ++i) {
+    const CJPEGColorComponent& c = *decoder_.components[i];
+    if ((c.h_factor == 1 ? c.cc_buffer : c.ss_buffer) == nullptr) return false;
+    const SamplePlane plane = stripPlane(decoder_, c);
+    scan_.planes.plane[i] = plane.first;
+    scan_.planes.step[i] = plane.step;
+  }
   return true;
 }
 

@@ -1,5 +1,6 @@
 // Rows of MCUs of a sequential scan by the fused routes of the processor, for the images that they
-// take. Wherever a route stops, the primitives go on.
+// take: from data to samples, and of three colours to pixels. Wherever a route stops, the
+// primitives go on.
 #ifndef QRX_CODECS_JPEG_LIBRARY_DECODER_STRIP_DECODER_H_
 #define QRX_CODECS_JPEG_LIBRARY_DECODER_STRIP_DECODER_H_
 
@@ -17,11 +18,13 @@ class StripDecoder {
   StripDecoder(const StripDecoder&) = delete;
   StripDecoder& operator=(const StripDecoder&) = delete;
 
-  // Whether the routes take the image; without them nothing else is to be called.
-  bool serve() const { return serves_; }
+  // Whether the routes decode the image; without them nothing else is to be called.
+  bool decodes() const { return decodes_; }
+  // Whether they show it too. Else the samples lie where the decoder's stages look for them.
+  bool shows() const { return shows_; }
 
   void fetchTarget(int row, const RowSpan& span);
-  // Decodes the next row of `mcus` MCUs into the planes. What a failure leaves undecoded keeps the
+  // Decodes the next row of `mcus` MCUs to samples. What a failure leaves undecoded keeps the
   // coefficients of the row above. Tells how many were decoded.
   int decode(int mcus);
   // Once all rows were decoded: gives the stream's position and what is in hand back. Whether they
@@ -31,7 +34,9 @@ class StripDecoder {
   void show(int row, const RowSpan& span);
 
  private:
-  bool takeRoute();
+  bool takeScan();
+  bool takePlanes();
+  bool takeStagePlanes();
   const strips::Routes& takeRoutes();
   void extend(int mcus);
   void keepLastLines();
@@ -40,7 +45,8 @@ class StripDecoder {
   strips::ScanIn scan_ = {};
   strips::ReadAhead ahead_;
   const strips::Routes* decoding_ = nullptr;  // of the last row
-  bool serves_;
+  bool decodes_ = false;
+  bool shows_ = false;
 };
 
 }  // namespace qrx::jpeg
