@@ -27,14 +27,11 @@ inline void compareMagnitudes(Vec upper, Vec lower, unsigned (&bits)[kPointTrans
 }
 
 #ifdef __AVX2__
-inline void keepPair(const Ipp8u* from, int step, const Ipp16u* quant, Ipp16s* left, Ipp16s* right,
-                     PlacesOfPair* places) {
+inline void keepPair(const Ipp8u* from, int step, const simd::Quantiser& quantiser, Ipp16s* left,
+                     Ipp16s* right, PlacesOfPair* places) {
   using namespace simd;
-  Rows<Vec256> rows;
-  for (int j = 0; j < 8; ++j) {
-    rows.row[j] = sub16(Vec256::widened(from + ptrdiff_t{j} * step), Vec256::all16(128));
-  }
-  forwardTransform(&rows, quant);
+  Rows<Vec256> rows = loadBlock<Vec256>(from, step);
+  forwardTransform(&rows, quantiser);
   *places = {};
   for (int j = 0; j < 8; j += 2) {
     unsigned bits[kPointTransforms];
@@ -50,12 +47,11 @@ inline void keepPair(const Ipp8u* from, int step, const Ipp16u* quant, Ipp16s* l
   }
 }
 #else
-inline void keepBlock(const Ipp8u* from, int step, const Ipp16u* quant, Ipp16s* block,
+inline void keepBlock(const Ipp8u* from, int step, const simd::Quantiser& quantiser, Ipp16s* block,
                       uint64_t (&places)[kPointTransforms]) {
   using namespace simd;
-  Rows<Vec128> rows;
-  for (int j = 0; j < 8; ++j) rows.row[j] = levelShifted(from + ptrdiff_t{j} * step);
-  forwardTransform(&rows, quant);
+  Rows<Vec128> rows = loadBlock<Vec128>(from, step);
+  forwardTransform(&rows, quantiser);
   for (int j = 0; j < 8; j += 2) {
     unsigned bits[kPointTransforms];
     compareMagnitudes(rows.row[j], rows.row[j + 1], bits);
@@ -66,10 +62,10 @@ inline void keepBlock(const Ipp8u* from, int step, const Ipp16u* quant, Ipp16s* 
   for (int j = 0; j < 8; ++j) store(block + 8 * j, rows.row[j]);
 }
 
-inline void keepPair(const Ipp8u* from, int step, const Ipp16u* quant, Ipp16s* left, Ipp16s* right,
-                     PlacesOfPair* places) {
-  keepBlock(from, step, quant, left, places->left);
-  keepBlock(from + 8, step, quant, right, places->right);
+inline void keepPair(const Ipp8u* from, int step, const simd::Quantiser& quantiser, Ipp16s* left,
+                     Ipp16s* right, PlacesOfPair* places) {
+  keepBlock(from, step, quantiser, left, places->left);
+  keepBlock(from + 8, step, quantiser, right, places->right);
 }
 #endif
 
@@ -86,6 +82,7 @@ void keep(const StoreOut& out, int row) {
     const int across = i == 0 ? layout.across : 1, down = i == 0 ? layout.down : 1;
     const int columns = across * out.store.mcusAcross;
     const Grid& grid = out.grid[i];
+    const simd::Quantiser quantiser = simd::quantiserOf(out.quant[i]);
     for (int v = 0; v < down; ++v) {
       const int line = down * row + v;
       const BlockLine blocks(out.store, i, line);
@@ -97,7 +94,7 @@ void keep(const StoreOut& out, int row) {
       for (int x = 0; x < columns; x += 2) {
         Ipp16s* left = blocks.block(x);
         Ipp16s* right = x + 1 < columns ? blocks.block(x + 1) : spare;
-        keepPair(from + ptrdiff_t{8} * x, out.planes.step[i], out.quant[i], left, right, &places);
+        keepPair(from + ptrdiff_t{8} * x, out.planes.step[i], quantiser, left, right, &places);
         out.dc[blocks.index(x)] = left[0];
         if (right != spare) out.dc[blocks.index(x + 1)] = right[0];
         if (noted && x < grid.columns) noteBlock(places.left, &notes[x]);

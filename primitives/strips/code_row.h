@@ -122,48 +122,46 @@ inline void keepBlocks(const simd::Rows<Vec>& rows, CodedBlock* const* blocks) {
 
 #ifdef __AVX2__
 // Two blocks side by side, one in each half of a vector.
-inline void transformPair(const Ipp8u* from, int step, const Ipp16u* quant, CodedBlock* left,
-                          CodedBlock* right) {
+inline void transformPair(const Ipp8u* from, int step, const simd::Quantiser& quantiser,
+                          CodedBlock* left, CodedBlock* right) {
   using namespace simd;
-  Rows<Vec256> rows;
-  for (int j = 0; j < 8; ++j) {
-    rows.row[j] = sub16(Vec256::widened(from + ptrdiff_t{j} * step), Vec256::all16(128));
-  }
-  forwardTransform(&rows, quant);
+  Rows<Vec256> rows = loadBlock<Vec256>(from, step);
+  forwardTransform(&rows, quantiser);
   CodedBlock* const blocks[] = {left, right};
   keepBlocks(rows, blocks);
 }
 #else
-inline void transformBlock(const Ipp8u* from, int step, const Ipp16u* quant, CodedBlock* block) {
+inline void transformBlock(const Ipp8u* from, int step, const simd::Quantiser& quantiser,
+                           CodedBlock* block) {
   using namespace simd;
-  Rows<Vec128> rows;
-  for (int j = 0; j < 8; ++j) rows.row[j] = levelShifted(from + ptrdiff_t{j} * step);
-  forwardTransform(&rows, quant);
+  Rows<Vec128> rows = loadBlock<Vec128>(from, step);
+  forwardTransform(&rows, quantiser);
   keepBlocks(rows, &block);
 }
 
-inline void transformPair(const Ipp8u* from, int step, const Ipp16u* quant, CodedBlock* left,
-                          CodedBlock* right) {
-  transformBlock(from, step, quant, left);
-  transformBlock(from + 8, step, quant, right);
+inline void transformPair(const Ipp8u* from, int step, const simd::Quantiser& quantiser,
+                          CodedBlock* left, CodedBlock* right) {
+  transformBlock(from, step, quantiser, left);
+  transformBlock(from + 8, step, quantiser, right);
 }
 #endif
 
 // Two blocks of component `i` side by side, or neither transformed where one value fills each.
-inline void codedPair(const ScanOut& scan, int i, const Ipp8u* from, CodedBlock* left,
-                      CodedBlock* right) {
+inline void codedPair(const ScanOut& scan, int i, const simd::Quantiser& quantiser,
+                      const Ipp8u* from, CodedBlock* left, CodedBlock* right) {
   const int step = scan.planes.step[i];
   if (scan.flat[i] != nullptr && areFlat(from, step)) {
     takeFlat(*scan.flat[i], from[0], left);
     takeFlat(*scan.flat[i], from[8], right);
   } else {
-    transformPair(from, step, scan.quant[i], left, right);
+    transformPair(from, step, quantiser, left, right);
   }
 }
 
 // The blocks of MCUs `column` and the next one, in the order of the scan.
 __attribute__((always_inline)) inline void transformMcus(
-    const ScanOut& scan, McuShape shape, int column, CodedBlock (*blocks)[McuShape::kMostBlocks]) {
+    const ScanOut& scan, McuShape shape, const simd::Quantiser* quantisers, int column,
+    CodedBlock (*blocks)[McuShape::kMostBlocks]) {
   for (int i = 0, b = 0; i < shape.components; b += shape.blocksOf(i), ++i) {
     const int width = shape.blocksOf(i) == 1 ? 8 : 16;
     const auto from = [&](int line) {
@@ -171,13 +169,13 @@ __attribute__((always_inline)) inline void transformMcus(
              ptrdiff_t{width} * column;
     };
     if (width == 8) {
-      codedPair(scan, i, from(0), &blocks[0][b], &blocks[1][b]);
+      codedPair(scan, i, quantisers[i], from(0), &blocks[0][b], &blocks[1][b]);
       continue;
     }
     for (int mcu = 0; mcu < 2; ++mcu) {
       for (int v = 0; v < shape.layout.down; ++v) {
         CodedBlock* const pair = &blocks[mcu][b + 2 * v];
-        codedPair(scan, i, from(8 * v) + 16 * mcu, pair, pair + 1);
+        codedPair(scan, i, quantisers[i], from(8 * v) + 16 * mcu, pair, pair + 1);
       }
     }
   }
@@ -271,7 +269,11 @@ __attribute__((always_inline)) inline int codeRow(const ScanOut& scan, McuShape 
   if (position < 0 || position > scan.length) return 0;
   CodedBlock blocks[2][McuShape::kMostBlocks];
   Ipp16s lastDc[kMostComponents];
-  for (int i = 0; i < shape.components; ++i) lastDc[i] = load(scan.lastDc[i]);
+  simd::Quantiser quantisers[kMostComponents];
+  for (int i = 0; i < shape.components; ++i) {
+    lastDc[i] = load(scan.lastDc[i]);
+    quantisers[i] = simd::quantiserOf(scan.quant[i]);
+  }
   StuffedBytes bytes(scan.bytes, position);
   CleanBits bits(bytes.begin(), *scan.state);
   const auto writeBytes = [&] {
@@ -280,7 +282,7 @@ __attribute__((always_inline)) inline int codeRow(const ScanOut& scan, McuShape 
   };
   int done = 0;
   while (done < count) {
-    transformMcus(scan, shape, column + done, blocks);
+    transformMcus(scan, shape, quantisers, column + done, blocks);
     const int together = count - done < 2 ? 1 : 2;
     for (int mcu = 0; mcu < together; ++mcu) {
       const int lastStart = scan.length - worstMcu(shape.blocks());

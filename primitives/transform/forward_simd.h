@@ -24,6 +24,10 @@ constexpr ForwardPairs forwardPairs(const RowFactors& w) {
 
 constexpr PerRow<ForwardPairs> kForwardPairs = perRow(forwardPairs);
 
+// The column stage is exact in what it does to a shift of all samples: the first row alone changes,
+// and none of its sums leaves its lane. So the level is shifted there.
+constexpr int kLevelInFirstRow = 8 * 128 * 8;
+
 // The four upper values of each half, in reverse, as the four lower ones.
 template <typename Vec>
 inline Vec opposites(Vec row) {
@@ -52,22 +56,26 @@ inline Vec forwardRow(Vec row, const ForwardPairs& factors) {
 
 // Products with 15 fraction bits, rounded to the nearest integer, ties to even, for multipliers up
 // to 32768, which quantisation tables give: the negative fits a signed lane. Coefficients are those
-// of 8-bit samples.
+// of 8-bit samples. `canTie`: whether there may be ties, or a multiplier of 32768.
 template <typename Vec>
-inline Vec quantise(Vec coefficient, Vec multiplier) {
+inline Vec quantise(Vec coefficient, Vec multiplier, [[maybe_unused]] bool canTie) {
+#ifdef __SSSE3__
+  if (!canTie) return roundedProduct(coefficient, multiplier);
   const Vec negative = sub16(Vec::all16(0), multiplier);
   const Vec low = lowerProduct(coefficient, negative);
-#ifdef __SSSE3__
   // A half is rounded up, that is down for the result; where that left it odd, one more is even.
   const Vec rounded = roundedProduct(coefficient, negative);
   const Vec tie = equal16(add16(low, low), Vec::all16(-32768));
   return sub16(bitAnd(bitAnd(tie, Vec::all16(1)), rounded), rounded);
 #else
-  const Vec high = upperProduct(coefficient, negative);
-  const Vec floor = bitOr(add16(high, high), right16<15>(low));
-  const Vec fraction = bitAnd(low, Vec::all16(0x7FFF));
-  const Vec most = sub16(Vec::all16(16384), bitAnd(floor, Vec::all16(1)));
-  return sub16(greater16(fraction, most), floor);  // greater is -1
+  // Of twice the product the upper half is the integer, the lower one an even fraction. What is
+  // above a half, or a half above an odd integer, is rounded up.
+  const Vec negative = sub16(Vec::all16(0), multiplier);
+  const Vec twice = add16(coefficient, coefficient);
+  const Vec floor = upperProduct(twice, negative);
+  const Vec fraction = bitOr(lowerProduct(twice, negative), bitAnd(floor, Vec::all16(1)));
+  const Vec aboveHalf = add16(fraction, Vec::all16(-32768));
+  return sub16(greater16(aboveHalf, Vec::all16(0)), floor);  // greater is -1
 #endif
 }
 
@@ -96,31 +104,62 @@ inline Multipliers kindOf(const Ipp16u* pQuantFwdTable) {
   return signs8(above) & 0xAAAA ? Multipliers::kAny : Multipliers::kOfTables;
 }
 
-// Samples less 128 become quantised coefficients, in place.
+// What coefficients are multiplied with.
+struct Quantiser {
+  const Ipp16u* multipliers;
+  unsigned rowsWithTies = 0xFF;  // by bits, the first row's the lowest
+};
+
+// Looks for the rows in which there can be ties. Coefficients of 8-bit samples stay below 2^11, so
+// that a multiplier needs four factors of 2 for one.
+inline Quantiser quantiserOf(const Ipp16u* multipliers) {
+  Quantiser quantiser = {multipliers, 0};
+  for (int i = 0; i < 64; ++i) {
+    const bool canTie = multipliers[i] != 0 && multipliers[i] % 16 == 0;
+    quantiser.rowsWithTies |= unsigned{canTie} << i / 8;
+  }
+  return quantiser;
+}
+
+// Samples become quantised coefficients, in place.
 template <Multipliers kMultipliers = Multipliers::kOfTables, typename Vec>
-inline void forwardTransform(Rows<Vec>* block, const Ipp16u* pQuantFwdTable) {
+inline void forwardTransform(Rows<Vec>* block, const Quantiser& quantiser) {
   forwardColumns<Lanes<Vec>>(block->row);
+  block->row[0] = sub16(block->row[0], Vec::all16(kLevelInFirstRow));
   for (int j = 0; j < 8; ++j) {
-    const Vec multipliers = Vec::repeat(Vec128::load(pQuantFwdTable + 8 * j));
+    const Vec multipliers = Vec::repeat(Vec128::load(quantiser.multipliers + 8 * j));
     const Vec row = forwardRow(block->row[j], kForwardPairs.row[j]);
-    block->row[j] = kMultipliers == Multipliers::kAny ? quantiseByAny(row, multipliers)
-                                                      : quantise(row, multipliers);
+    block->row[j] = kMultipliers == Multipliers::kAny
+                        ? quantiseByAny(row, multipliers)
+                        : quantise(row, multipliers, (quantiser.rowsWithTies >> j & 1) != 0);
   }
 }
 
-inline Vec128 levelShifted(const Ipp8u* samples) {
-  const Vec128 bytes = Vec128::loadLower(samples);
-  return sub16(interleaveLow8(bytes, Vec128::all16(0)), Vec128::all16(128));
+// A row of a block; in 256 bits of two blocks side by side.
+template <typename Vec>
+inline Vec loadSamples(const Ipp8u* samples) {
+#ifdef __AVX2__
+  if constexpr (Vec::kBytes == 32) return Vec::widened(samples);
+#endif
+  if constexpr (Vec::kBytes == 16) {
+    return interleaveLow8(Vec128::loadLower(samples), Vec128::all16(0));
+  }
+}
+
+template <typename Vec>
+inline Rows<Vec> loadBlock(const Ipp8u* samples, ptrdiff_t step) {
+  Rows<Vec> rows;
+  for (int j = 0; j < 8; ++j) rows.row[j] = loadSamples<Vec>(samples + j * step);
+  return rows;
 }
 
 inline void forwardBlock(const Ipp8u* pSrc, int srcStep, Ipp16s* pDst,
                          const Ipp16u* pQuantFwdTable) {
-  Rows<Vec128> block;
-  for (int j = 0; j < 8; ++j) block.row[j] = levelShifted(rowAt(pSrc, j, srcStep));
+  Rows<Vec128> block = loadBlock<Vec128>(pSrc, srcStep);
   if (kindOf(pQuantFwdTable) == Multipliers::kAny) {
-    forwardTransform<Multipliers::kAny>(&block, pQuantFwdTable);
+    forwardTransform<Multipliers::kAny>(&block, {pQuantFwdTable});
   } else {
-    forwardTransform(&block, pQuantFwdTable);
+    forwardTransform(&block, {pQuantFwdTable});
   }
   for (int j = 0; j < 8; ++j) store(pDst + 8 * j, block.row[j]);
 }
