@@ -374,6 +374,20 @@ TEST_F(CInterface, DamagedPacketsAreRefusedOrTold) {
   }
 }
 
+// Nobody sends such a packet, but it agrees with itself.
+TEST_F(CInterface, PacketOfNothingInNothingHasNoShare) {
+  Canvas in(QRXC_BGR, 0, false, Fence::kAfter);
+  Bytes packet = packets(in, QRXC_420)[0];
+  for (const std::size_t field :
+       {offsetof(udp_header, mcuCount), offsetof(udp_header, frameHeight)}) {
+    std::fill_n(packet.begin() + static_cast<std::ptrdiff_t>(field), 2, std::uint8_t{0});
+  }
+  qrxc_packet told = {};
+  ASSERT_EQ(qrxc_read_packet(coder.get(), packet.data(), packet.size(), &told), QRXC_DONE);
+  EXPECT_EQ(told.height, 0U);
+  EXPECT_EQ(told.share, 0.0);
+}
+
 TEST_F(CInterface, RefusesWithACodeAndAText) {
   const Bytes jpeg = encode(QRXC_BGR, 90, QRXC_420);
   Canvas canvas(QRXC_BGR, 0, false, Fence::kAfter);
