@@ -110,7 +110,7 @@ void addImages() {
 }
 
 void addSampling() {
-  constexpr IppiSize kHalf = {kImage.width / 2, kImage.height / 2};
+  static constexpr IppiSize kHalf = {kImage.width / 2, kImage.height / 2};
   const auto down = [](auto form) {
     form(image().interleaved.data(), Image::kStep, kImage, image().output.data(), Image::kStep,
          kHalf);
@@ -141,8 +141,9 @@ struct Scan {
     for (int b = 0; b < kBlocks; ++b) {
       const int amplitude = b % 4 == 0 ? 24 : 3;
       for (int i = 0; i < 64; ++i) {
-        const double wave = 90 * std::sin(0.05 * (i % 8) + 0.03 * (i / 8) + 0.1 * b);
-        samples[static_cast<size_t>(64 * b + i)] = static_cast<Ipp8u>(
+        const int column = i % 8, line = i / 8;
+        const double wave = 90 * std::sin(0.05 * column + 0.03 * line + 0.1 * b);
+        samples[size_t{64} * static_cast<size_t>(b) + static_cast<size_t>(i)] = static_cast<Ipp8u>(
             128 + wave + static_cast<int>(random() % static_cast<unsigned>(amplitude)));
       }
     }
