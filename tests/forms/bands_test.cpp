@@ -38,14 +38,14 @@ struct Image {
 
   // Some of the blocks of the last MCUs may lie outside the image.
   Image(Layout layout, int across, int down, int outsideRight, int outsideBelow) {
-    const size_t blocks = size_t(across * down * blocksOf(layout));
+    const size_t blocks = size_t(across) * size_t(down) * size_t(blocksOf(layout));
     coefficients.resize(64 * blocks);
     dc.resize(blocks);
     store = {layout, coefficients.data(), across, down};
     for (int i = 0; i < kComponents; ++i) {
       grid[i] = {i, i == 0 ? layout.down * down - outsideBelow : down,
                  i == 0 ? layout.across * across - outsideRight : across};
-      places[i].resize(size_t(grid[i].lines * grid[i].columns));
+      places[i].resize(size_t(grid[i].lines) * size_t(grid[i].columns));
       magnitudes[i].resize(places[i].size());
     }
   }
