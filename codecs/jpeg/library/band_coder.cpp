@@ -24,7 +24,7 @@ bool BandCoder::takeRoute() {
   if (e.restart_interval != 0 || e.mcus_down <= 0) return false;
   if (!hasRoutePixels(e, kPixelBytes) || !hasRouteStream(e)) return false;
   if (!takeMultipliers(e, image_.quant)) return false;
-  const strips::Layout layout = {e.components[0]->hsampling, e.components[0]->vsampling};
+  const strips::Layout layout = layoutOf(e);
   image_.store = {layout, e.coefficients, e.mcus_across, e.mcus_down};
   for (int i = 0; i < strips::kComponents; ++i) {
     const CJPEGColorComponent& c = *e.components[i];

@@ -33,6 +33,10 @@ bool hasRouteComponents(const CJPEGEncoder& e) {
   return count == 1 || count == strips::kComponents || count == strips::kMostComponents;
 }
 
+strips::Layout layoutOf(const CJPEGEncoder& e) {
+  return {e.components[0]->hsampling, e.components[0]->vsampling};
+}
+
 bool hasRouteStream(const CJPEGEncoder& e) {
   return e.stream.data != nullptr && e.stream.capacity > 0 && e.huffman_state.state != nullptr;
 }

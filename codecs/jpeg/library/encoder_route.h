@@ -15,6 +15,9 @@ bool hasRoutePixels(const CJPEGEncoder& encoder, int pixelBytes);
 // As many components as the routes code, for baseline.
 bool hasRouteComponents(const CJPEGEncoder& encoder);
 
+// Of an encoder with components.
+strips::Layout layoutOf(const CJPEGEncoder& encoder);
+
 // A buffer to write to, and a state of its bits.
 bool hasRouteStream(const CJPEGEncoder& encoder);
 

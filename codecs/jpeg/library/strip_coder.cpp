@@ -17,10 +17,6 @@ namespace {
 // Those of the slot in force.
 const strips::Routes& routes() { return *strips::kRoutes[ippJumpIndexForMergedLibs]; }
 
-strips::Layout layoutOf(const CJPEGEncoder& e) {
-  return {e.components[0]->hsampling, e.components[0]->vsampling};
-}
-
 }  // namespace
 
 StripCoder::StripCoder(CJPEGEncoder& encoder) : encoder_(encoder), walk_(walkOf(encoder)) {}

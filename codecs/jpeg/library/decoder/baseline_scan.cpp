@@ -123,13 +123,14 @@ template <typename SpanOf>
 int decodeRows(CJPEGDecoder& d, const SpanOf& spanOf) {
   StripDecoder routes(d);
   const ScanStart start(d);
-  for (int row = 0; row < d.mcus_down; ++row) {
+  int result = JPEG_NO_ERROR;
+  for (int row = 0; row < d.mcus_down && result != JPEG_OUT_OF_MEMORY; ++row) {
     const RowSpan span = spanOf(row);
-    const int result =
-        routes.decodes() ? decodeAndShow(d, routes, row, span) : decodeAndShow(d, row, span);
-    if (result == JPEG_OUT_OF_MEMORY) return result;
+    result = routes.decodes() ? decodeAndShow(d, routes, row, span) : decodeAndShow(d, row, span);
   }
-  return routes.decodes() && !routes.standsAtEnd() ? findEnd(d, start, spanOf) : JPEG_NO_ERROR;
+  const bool standsAtEnd = !routes.decodes() || routes.standsAtEnd();
+  if (result == JPEG_OUT_OF_MEMORY) return result;
+  return standsAtEnd ? JPEG_NO_ERROR : findEnd(d, start, spanOf);
 }
 
 }  // namespace

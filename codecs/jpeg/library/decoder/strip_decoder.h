@@ -27,8 +27,8 @@ class StripDecoder {
   // Decodes the next row of `mcus` MCUs to samples. What a failure leaves undecoded keeps the
   // coefficients of the row above. Tells how many were decoded.
   int decode(int mcus);
-  // Once all rows were decoded: gives the stream's position and what is in hand back. Whether they
-  // are those that the primitives leave.
+  // Behind the last row that is decoded: gives the stream's position and what is in hand back.
+  // Whether they are those that the primitives leave.
   bool standsAtEnd();
   // Gives the row to the destination. Rows come from the top.
   void show(int row, const RowSpan& span);
