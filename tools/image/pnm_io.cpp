@@ -152,7 +152,7 @@ void readBitmap(Parser& parser, const Header& header, Image& image) {
 void readSamples(Parser& parser, const Header& header, Image& image) {
   const int largest = header.largest;
   for (std::size_t i = 0; i < image.pixels.size(); i += Image::kBytesPerPixel) {
-    std::uint8_t values[4];
+    std::uint8_t values[4] = {};
     for (std::size_t c = 0; c < header.channels; ++c) {
       const int value =
           header.plain ? parser.number(largest) : std::min(parser.raw(header.wide()), largest);

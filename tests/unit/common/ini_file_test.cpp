@@ -106,13 +106,16 @@ TEST_F(IniTest, ValueOperationsTellWhatIsWrong) {
               {&good, "s", nullptr, "Name is empty"},
               {&good, "s", "", "Name is empty"}};
   for (const auto& row : rows) {
-    const std::string end = std::string(" value: ") + row.what + "\n";
+    std::string lines;
+    for (const char* verb : {"get", "set", "remove"}) {
+      lines.append("Cannot ").append(verb).append(" value: ").append(row.what).append("\n");
+    }
     EXPECT_EQ(errorsOf([&row] {
                 EXPECT_EQ(row.file->getValue(row.section, row.name), nullptr);
                 row.file->setValue(row.section, row.name, nullptr, false);
                 row.file->removeValue(row.section, row.name);
               }),
-              "Cannot get" + end + "Cannot set" + end + "Cannot remove" + end);
+              lines);
   }
   for (const char* value : {static_cast<const char*>(nullptr), ""}) {
     EXPECT_EQ(errorsOf([&] { good.setValue("s", "k", value, false); }),

@@ -55,30 +55,30 @@ class SettingsTest : public CommonTest {
 TEST_F(SettingsTest, TheFirstSourceWithAUsableValueCounts) {
   const struct {
     const char* sources[4];
-    int number;        // with the default 9
     double real;       // with the default 9
     const char* text;  // with the default null
+    int number;        // with the default 9
     bool on;           // with the default true
   } rows[] = {
-      {{"1", "2", "3", "4"}, 1, 1, "1", true},
-      {{nullptr, "2", "3", "4"}, 2, 2, "2", true},
-      {{nullptr, nullptr, "3", "4"}, 3, 3, "3", true},
-      {{nullptr, nullptr, nullptr, "4"}, 4, 4, "4", true},
-      {{}, 9, 9, "(null)", true},
-      {{"abc", "7"}, 7, 7, "abc", true},
-      {{nullptr, nullptr, "<null>", "0"}, 0, 0, "0", false},
-      {{"", "<null>", "12abc", "False"}, 9, 9, "12abc", false},
-      {{nullptr, "  42  "}, 42, 42, "42", true},
-      {{nullptr, "  a b  "}, 9, 9, "a b", true},
-      {{nullptr, " \t ", "3"}, 3, 3, "3", true},
-      {{"2147483648", "-2147483648"}, -2147483647 - 1, 2147483648.0, "2147483648", true},
-      {{"2", "TRUE", "0"}, 2, 2, "2", true},
-      {{"0", nullptr, "1"}, 0, 0, "0", false},
-      {{nullptr, " False "}, 9, 9, "False", false},
+      {{"1", "2", "3", "4"}, 1, "1", 1, true},
+      {{nullptr, "2", "3", "4"}, 2, "2", 2, true},
+      {{nullptr, nullptr, "3", "4"}, 3, "3", 3, true},
+      {{nullptr, nullptr, nullptr, "4"}, 4, "4", 4, true},
+      {{}, 9, "(null)", 9, true},
+      {{"abc", "7"}, 7, "abc", 7, true},
+      {{nullptr, nullptr, "<null>", "0"}, 0, "0", 0, false},
+      {{"", "<null>", "12abc", "False"}, 9, "12abc", 9, false},
+      {{nullptr, "  42  "}, 42, "42", 42, true},
+      {{nullptr, "  a b  "}, 9, "a b", 9, true},
+      {{nullptr, " \t ", "3"}, 3, "3", 3, true},
+      {{"2147483648", "-2147483648"}, 2147483648.0, "2147483648", -2147483647 - 1, true},
+      {{"2", "TRUE", "0"}, 2, "2", 2, true},
+      {{"0", nullptr, "1"}, 0, "0", 0, false},
+      {{nullptr, " False "}, 9, "False", 9, false},
       // One character too many for a switch, but not for a number or a text; then for a number.
-      {{nullptr, "   0    ", "1"}, 0, 0, "0", true},
-      {{nullptr, "                             42"}, 42, 42, "42", true},
-      {{nullptr, "                              42"}, 9, 9, "42", true},
+      {{nullptr, "   0    ", "1"}, 0, "0", 0, true},
+      {{nullptr, "                             42"}, 42, "42", 42, true},
+      {{nullptr, "                              42"}, 9, "42", 9, true},
   };
   for (const auto& row : rows) {
     setSources(row.sources);

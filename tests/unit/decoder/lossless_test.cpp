@@ -21,7 +21,10 @@ struct Samples {
       values.push_back(static_cast<int>(random() >> (32 - precision)));
     }
   }
-  int at(int x, int y) const { return values[static_cast<std::size_t>(y * size.width + x)]; }
+  int at(int x, int y) const {
+    const int index = y * size.width + x;
+    return values[static_cast<std::size_t>(index)];
+  }
 
   Size size;
   int precision;
