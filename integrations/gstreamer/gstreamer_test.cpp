@@ -435,6 +435,39 @@ TEST(Receiver, TakesWhatLiesInTheWindowAndOneSenderUntilItCloses) {
   EXPECT_EQ(receiver.statistics().lost, 3u);  // the one refused before counts as well
 }
 
+// More tiles than one message can list.
+TEST(Sender, TellsOfEveryTileWhenItChanged) {
+  namespace tool = qrx::tool;
+  constexpr std::uint32_t kWide = 2 * 256 + 1, kHigh = 85 * 256 + 1, kTiles = 3 * 86;
+  qrx::gst::FrameSender sender(tool::publicKey());
+  sender.start(kWide, kHigh, QRXC_BGR);
+  Bytes pixels(3 * kWide * kHigh, 9);
+  std::vector<std::uint32_t> told;
+  const auto take = [&](qrx::host::Bytes bytes) {
+    const auto* const data = static_cast<const std::uint8_t*>(bytes.data);
+    tool::Packet datagram(data, data + bytes.size);
+    tool::EnvelopeHead head;
+    ASSERT_EQ(tool::openEnvelope(tool::publicKey(), datagram, head), tool::Arrival::kFresh);
+    if (head.kind != tool::PayloadKind::kFromServer) return;
+    const auto message = tool::parseControl(datagram);
+    ASSERT_TRUE(message);
+    const auto* const changes = std::get_if<tool::Changes>(&*message);
+    if (changes == nullptr) return;
+    EXPECT_EQ(changes->first, told.size());
+    told.insert(told.end(), changes->frames.begin(), changes->frames.end());
+  };
+  const qrx::gst::SenderSettings settings = {.keyframeInterval = 0, .repairInterval = 0};
+  sender.send(pixels.data(), 3 * kWide, settings, take);
+  EXPECT_EQ(told, std::vector<std::uint32_t>(kTiles, 0));
+
+  told.clear();
+  pixels.back() = 200;
+  sender.send(pixels.data(), 3 * kWide, settings, take);
+  std::vector<std::uint32_t> expected(kTiles, 0);
+  expected.back() = 1;
+  EXPECT_EQ(told, expected);
+}
+
 TEST(Sender, TakesEverySideThatPacketsCanTell) {
   qrx::gst::FrameSender sender(qrx::tool::publicKey());
   const struct {

@@ -154,9 +154,12 @@ Work callOut() {
     const Image& image = Material::of(part).image;
     qrxc_layout layout = layoutOf(image, true);
     layout.format = format;
+    // In no more than this the JPEG fits for certain, so that only memory can be short.
+    const std::size_t room = qrxc_bound(layout.width, layout.height, format, QRXC_420);
+    ASSERT_LE(room, sizeof jpeg);
     std::size_t size = 0;
     outcome->code = qrxc_encode(coder.get(), image.row(image.size.height - 1), &layout, 60,
-                                QRXC_420, jpeg, sizeof jpeg, &size);
+                                QRXC_420, jpeg, room, &size);
     outcome->add(jpeg, size);
   };
 }
