@@ -34,12 +34,15 @@ int predictLine(CJPEGEncoder& e, CJPEGColorComponent& c, int line) {
 int writeLine(CJPEGEncoder& e, int line) {
   CJPEGColorComponent& c = *e.components[0];
   QRX_TRY(predictLine(e, c, line));
-  const auto* differences = reinterpret_cast<const Ipp16s*>(c.row_buffer);
-  _bitstream& stream = e.stream;
-  for (int x = 0; x < e.mcus_across; ++x) {
-    QRX_TRY(resultOf(ippiEncodeHuffmanOne_JPEG_16s1u_C1(
-        &differences[x], stream.data, stream.capacity, &stream.position,
-        e.dc_tables[c.dc_selector].spec, e.huffman_state.state, 0)));
+  const auto* const differences = reinterpret_cast<const Ipp16s*>(c.row_buffer);
+  Ipp8u* const data = e.stream.data;
+  const int capacity = e.stream.capacity, count = e.mcus_across;
+  int* const position = &e.stream.position;
+  const IppiEncodeHuffmanSpec* const table = e.dc_tables[c.dc_selector].spec;
+  IppiEncodeHuffmanState* const state = e.huffman_state.state;
+  for (int x = 0; x < count; ++x) {
+    QRX_TRY(resultOf(ippiEncodeHuffmanOne_JPEG_16s1u_C1(&differences[x], data, capacity, position,
+                                                        table, state, 0)));
   }
   return JPEG_NO_ERROR;
 }

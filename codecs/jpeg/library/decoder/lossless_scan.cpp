@@ -18,12 +18,16 @@ int CJPEGDecoder::DecodeScanLossless() {
 }
 
 int CJPEGDecoder::DecodeHuffmanMCURowLS(Ipp16s* pMCUBuf) {
-  const IppiDecodeHuffmanSpec* spec = dc_tables[components[0]->dc_selector].spec;
-  for (int column = 0; column < mcus_across; ++column) {
+  const Ipp8u* const data = stream.data;
+  const int capacity = stream.capacity, count = mcus_across;
+  int* const position = &stream.position;
+  const IppiDecodeHuffmanSpec* const spec = dc_tables[components[0]->dc_selector].spec;
+  IppiDecodeHuffmanState* const state = huffman_state.state;
+  for (int column = 0; column < count; ++column) {
     QRX_TRY(qrx::jpeg::openInterval(*this));
     QRX_TRY(qrx::jpeg::keepCount(*this, qrx::jpeg::decodeCode(*this, [&](int* met) {
-      return ippiDecodeHuffmanOne_JPEG_1u16s_C1(stream.data, stream.capacity, &stream.position,
-                                                pMCUBuf + column, met, spec, huffman_state.state);
+      return ippiDecodeHuffmanOne_JPEG_1u16s_C1(data, capacity, position, pMCUBuf + column, met,
+                                                spec, state);
     })));
   }
   return JPEG_NO_ERROR;
