@@ -32,7 +32,7 @@ bool BandCoder::takeRoute() {
                       std::min(e.mcus_across * c.hsampling, mcuCount(e.source_width, 8))};
   }
   EncoderRoom* const room = EncoderRoom::of(e);
-  if (room == nullptr || !room->planes.fit(layout, e.mcus_across)) return false;
+  if (room == nullptr || !room->planes.fit(layout, e.mcus_across, e.mcus_across)) return false;
   if (!room->bands.fit(&image_, &tokens_)) return false;
   image_.planes = room->planes.planes();
   return true;

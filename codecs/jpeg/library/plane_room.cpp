@@ -15,6 +15,21 @@ std::int64_t stepFor(std::int64_t width) {
   return (lines | 1) * kCacheLine;
 }
 
+// In bytes, of strips of `mcus` MCUs.
+struct PlaneSizes {
+  std::int64_t lumaStep, chromaStep, luma, chroma;
+
+  PlaneSizes(strips::Layout layout, int mcus) {
+    const std::int64_t width = std::int64_t{8} * (mcus + mcus % 2);
+    lumaStep = stepFor(layout.across * width);
+    chromaStep = stepFor(width);
+    luma = 8 * layout.down * lumaStep;
+    chroma = 9 * chromaStep;
+  }
+
+  std::int64_t all() const { return luma + 2 * chroma + kCacheLine; }
+};
+
 }  // namespace
 
 bool fitBuffer(std::unique_ptr<Ipp8u[]>* buffer, std::int64_t* held, std::int64_t size) {
@@ -25,17 +40,15 @@ bool fitBuffer(std::unique_ptr<Ipp8u[]>* buffer, std::int64_t* held, std::int64_
   return *buffer != nullptr;
 }
 
-bool PlaneRoom::fit(strips::Layout layout, int mcus) {
-  const std::int64_t width = std::int64_t{8} * (mcus + mcus % 2);
-  const std::int64_t lumaStep = stepFor(layout.across * width), chromaStep = stepFor(width);
-  const std::int64_t luma = 8 * layout.down * lumaStep, chroma = 9 * chromaStep;
-  const std::int64_t size = luma + 2 * chroma + kCacheLine;
-  if (!fitBuffer(&memory_, &size_, size)) return false;
+bool PlaneRoom::fit(strips::Layout layout, int mcus, int widest) {
+  if (!fitBuffer(&memory_, &size_, PlaneSizes(layout, widest).all())) return false;
+  const PlaneSizes sizes(layout, mcus);
   const auto start = reinterpret_cast<std::uintptr_t>(memory_.get());
   Ipp8u* const first = memory_.get() + (-start & (kCacheLine - 1)) + strips::kGuard;
-  planes_ = {
-      {first, first + luma + chromaStep, first + luma + chroma + chromaStep},
-      {static_cast<int>(lumaStep), static_cast<int>(chromaStep), static_cast<int>(chromaStep)}};
+  Ipp8u* const chroma = first + sizes.luma + sizes.chromaStep;
+  const int lumaStep = static_cast<int>(sizes.lumaStep);
+  const int chromaStep = static_cast<int>(sizes.chromaStep);
+  planes_ = {{first, chroma, chroma + sizes.chroma}, {lumaStep, chromaStep, chromaStep}};
   return true;
 }
 

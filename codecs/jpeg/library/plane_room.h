@@ -15,8 +15,9 @@ bool fitBuffer(std::unique_ptr<Ipp8u[]>* buffer, std::int64_t* held, std::int64_
 
 class PlaneRoom {
  public:
-  // Makes room for strips of `mcus` MCUs, at most twice what they need. False without memory.
-  bool fit(strips::Layout layout, int mcus);
+  // Makes room for strips of `mcus` MCUs: at most twice what strips of `widest` need, which is at
+  // least `mcus`. False without memory.
+  bool fit(strips::Layout layout, int mcus, int widest);
 
   // Above each plane of chroma there is room for one line more, with its guards.
   const strips::Planes& planes() const { return planes_; }

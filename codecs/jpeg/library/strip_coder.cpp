@@ -28,7 +28,7 @@ bool StripCoder::takeFillRoute() {
   if (e.source_color == JPEG_COLOR_BGR && hasTable) return false;  // which the routes do not use
   if (!hasRoutePixels(e, EncoderRoom::sourcePixelBytes(e))) return false;
   EncoderRoom* const room = EncoderRoom::of(e);
-  if (room == nullptr || !room->planes.fit(layoutOf(e), e.mcus_across)) return false;
+  if (room == nullptr || !room->planes.fit(layoutOf(e), e.mcus_across, e.mcus_across)) return false;
   pixels_ = routePixels(e, room->pixelBytes);
   return true;
 }

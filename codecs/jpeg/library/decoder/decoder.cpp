@@ -13,19 +13,37 @@ namespace {
 
 constexpr std::int64_t kBlockBytes = 64 * sizeof(Ipp16s);
 
+bool isBaselinePacket(const CJPEGDecoder& d) {
+  const DecoderRoom* const room = DecoderRoom::existing(d);
+  return room != nullptr && room->window && d.mode == JPEG_MODE_BASELINE;
+}
+
+// Packets differ in size, and the routes write little of these buffers: of pages that nobody has
+// written yet a later packet's would begin in one after another. Those of a packet all come now.
+template <typename T>
+bool allocateForRow(const CJPEGDecoder& d, T** buffer, std::int64_t size) {
+  if (!allocate(buffer, size)) return false;
+  constexpr std::int64_t kPage = 4096;
+  auto* const bytes = reinterpret_cast<volatile Ipp8u*>(*buffer);
+  for (std::int64_t i = 0; isBaselinePacket(d) && i < size; i += kPage) bytes[i] = 0;
+  return true;
+}
+
 // The planes of component `index`, those that it has not got yet.
 int allocateComponent(CJPEGDecoder& d, int index, const BufferSizes& sizes) {
   CJPEGColorComponent& c = *d.components[index];
   const bool reduced = componentSampling(d.sampling, index).reductionAcross != 1;
   const std::int64_t samples = reduced ? sizes.reduced : sizes.samples;
   if (c.ss_buffer == nullptr && samples != 0) {
-    if (!allocate(&c.ss_buffer, samples)) return JPEG_OUT_OF_MEMORY;
+    if (!allocateForRow(d, &c.ss_buffer, samples)) return JPEG_OUT_OF_MEMORY;
     c.curr_row = reinterpret_cast<Ipp16s*>(c.ss_buffer);
     c.prev_row = c.curr_row + d.dest_width;
   }
-  if (c.cc_buffer == nullptr && !allocate(&c.cc_buffer, sizes.full)) return JPEG_OUT_OF_MEMORY;
+  if (c.cc_buffer == nullptr && !allocateForRow(d, &c.cc_buffer, sizes.full)) {
+    return JPEG_OUT_OF_MEMORY;
+  }
   if (c.row_buffer == nullptr && sizes.row != 0) {
-    if (!allocate(&c.row_buffer, sizes.row)) return JPEG_OUT_OF_MEMORY;
+    if (!allocateForRow(d, &c.row_buffer, sizes.row)) return JPEG_OUT_OF_MEMORY;
   }
   return JPEG_NO_ERROR;
 }
@@ -33,11 +51,10 @@ int allocateComponent(CJPEGDecoder& d, int index, const BufferSizes& sizes) {
 // Of a packet only the MCUs that it has are written, as it decodes them.
 bool allocateBlocks(CJPEGDecoder& d, std::int64_t size) {
   DecoderRoom* const room = DecoderRoom::existing(d);
-  const bool defers = room != nullptr && room->window && d.mode == JPEG_MODE_BASELINE;
   if (room != nullptr) room->heldMcus.reset();
-  if (!defers) return allocateZeroed(&d.block_buffer, size);
+  if (!isBaselinePacket(d)) return allocateZeroed(&d.block_buffer, size);
   room->heldMcus = 0;
-  return allocate(&d.block_buffer, size);
+  return allocateForRow(d, &d.block_buffer, size);
 }
 
 }  // namespace

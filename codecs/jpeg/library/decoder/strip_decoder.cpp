@@ -7,6 +7,7 @@
 #include "codecs/jpeg/library/decoder/decoder_room.h"
 #include "codecs/jpeg/library/decoder/decoder_stages.h"
 #include "codecs/jpeg/library/decoder/sample_planes.h"
+#include "codecs/jpeg/library/image_limits.h"
 #include "qrx/primitives.h"
 
 namespace qrx::jpeg {
@@ -52,6 +53,13 @@ bool takeTables(CJPEGDecoder& d, int index, DecoderRoom* room, KnownTables* know
   return true;
 }
 
+// The most MCUs that a row has. Packets of any width come and go, none wider than its rectangle.
+int widestRow(const CJPEGDecoder& d, const DecoderRoom& room) {
+  if (!room.window) return d.mcus_across;
+  const int width = std::min(room.window->width, kMaxImageSide);
+  return std::max(d.mcus_across, width / d.mcu_width + 1);
+}
+
 }  // namespace
 
 StripDecoder::StripDecoder(CJPEGDecoder& decoder) : decoder_(decoder) {
@@ -84,7 +92,9 @@ bool StripDecoder::takeScan() {
 bool StripDecoder::takePlanes() {
   if (!hasRoutePixels(decoder_)) return false;
   DecoderRoom* const room = DecoderRoom::of(decoder_);
-  if (room == nullptr || !room->planes.fit(layoutOf(decoder_), decoder_.mcus_across)) return false;
+  if (room == nullptr) return false;
+  const int mcus = decoder_.mcus_across, widest = widestRow(decoder_, *room);
+  if (!room->planes.fit(layoutOf(decoder_), mcus, widest)) return false;
   scan_.planes = room->planes.planes();
   return true;
 }
