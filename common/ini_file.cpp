@@ -73,12 +73,12 @@ struct __attribute__((visibility("hidden"))) IniFile::Private {
   bool write() const;
   bool writeSection(std::FILE* file, const std::string& section) const;
   std::vector<std::string> sections() const;
-  bool add(OwnedText key, const char* value, bool keep);
+  void add(OwnedText key, const char* value, bool keep);
 };
 
-bool IniFile::Private::add(OwnedText key, const char* value, bool keep) {
+void IniFile::Private::add(OwnedText key, const char* value, bool keep) {
   Map::Node* node = entries.find(key.get());
-  if (node != nullptr && keep) return false;
+  if (node != nullptr && keep) return;
   OwnedText copy(copyText(value));
   if (node != nullptr) {
     std::free(node->value);
@@ -88,7 +88,6 @@ bool IniFile::Private::add(OwnedText key, const char* value, bool keep) {
     static_cast<void>(key.release());  // the map's from here on
     static_cast<void>(copy.release());
   }
-  return true;
 }
 
 bool IniFile::Private::parse() {
@@ -100,8 +99,8 @@ bool IniFile::Private::parse() {
   }
   reader.parseIniFile(
       [](void* user, const char* section, const char* name, const char* value) {
-        const bool added = static_cast<Private*>(user)->add(getKey(section, name), value, false);
-        return added ? 1 : 0;
+        static_cast<Private*>(user)->add(getKey(section, name), value, false);
+        return 1;
       },
       this);
   if (const ErrorState* state = reader.getParserState()) {
