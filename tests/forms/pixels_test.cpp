@@ -108,6 +108,8 @@ TEST(Sampling, WorkedValues) {
   EXPECT_EQ(sampled(up, {2, 0, 1}, 1, 3, {1, 1}, {2, 1}), (Bytes{0, 0}));
   EXPECT_EQ(sampled(up2, {8, 0, 9, 0, 0, 0, 0, 0, 0}, 4, 3, {1, 1}, {2, 1}), (Bytes{1, 1}));
   EXPECT_EQ(sampled(up2, {7, 0, 8, 0, 0, 0, 0, 0, 0}, 4, 3, {1, 1}, {2, 1}), (Bytes{0, 0}));
+  // The shortest step there is.
+  EXPECT_EQ(sampled(ippiSampleDownH2V1_JPEG_8u_C1R, {1, 2}, 0, 1, {2, 1}, {1, 1}), Bytes{2});
   // An odd width ends on an even column; only the margins that are read exist.
   EXPECT_EQ(sampled(up, {4, 12}, 1, 2, {1, 1}, {1, 1}), Bytes{10});
   EXPECT_EQ(sampled(up2, {4, 12, 8, 16}, 3, 2, {1, 1}, {1, 1}), Bytes{13});

@@ -538,6 +538,14 @@ TEST_F(CInterface, NoiseFitsInTheBound) {
       EXPECT_GT(bound(48, 17), bound(48, 16));
       Canvas canvas(format, 0, false, Fence::kAfter);
       canvas.set(pixelsIn(noise, format));
+      // Of the smallest picture nearly all is headers.
+      qrxc_layout one = canvas.layout;
+      one.width = one.height = 1;
+      Bytes least(bound(1, 1));
+      std::size_t leastSize = 0;
+      EXPECT_EQ(qrxc_encode(coder.get(), canvas.row(0), &one, 100, sampling, least.data(),
+                            least.size(), &leastSize),
+                QRXC_DONE);
       const Bytes jpeg = encode(canvas, 100, sampling);
       for (std::size_t room = 0; room < jpeg.size() + 2; room += room < 700 ? 1 : 997) {
         FencedBytes memory(room, Fence::kAfter);

@@ -332,6 +332,16 @@ TEST(Packets, OfOneComponentFindTheirPlaces) {
   }
 }
 
+TEST(Decompressor, TakesNothingForNoPicture) {
+  const Buffer empty{};
+  std::uint8_t pixel[4] = {};
+  for (const Buffer* const buffer : {static_cast<const Buffer*>(nullptr), &empty}) {
+    EXPECT_FALSE(decompressor().decompress(buffer, 4, 6408, pixel, sizeof pixel));
+    EXPECT_FALSE(decompressor().decompressTile(buffer, 4, 6408, pixel, sizeof pixel));
+    EXPECT_FALSE(decompressor().isValid(buffer));
+  }
+}
+
 // At and between the ends of rows and rectangles.
 TEST(Packets, KeepTheRulesWhereverTheCutIs) {
   for (int width = 16; width <= 96; width += 8) {
