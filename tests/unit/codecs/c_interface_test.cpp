@@ -12,6 +12,7 @@
 #include "tests/support/peer_codec.h"
 #include "tests/support/process.h"
 #include "tests/unit/codec_kit.h"
+#include "tools/jpeg/walk.h"
 
 namespace qrx::test {
 namespace {
@@ -296,6 +297,13 @@ TEST_F(CInterface, TellsHowMuchOfADamagedJpegIsGood) {
   const Bytes marker = {0xFF, 0xD1};
   *(std::search(jpeg.begin(), jpeg.end(), marker.begin(), marker.end()) + 1) = 0xD5;
   EXPECT_EQ(codeOf(), QRXC_DAMAGED);
+  // One of many scans ends early.
+  for (const tool::JpegScan& scan : tool::walkJpeg(cases[3].jpeg).scans) {
+    jpeg = cases[3].jpeg;
+    const auto end = jpeg.begin() + static_cast<std::ptrdiff_t>(scan.dataOffset + scan.dataSize);
+    jpeg.erase(end - 5, end);
+    EXPECT_EQ(codeOf(), QRXC_DAMAGED) << scan.dataOffset;
+  }
 }
 
 TEST_F(CInterface, PacketsFillTheRectangleInAnyOrder) {
@@ -536,6 +544,12 @@ TEST_F(CInterface, NoiseFitsInTheBound) {
       EXPECT_EQ(bound(49, 17), bound(56, 24));
       EXPECT_GT(bound(49, 16), bound(48, 16));
       EXPECT_GT(bound(48, 17), bound(48, 16));
+      // Sixteen more columns of sixteen pixels: four blocks of a plane, fewer of a reduced one.
+      const std::size_t block =
+          qrxc_bound(16, 8, QRXC_GRAY, QRXC_444) - qrxc_bound(8, 8, QRXC_GRAY, QRXC_444);
+      const std::size_t full = format == QRXC_CMYK ? 8 : 4;
+      const std::size_t reduced = format == QRXC_GRAY ? 0 : 8 >> (sampling - QRXC_444);
+      EXPECT_EQ(bound(32, 16) - bound(16, 16), (full + reduced) * block);
       Canvas canvas(format, 0, false, Fence::kAfter);
       canvas.set(pixelsIn(noise, format));
       // Of the smallest picture nearly all is headers.
@@ -546,6 +560,9 @@ TEST_F(CInterface, NoiseFitsInTheBound) {
       EXPECT_EQ(qrxc_encode(coder.get(), canvas.row(0), &one, 100, sampling, least.data(),
                             least.size(), &leastSize),
                 QRXC_DONE);
+      EXPECT_EQ(qrxc_decode(coder.get(), least.data(), leastSize, canvas.row(0), &one, nullptr),
+                QRXC_DONE);
+      canvas.set(pixelsIn(noise, format));
       const Bytes jpeg = encode(canvas, 100, sampling);
       for (std::size_t room = 0; room < jpeg.size() + 2; room += room < 700 ? 1 : 997) {
         FencedBytes memory(room, Fence::kAfter);

@@ -165,6 +165,19 @@ TEST_F(Damage, TablesThatWereNeverFilled) {
   EXPECT_EQ(pixels[0], pixels[1]);
 }
 
+// What comes behind the last scan changes nothing in the picture.
+TEST_F(Damage, ProgressiveIsOfTheTablesBeforeIt) {
+  EncoderJob job = colourJob(scenePicture({16, 16}));
+  job.mode = JPEG_MODE_PROGRESSIVE;
+  const Bytes good = encode(job).bytes;
+  for (const Bytes& late : {segment(0xDB, byte(0) + Bytes(64, 255)),
+                            segment(0xEE, {'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 0})}) {
+    const Decoded d = decode(prefix(good, good.size() - 2) + late + Bytes{0xFF, 0xD9});
+    EXPECT_EQ(d.data, 0);
+    EXPECT_EQ(d.pixels, decode(good).pixels);
+  }
+}
+
 // Refinement scans without end: the hundred-and-first is not looked at, nor what follows it, and
 // the colours that it would have stay its own.
 TEST_F(Damage, ProgressiveScansAreCounted) {

@@ -1,6 +1,7 @@
 // The walk over a stream's markers.
 #include <gtest/gtest.h>
 
+#include "tests/support/process.h"
 #include "tests/unit/codec_kit.h"
 #include "tools/jpeg/walk.h"
 
@@ -26,6 +27,7 @@ TEST_F(MarkerParser, HeaderResults) {
       {"no SOI", kColour, 0, 3},
       {"garbage, fill bytes and a stuffed byte in front of markers",
        Bytes{1, 2, 0xFF, 0x00, 3, 0xFF, 0xD8, 0xFF, 0xFF} + kFrame + byte(0xFF) + kScan, 0, 3},
+      {"restart markers in front of a frame", Bytes{0xFF, 0xD0, 0xFF, 0xD7} + kColour, 0, 3},
       {"stray bytes at the end", {0xFF, 0xD8, 1, 2}, JPEG_BUFFER_TOO_SMALL},
       {"SOS before any frame", kScan, JPEG_BAD_COMPONENT_ID},
       {"frame without components", frame(0xC0, 8, {}) + kScan, JPEG_BAD_COMPONENT_ID},
@@ -72,6 +74,11 @@ TEST_F(MarkerParser, HeaderResults) {
     EXPECT_EQ(d.channels, c.channels);
     EXPECT_EQ(d.size, (c.channels == 0 ? Size{} : Size{24, 16}));
   }
+}
+
+TEST_F(MarkerParser, TellsOfABadQuantTable) {
+  EXPECT_EQ(errorsOf([this] { decode(segment(0xDB, byte(4) + Bytes(64))); }),
+            "JPEG_BAD_QUANT_SEGMENT at codecs/jpeg/library/decoder:85\nParseDQT failed\n");
 }
 
 TEST_F(MarkerParser, ColourSpace) {
