@@ -27,7 +27,8 @@ using MakeWork = std::function<tool::Work()>;
 // One thread against two that do twice the work, ours and the peer's in turn.
 Gain measureGain(const Cell& cell, const MakeWork& ours, const MakeWork& peer, int rounds);
 
-// The first run brings up what is kept; the rest are watched.
+// The first run brings up what is kept; the rest are watched, for the heap's growth those behind
+// the second.
 Upkeep measureUpkeep(const Cell& cell, const tool::Work& work);
 
 }  // namespace qrx::bench
