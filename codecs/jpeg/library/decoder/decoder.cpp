@@ -18,14 +18,15 @@ bool isBaselinePacket(const CJPEGDecoder& d) {
   return room != nullptr && room->window && d.mode == JPEG_MODE_BASELINE;
 }
 
-// Packets differ in size, and the routes write little of these buffers: of pages that nobody has
-// written yet a later packet's would begin in one after another. Those of a packet all come now.
+// A packet's routes write little of these buffers, and the next packet's, of other sizes, begin
+// elsewhere in the same memory. Its pages are written once here, so that none is met late.
 template <typename T>
 bool allocateForRow(const CJPEGDecoder& d, T** buffer, std::int64_t size) {
   if (!allocate(buffer, size)) return false;
+  if (!isBaselinePacket(d)) return true;
   constexpr std::int64_t kPage = 4096;
   auto* const bytes = reinterpret_cast<volatile Ipp8u*>(*buffer);
-  for (std::int64_t i = 0; isBaselinePacket(d) && i < size; i += kPage) bytes[i] = 0;
+  for (std::int64_t i = 0; i < size; i += kPage) bytes[i] = 0;
   return true;
 }
 
