@@ -8,7 +8,7 @@ elseif(QRX_SANITIZE)
   set(flags -fsanitize=${QRX_SANITIZE} -fno-sanitize-recover=all)
 endif()
 if(QRX_SANITIZE)
-  target_compile_options(qrx_sanitizers INTERFACE ${flags} -fno-omit-frame-pointer -g)
+  target_compile_options(qrx_sanitizers INTERFACE ${flags} -fno-omit-frame-pointer -g1)
   target_link_options(qrx_sanitizers INTERFACE ${flags})
   if(QRX_SANITIZE STREQUAL "memory")
     # Strings come from our own objects: the memory sanitizer does not see what the standard library's

@@ -6,7 +6,7 @@
 #   scripts/check.sh --changed [BASE]  clang-tidy of files that differ from BASE (scripts/tidy.sh tells
 #                                      which), and no builds: those of the tests have the same warnings
 #
-# clang-tidy takes the compile commands of build/release; over the whole tree it has no limit of time.
+# Over the whole tree clang-tidy has no limit of time.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # shellcheck source=scripts/packages.sh

@@ -80,28 +80,49 @@ ${executions:-0},${edges:-0},$(find "build/fuzz-corpus/$1" -type f | wc -l),$4,$
     >>"$ledger"
 }
 
-# run_target TARGET SECONDS
+# run_target TARGET SECONDS: tells how many inputs were tried; 1 with what the fuzzer said of a finding
 run_target() {
-  local log=build/fuzz-findings/$1.log cpu=build/fuzz-findings/$1.cpu findings=0
+  local log=build/fuzz-findings/$1.log cpu=build/fuzz-findings/$1.cpu status=0
   local folders=(build/fuzz-corpus/"$1" "$seeds" tests/data/fuzz)
   [ -d "fuzz/corpus/$1" ] && folders+=("fuzz/corpus/$1")
   mkdir -p "build/fuzz-corpus/$1"
-  note "fuzzing $1 for $2 seconds"
   # The library's texts about bad streams go nowhere; the fuzzer's own go to the log.
   local TIMEFORMAT='%U %S'
   { time build/fuzz/fuzz/fuzz_"$1" "${folders[@]}" -max_total_time="$2" -timeout=20 \
     -rss_limit_mb=4096 -max_len=65536 -print_final_stats=1 -dict=fuzz/jpeg.dict \
     -artifact_prefix=build/fuzz-findings/"$1"- -close_fd_mask=2 >"$log" 2>&1; } 2>"$cpu" ||
-    findings=1
+    status=$?
+  [ $status -ne 72 ] || return 1 # interrupted
   if [ "$2" -ge 60 ] && [ "$ledger" != /dev/null ]; then
-    append_run "$1" "$log" "$(cat "$cpu")" $findings
+    append_run "$1" "$log" "$(cat "$cpu")" $((status != 0))
   fi
-  if [ $findings -ne 0 ]; then
+  if [ $status -ne 0 ]; then
     tail -n 60 "$log"
     echo "finding in $1" >&2
-    exit 1
+    return 1
   fi
-  grep -E 'stat::(number_of_executed_units|average_exec_per_sec)' "$log"
+  note "$1: $(sed -n 's/^stat::number_of_executed_units: *//p' "$log") inputs," \
+    "$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log") a second"
+}
+
+# One target a processor at a time; after a finding no other is begun.
+run_targets() { # SECONDS TARGET...
+  local seconds=$1 target running=0 jobs
+  jobs=$(nproc)
+  shift
+  for target in "$@"; do
+    if [ $running -ge "$jobs" ]; then
+      wait -n || return 1
+      running=$((running - 1))
+    fi
+    note "fuzzing $target for $seconds seconds"
+    run_target "$target" "$seconds" &
+    running=$((running + 1))
+  done
+  while [ $running -gt 0 ]; do
+    wait -n || return 1
+    running=$((running - 1))
+  done
 }
 
 # The smallest set of inputs that reaches, with the seeds, what all known ones reach: named by their
@@ -143,10 +164,8 @@ cmake --build --preset fuzz --parallel "$(nproc)"
 seeds=$root/build/fuzz-corpus/seeds
 mkdir -p build/fuzz-corpus build/fuzz-findings
 build/fuzz/fuzz/make_corpus "$seeds"
-for target in "${targets[@]}"; do
-  if $keeps; then keep_target "$target"; else run_target "$target" "$seconds"; fi
-done
 if $keeps; then
+  for target in "${targets[@]}"; do keep_target "$target"; done
   bytes=$(find fuzz/corpus -type f -printf '%s\n' | awk '{ sum += $1 } END { print sum }')
   note "$bytes bytes in fuzz/corpus"
   [ "$bytes" -le $((4 << 20)) ] || {
@@ -154,5 +173,6 @@ if $keeps; then
     exit 1
   }
 else
+  run_targets "$seconds" "${targets[@]}" || { wait; exit 1; }
   note "no findings"
 fi

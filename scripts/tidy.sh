@@ -5,8 +5,9 @@
 #   scripts/tidy.sh --all           every file
 #
 # Without BASE it is the place where the branch left origin/main; on main itself the last ten
-# commits count. A changed header stands for the source of its name. Takes the compile commands of
-# build/release. Begins no file after TIDY_SECONDS (default 150) and names those that are left.
+# commits count. A changed header stands for the source of its name. Takes compile commands of its
+# own (build/tidy), with each file alone. Begins no file after TIDY_SECONDS (default 150) and names
+# those that are left.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # shellcheck source=scripts/packages.sh
@@ -43,8 +44,8 @@ elif ! base=$(base_commit) || [ -z "$base" ] || { [ "$base" = "$(commit_of HEAD)
   exit 0
 fi
 
-commands=build/release/compile_commands.json
-[ -f "$commands" ] || cmake --preset release >/dev/null
+cmake --preset release -B build/tidy -DCMAKE_UNITY_BUILD=OFF >/dev/null
+commands=build/tidy/compile_commands.json
 mapfile -t files < <(git diff --name-only --diff-filter=d "$base" -- '*.cpp' '*.h' |
   sed 's/\.h$/.cpp/' | sort -u |
   while read -r file; do
@@ -61,4 +62,4 @@ printf '%s\n' "${files[@]}" | xargs -P "$(nproc)" -I {} bash -c '
     echo "clang-tidy: no time left for {}"
     exit 0
   fi
-  clang-tidy -p build/release --quiet --warnings-as-errors="*" "{}" 2> >(grep -v "warnings generated\|^Suppressed\|^Use -header" >&2)'
+  clang-tidy -p build/tidy --quiet --warnings-as-errors="*" "{}" 2> >(grep -v "warnings generated\|^Suppressed\|^Use -header" >&2)'

@@ -24,9 +24,10 @@ void addVersionFlag(CLI::App& command);
 
 // Adds a subcommand whose parsed options live in a T that `run` gets: `define(command, options)`
 // describes them. `text` stands in the list of subcommands, `details` at the end of its own help.
-template <typename T, typename Action, typename Define, typename Run>
+template <typename T, typename Action, typename Run>
 CLI::App* addCommand(CLI::App& app, Action& action, const char* name, const char* text,
-                     const std::string& details, Define define, Run run) {
+                     const std::string& details, void (*define)(CLI::App& command, T& options),
+                     Run run) {
   CLI::App* command = app.add_subcommand(name, text);
   command->footer(details + "\n\n" + kConventions);
   addVersionFlag(*command);
