@@ -97,8 +97,7 @@ EnvelopeHead anyHead(Input& input, std::uint64_t& sequence) {
   return head;
 }
 
-// Whether sealing gives just these bytes. The key is known, and a fuzzer keeps what it saw
-// compared.
+// Whether sealing gives just these bytes: a fuzzer may give back what it saw sealed.
 bool isSealed(const Key& key, const Packet& datagram) {
   const auto head = parseEnvelopeHead(datagram);
   if (!head) return false;
