@@ -22,7 +22,7 @@ constexpr int kScans = 6;
 
 // The picture holds the scans named by their digits, zeros alone for none of them. The image is
 // complete with scan 4, and never without scan 0 or 3.
-constexpr std::string_view kNothing = "nothing is shown", kZeros = "";
+constexpr std::string_view kNothing = "nothing is shown", kZeros{};
 constexpr struct {
   std::string_view cutBehindHeader, cutBehindData, headerFlipped;
   int shownAt;  // scan that brings the last picture of the flipped stream

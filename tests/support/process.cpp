@@ -37,6 +37,7 @@ std::string runInChild(const std::function<void()>& body) {
 void runOnThreads(int count, const std::function<void(int)>& body) {
   std::latch start(count);
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     threads.emplace_back([&, i] {
       start.arrive_and_wait();
